@@ -1,0 +1,143 @@
+/* Thread-state tracing: where each thread last was.
+ *
+ * Each thread has a slot from its first record to its end. A slot is written by its thread only; a sequence number,
+ * odd while the slot is being written, tells a reader that it saw two positions mixed. */
+#include "threadcheck.h"
+
+#include "sigpipe_guard.h"
+#include "source_name.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <pthread.h>
+#include <stdio.h>
+#include <unistd.h>
+
+BOOL g_bThreadStateDebuggingEnabled = FALSE;
+
+namespace {
+
+struct THREAD_SLOT {
+    std::atomic<pid_t> nThreadId;   /* 0 while the slot is free */
+    std::atomic<unsigned> nChanges; /* odd while the position is being written */
+    std::atomic<const char *> szFunction;
+    std::atomic<const char *> szFile;
+    std::atomic<int> nLine;
+};
+
+struct POSITION {
+    const char *szFunction; /* null: nothing recorded yet */
+    const char *szFile;
+    int nLine;
+};
+
+constinit std::array<THREAD_SLOT, 64> slots{};
+
+void ReleaseSlot(void *pvSlot) {
+    THREAD_SLOT &tSlot = *static_cast<THREAD_SLOT *>(pvSlot);
+    tSlot.szFunction.store(nullptr, std::memory_order_release);
+    tSlot.nThreadId.store(0, std::memory_order_release);
+}
+
+/* The calling thread's slot is kept under a key: unlike a thread_local destructor, setting it allocates nothing. */
+class SlotKey {
+public:
+    SlotKey() : m_bCreated(pthread_key_create(&m_nKey, ReleaseSlot) == 0) {}
+    ~SlotKey() {
+        if (m_bCreated)
+            pthread_key_delete(m_nKey);
+    }
+    SlotKey(const SlotKey &) = delete;
+    SlotKey &operator=(const SlotKey &) = delete;
+
+    THREAD_SLOT *Get() const { return m_bCreated ? static_cast<THREAD_SLOT *>(pthread_getspecific(m_nKey)) : nullptr; }
+    bool Set(THREAD_SLOT &tSlot) const { return m_bCreated && pthread_setspecific(m_nKey, &tSlot) == 0; }
+
+private:
+    pthread_key_t m_nKey{};
+    bool m_bCreated;
+};
+
+const SlotKey slotKey;
+
+THREAD_SLOT *ClaimSlot() {
+    const pid_t nThreadId = gettid();
+    for (THREAD_SLOT &tSlot : slots) {
+        pid_t nFree = 0;
+        if (!tSlot.nThreadId.compare_exchange_strong(nFree, nThreadId, std::memory_order_acq_rel))
+            continue;
+        if (slotKey.Set(tSlot))
+            return &tSlot;
+        ReleaseSlot(&tSlot);
+        return nullptr;
+    }
+    return nullptr;
+}
+
+/* The stores release and the loads acquire, so that no part of a position is seen without the odd number before it. */
+void StorePosition(THREAD_SLOT &tSlot, const POSITION &tPosition) {
+    const unsigned nChanges = tSlot.nChanges.load(std::memory_order_relaxed);
+    tSlot.nChanges.store(nChanges + 1, std::memory_order_relaxed);
+    tSlot.szFunction.store(tPosition.szFunction, std::memory_order_release);
+    tSlot.szFile.store(tPosition.szFile, std::memory_order_release);
+    tSlot.nLine.store(tPosition.nLine, std::memory_order_release);
+    tSlot.nChanges.store(nChanges + 2, std::memory_order_release);
+}
+
+POSITION LoadPosition(const THREAD_SLOT &tSlot) {
+    constexpr int nMaxTries = 100; // a thread that was preempted while it wrote must not hold up the reader
+    POSITION tPosition{};
+    for (int nTry = 0; nTry < nMaxTries; ++nTry) {
+        const unsigned nChanges = tSlot.nChanges.load(std::memory_order_acquire);
+        tPosition = {tSlot.szFunction.load(std::memory_order_acquire), tSlot.szFile.load(std::memory_order_acquire),
+                     tSlot.nLine.load(std::memory_order_acquire)};
+        if (nChanges % 2 == 0 && tSlot.nChanges.load(std::memory_order_relaxed) == nChanges)
+            break;
+    }
+    return tPosition;
+}
+
+bool WriteAll(int nFileDescriptor, const char *pBytes, size_t nSize) {
+    const SigpipeGuard tGuard;
+    while (nSize > 0) {
+        const ssize_t nWritten = write(nFileDescriptor, pBytes, nSize);
+        if (nWritten <= 0 && !(nWritten < 0 && errno == EINTR))
+            return false;
+        const size_t nDone = nWritten > 0 ? static_cast<size_t>(nWritten) : 0;
+        pBytes += nDone;
+        nSize -= nDone;
+    }
+    return true;
+}
+
+bool WritePosition(int nFileDescriptor, pid_t nThreadId, const POSITION &tPosition) {
+    char acLine[320];
+    const int nLength = snprintf(acLine, sizeof acLine, "thread %d %.120s %.120s:%d\n", static_cast<int>(nThreadId),
+                                 tPosition.szFunction, BaseName(tPosition.szFile), tPosition.nLine);
+    return nLength > 0 && WriteAll(nFileDescriptor, acLine, static_cast<size_t>(nLength));
+}
+
+} // namespace
+
+void __SaveThreadState(const char *szFunction, const char *szFile, int nLine) {
+    THREAD_SLOT *pSlot = slotKey.Get();
+    if (pSlot == nullptr)
+        pSlot = ClaimSlot();
+    if (pSlot != nullptr)
+        StorePosition(*pSlot, {OrEmpty(szFunction), OrEmpty(szFile), nLine});
+}
+
+int ThreadState_Dump(int nFileDescriptor) {
+    int nWritten = 0;
+    for (const THREAD_SLOT &tSlot : slots) {
+        const pid_t nThreadId = tSlot.nThreadId.load(std::memory_order_acquire);
+        const POSITION tPosition = LoadPosition(tSlot);
+        if (nThreadId == 0 || tPosition.szFunction == nullptr)
+            continue;
+        if (!WritePosition(nFileDescriptor, nThreadId, tPosition))
+            return -1;
+        ++nWritten;
+    }
+    return nWritten;
+}

@@ -1,0 +1,24 @@
+/* One trace message: put together on the writer's stack and sent at once.
+ *
+ * Takes no lock and allocates nothing. May be called from any thread; errno is kept. */
+#ifndef SUPPORT_TRACE_MESSAGE_H
+#define SUPPORT_TRACE_MESSAGE_H
+
+#include "xtypes.h"
+
+#include <stdarg.h>
+
+/* Who writes a message, and how urgent it is. */
+struct TRACE_ORIGIN {
+    const char *szModule;
+    int nLevel;
+    const char *szFunction;
+    const char *szFile;
+    int nLine;
+    bool bPlaceInJournal; /* function, file and line also where the journal adds the rest */
+};
+
+/* Writes one line: a prefix, the number of messages lost since the last one that passed, and the text. */
+void TraceMessage_Write(const TRACE_ORIGIN &tOrigin, const char *szFormat, va_list tArguments) XTYPES_PRINTF(2, 0);
+
+#endif

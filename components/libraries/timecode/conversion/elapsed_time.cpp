@@ -1,0 +1,94 @@
+// Carrying a timecode and a UTC time forward.
+#include "conversion/elapsed_time.h"
+
+#include "conversion/frame_period.h"
+#include "core/record.h"
+#include "core/trace.h"
+#include "core/units.h"
+
+namespace timecode {
+
+// What the units hand on upwards, named by the unit that receives it.
+struct Carries {
+    INT64 nHours;
+    INT64 nMinutes;
+    INT64 nSeconds;
+};
+
+// Keeps a unit of 60 within its range and returns what goes up.
+static INT64 CarryOut(INT64 &nValue) {
+    if (nValue <= 59)
+        return 0;
+    const INT64 nCarry = nValue / 60;
+    nValue %= 60;
+    return nCarry;
+}
+
+// Adds the whole seconds; a negative count adds nothing.
+static Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
+    Carries Up{};
+    nSeconds %= 86400;
+    if (nSeconds >= 3600)
+        Time.nHours = (Time.nHours + nSeconds / 3600) % 24;
+    nSeconds %= 3600;
+    if (nSeconds >= 60) {
+        Time.nMinutes += nSeconds / 60;
+        Up.nHours = CarryOut(Time.nMinutes);
+    }
+    nSeconds %= 60;
+    if (nSeconds >= 1) {
+        Time.nSeconds += nSeconds;
+        Up.nMinutes = CarryOut(Time.nSeconds);
+    }
+    return Up;
+}
+
+// Adds the fraction as frames, at least one, and returns the whole seconds that they make.
+static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramerate) {
+    const auto nNsecPerFrame = static_cast<INT64>(NanoSecPerFrame(nPicRate, nVUIFramerate));
+    const INT64 nFrames = nNsecPerFrame > 0 && nNsec >= nNsecPerFrame ? nNsec / nNsecPerFrame : 1;
+    const UINT64 nValue = static_cast<UINT64>(Time.nFrames) + static_cast<UINT64>(nFrames);
+    const UINT64 OvfFrames = nValue / nPicRate;
+    if (OvfFrames > 0)
+        TC_TRACE(DBG_LEVEL_DEBUG, "Overflow happened. nValue:%d, nPictrate:%d, OverflowsFrames:%d. Remainder:%d.\n",
+                 static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(OvfFrames),
+                 static_cast<int>(nValue % nPicRate));
+    Time.nFrames = static_cast<INT64>(nValue % nPicRate);
+    return static_cast<INT64>(OvfFrames);
+}
+
+static void PropagateCarries(Hmsf &Time, Carries Up) {
+    Time.nSeconds += Up.nSeconds;
+    Up.nMinutes += CarryOut(Time.nSeconds);
+    Time.nMinutes += Up.nMinutes;
+    Up.nHours += CarryOut(Time.nMinutes);
+    Time.nHours = (Time.nHours + Up.nHours) % 24;
+}
+
+BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRate, ULONG nVUIFramerate,
+                            vitc_t *pVitcRecord) {
+    if (!TC_IS_GIVEN(pElapsedNsec) || !TC_IS_GIVEN(pVitcRecord) || !IsUsableRate(nEncodedPictureRate, TC_HERE))
+        return FALSE;
+    TC_TRACE(DBG_LEVEL_DEBUG, "ElapsedTime:%lu.%09lus, nPicRate:%d, VUIFramerate:%d.\n",
+             static_cast<unsigned long>(pElapsedNsec->tv_sec), static_cast<unsigned long>(pElapsedNsec->tv_nsec),
+             nEncodedPictureRate, static_cast<int>(nVUIFramerate));
+    Hmsf Time = DigitsOf(*pVitcRecord);
+    Carries Up = AddSeconds(Time, pElapsedNsec->tv_sec);
+    Up.nSeconds = AddFrames(Time, pElapsedNsec->tv_nsec, static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate);
+    TC_TRACE(DBG_LEVEL_DEBUG, "Beginning to deal with overflow. Current TC H:%dM:%dS:%dF:%d. Overflows H:%dM:%dS:%d\n",
+             static_cast<int>(Time.nHours), static_cast<int>(Time.nMinutes), static_cast<int>(Time.nSeconds),
+             static_cast<int>(Time.nFrames), static_cast<int>(Up.nHours), static_cast<int>(Up.nMinutes),
+             static_cast<int>(Up.nSeconds));
+    PropagateCarries(Time, Up);
+    SetDigits(*pVitcRecord, Time);
+    return TRUE;
+}
+
+BOOL _ElapsedUsecToUTC(const timespec *pElapsedNsec, INT64 *pllUTC) {
+    if (!TC_IS_GIVEN(pElapsedNsec) || !TC_IS_GIVEN(pllUTC))
+        return FALSE;
+    *pllUTC = WrappingSum(*pllUTC, SpanToUsec(*pElapsedNsec));
+    return TRUE;
+}
+
+} // namespace timecode

@@ -1,0 +1,27 @@
+// The frame period in single-precision microseconds and in integer nanoseconds.
+#include "conversion/frame_period.h"
+
+#include <cmath>
+
+namespace timecode {
+
+// 90 kHz ticks of 1.001 s, one step below 90090, so that a quotient that is a whole number of ticks is reached from below.
+static constexpr double TICKS_PER_1001_MS = 90089.99999999999;
+static_assert(TICKS_PER_1001_MS == 90090.0 - 0x1p-36);
+
+float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {
+    const auto fPicRate = static_cast<float>(nPicRate);
+    if (!IsThousandAndOneRate(nVUIFramerate))
+        return 1000000.0F / fPicRate;
+    const auto fTicks = static_cast<float>(TICKS_PER_1001_MS / static_cast<double>(fPicRate));
+    float Intpart = 0.0F;
+    modff(fTicks, &Intpart);
+    return static_cast<float>(static_cast<double>(Intpart) * 1000.0 / 90.0);
+}
+
+UINT64 NanoSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {
+    const UINT64 nPeriodNsec = 1'000'000'000 / nPicRate;
+    return IsThousandAndOneRate(nVUIFramerate) ? nPeriodNsec * 1001 / 1000 : nPeriodNsec;
+}
+
+} // namespace timecode

@@ -1,0 +1,93 @@
+// Trace messages and assertion reports of the library, through the platform's services.
+// A message tests the handle and its level first and evaluates nothing when it is not written.
+#pragma once
+
+#include <atomic>
+#include <string_view>
+
+#include "timecode.h"
+
+namespace timecode {
+
+// A place in the code, as the services want it.
+struct Position {
+    const char *szFunction;
+    const char *szFile;
+    int nLine;
+};
+
+inline bool TraceEnabled(int nLevel) {
+    // The application may set the level while other threads trace.
+    return g_hTCLibDbg != nullptr &&
+           std::atomic_ref<int>(g_hTCLibDbg->nMaxLevel).load(std::memory_order_relaxed) >= nLevel;
+}
+
+// Reports a condition that does not hold and says whether it held, so that the caller can refuse.
+inline bool Verify(bool bHolds, const char *szCondition, const Position &Here) {
+    if (!bHolds) [[unlikely]]
+        _DoAssert(szCondition, Here.szFunction, Here.szFile, Here.nLine);
+    return bHolds;
+}
+
+// A picture rate that can be counted in. 0 is traced, a negative one reported.
+inline bool IsUsableRate(int nEncodedPictureRate, const Position &Here) {
+    if (nEncodedPictureRate == 0 && TraceEnabled(DBG_LEVEL_DEBUG))
+        _DoDbgPrintEx(g_hTCLibDbg, DBG_LEVEL_DEBUG, Here.szFunction, Here.szFile, Here.nLine,
+                      "nEncodedPictureRate:%d is 0. Cannot translate.\n", nEncodedPictureRate);
+    return nEncodedPictureRate != 0 && Verify(nEncodedPictureRate > 0, "nEncodedPictureRate > 0", Here);
+}
+
+// Traces a null argument by its name. Says whether the argument can be used.
+inline bool IsGiven(const void *pArgument, const char *szNullText, const Position &Here) {
+    if (pArgument == nullptr && TraceEnabled(DBG_LEVEL_ERROR))
+        _DoDbgPrintEx(g_hTCLibDbg, DBG_LEVEL_ERROR, Here.szFunction, Here.szFile, Here.nLine, szNullText, pArgument);
+    return pArgument != nullptr;
+}
+
+// The name of a source for a message; formed only when the message is written.
+class SourceName {
+public:
+    explicit SourceName(int enTimecodeSource) {
+        Timecode_GetTimecodeSourceString(enTimecodeSource, m_szBuffer, sizeof m_szBuffer);
+    }
+    [[nodiscard]] const char *Text() const { return m_szBuffer; }
+
+private:
+    char m_szBuffer[40];
+};
+
+// Whether a text from a table holds exactly these conversions: what the compiler checks of a literal.
+consteval bool HasConversions(std::string_view szText, std::string_view szConversions) {
+    while (true) {
+        const size_t nStart = szText.find('%');
+        if (nStart == std::string_view::npos)
+            return szConversions.empty();
+        const size_t nEnd = szText.find_first_of("diouxXcsp", nStart);
+        if (nEnd == std::string_view::npos)
+            return false;
+        const std::string_view szFound = szText.substr(nStart, nEnd - nStart + 1);
+        if (!szConversions.starts_with(szFound))
+            return false;
+        szConversions.remove_prefix(szFound.size());
+        szText.remove_prefix(nEnd + 1);
+    }
+}
+
+} // namespace timecode
+
+// These are macros because they take the caller's position and, unevaluated, its arguments or its text.
+#define TC_HERE                                                                                                        \
+    ::timecode::Position {                                                                                             \
+        __func__, __FILE_NAME__, __LINE__                                                                              \
+    }
+
+#define TC_TRACE(nLevel, ...)                                                                                          \
+    do {                                                                                                               \
+        if (::timecode::TraceEnabled(nLevel))                                                                          \
+            _DoDbgPrintEx(g_hTCLibDbg, nLevel, __func__, __FILE_NAME__, __LINE__, __VA_ARGS__);                        \
+    } while (false)
+
+#define TC_IS_GIVEN(pArgument)                                                                                         \
+    ::timecode::IsGiven((pArgument), #pArgument ":%p is NULL this should not happen!\n", TC_HERE)
+
+#define TC_ASSERT(bCondition) ::timecode::Verify((bCondition), #bCondition, TC_HERE)

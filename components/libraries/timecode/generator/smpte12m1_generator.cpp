@@ -1,0 +1,162 @@
+// SMPTE 12M-1 timecode of coded pictures, from the previous picture's timecode and the PTS distance.
+// Drop-frame numbering follows the order of coding: a short back-fill state mends the pictures coded after a skip
+// that lie before it in display order.
+#include <ctime>
+
+#include "core/record.h"
+#include "core/trace.h"
+#include "core/units.h"
+#include "pts_api.h"
+
+using namespace timecode;
+
+// Seconds of the wall clock during which no second skip is made.
+static constexpr UINT SKIP_GUARD_SECONDS = 30;
+
+// The numbers of drop-frame counting; all 0 where nothing is dropped.
+struct DropRule {
+    INT64 nSkipped;       // frame numbers skipped a minute
+    INT64 nHighest;       // the highest of them
+    INT64 nTailOfSecond;  // the lowest frame number of the tail of a second
+    UINT nBframesNoExtra; // an extra skip is owed only with more B pictures than this
+};
+
+// One picture on its way to a timecode.
+struct Picture {
+    SMPTE12M1_CONTEXT *pContext;
+    DropRule Rule;
+    INT64 nFrameDistance; // from the previously coded picture, in frames
+    UINT nTimeDelta;      // wall-clock seconds since the last skip
+    Hmsf Time;
+};
+
+static bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
+    if (nVUIFramerate == 29000)
+        Rule = {2, 1, 26, 0};
+    else if (nVUIFramerate == 59000)
+        Rule = {4, 3, 51, 2};
+    else
+        return false;
+    return true;
+}
+
+static INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
+    INT64 nQuotient = nValue / nUnit;
+    nValue %= nUnit;
+    if (nValue < 0) {
+        nValue += nUnit;
+        --nQuotient;
+    }
+    return nQuotient;
+}
+
+// Ticks to frames, halves away from zero. Quotient and remainder apart, so that no distance overflows.
+static INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
+    const INT64 nTicks = nTicksPerFrame;
+    const INT64 nHalf = nTicks / 2;
+    const INT64 nRest = DiffTS64 % nTicks;
+    return DiffTS64 / nTicks + (DiffTS64 > 0 ? nRest + nHalf : nRest - nHalf) / nTicks;
+}
+
+// Moves the old timecode by whole frames. Carries go over any distance, so the digits are valid after every jump.
+static Hmsf MoveByFrames(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
+    const INT64 nFramesPerDay = nPictureRate * 86400;
+    Time.nFrames += nFrameDistance % nFramesPerDay;
+    Time.nSeconds += FloorDivide(Time.nFrames, nPictureRate);
+    Time.nMinutes += FloorDivide(Time.nSeconds, 60);
+    Time.nHours += FloorDivide(Time.nMinutes, 60);
+    FloorDivide(Time.nHours, 24);
+    return Time;
+}
+
+// A picture before the previously coded one: at a number of the skip, or in the tail of a second, it goes back.
+static void BackFillEarlier(Picture &Pic) {
+    Hmsf &Time = Pic.Time;
+    if (Time.nFrames > Pic.Rule.nHighest && Time.nFrames < Pic.Rule.nTailOfSecond)
+        return;
+    Time.nFrames -= Pic.Rule.nSkipped;
+    if (Time.nFrames >= 0)
+        return;
+    Time.nFrames += Pic.pContext->nEncodedPictureRate;
+    Time.nSeconds = 59;
+    if (--Time.nMinutes >= 0)
+        return;
+    Time.nMinutes = 59;
+    Time.nHours = Time.nHours == 0 ? 23 : Time.nHours - 1;
+}
+
+static void BackFillLater(Picture &Pic) {
+    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    if (Pic.Time.nFrames <= Pic.Rule.nHighest) {
+        Pic.Time.nFrames += Pic.Rule.nSkipped;
+    } else if (Context.BackFillStateCount == 1 && Context.bExtraSkipAllowed != FALSE) {
+        Pic.Time.nFrames += Pic.Rule.nSkipped;
+        Context.bExtraSkipAllowed = FALSE;
+        TC_TRACE(DBG_LEVEL_DEBUG, "Extra Skip frame.\n");
+    }
+}
+
+static void BackFillStep(Picture &Pic) {
+    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    TC_TRACE(DBG_LEVEL_DEBUG, "BackFill State count:%d, after frame drop.\n", Context.BackFillStateCount);
+    if (Pic.nFrameDistance < 0)
+        BackFillEarlier(Pic);
+    else
+        BackFillLater(Pic);
+    if (--Context.BackFillStateCount == 0)
+        TC_TRACE(DBG_LEVEL_DEBUG, "BackFill State end.\n");
+}
+
+static void DropTest(Picture &Pic) {
+    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    if (Pic.nTimeDelta <= SKIP_GUARD_SECONDS || Pic.Time.nFrames > static_cast<int>(Context.nBframes))
+        return;
+    if (Pic.Time.nFrames == 0 && (Context.nVUIFramerate == 29000 || Context.nBframes > Pic.Rule.nBframesNoExtra))
+        Context.bExtraSkipAllowed = TRUE;
+    if (Context.nBframes != 0)
+        Context.BackFillStateCount = static_cast<int>(Context.nBframes + 1);
+    Context.tDropFrameOccurred = time(nullptr);
+    Pic.Time.nFrames += Pic.Rule.nSkipped;
+    TC_TRACE(DBG_LEVEL_INFO, "NTSC drop frame.\n");
+}
+
+static void NumberDropFrames(Picture &Pic) {
+    const bool bDropZone = Pic.Time.nSeconds == 0 && Pic.Time.nMinutes % 10 != 0;
+    if (Pic.pContext->BackFillStateCount > 0) {
+        BackFillStep(Pic);
+        DropTest(Pic);
+    } else if (bDropZone) {
+        DropTest(Pic);
+    }
+}
+
+void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
+    const time_t tNow = time(nullptr);
+    const bool bWritable = TC_ASSERT(pNewSystemTC != NULL);
+    if (!TC_ASSERT(pContext != NULL) || !bWritable || !TC_ASSERT(pContext->PTSTicksPerFrame != 0) ||
+        !TC_ASSERT(static_cast<int>(pContext->nEncodedPictureRate) > 0))
+        return;
+    const Hmsf OldSysTC = DigitsOf(pContext->OldSystemTC);
+    const INT64 DiffTS64 = CalcPTSDiffEx(pContext->OldTimestamp64, Timestamp64);
+    const INT64 DiffPocFromTS = RoundToFrames(DiffTS64, pContext->PTSTicksPerFrame);
+    Picture Pic{pContext,
+                {},
+                DiffPocFromTS,
+                static_cast<UINT>(WrappingDifference(tNow, pContext->tDropFrameOccurred)),
+                MoveByFrames(OldSysTC, DiffPocFromTS, pContext->nEncodedPictureRate)};
+    TC_TRACE(DBG_LEVEL_DEBUG, "nEncodedPictureRate:%d, nVUIFramerate:%d.\n",
+             static_cast<int>(pContext->nEncodedPictureRate), static_cast<int>(pContext->nVUIFramerate));
+    TC_TRACE(DBG_LEVEL_DEBUG, "OldPoc:%d, NewPoc:%d, DiffPoc:%d, DiffTS64:%ld(FR-Diff:%d), FramesTotal:%d.\n",
+             static_cast<int>(pContext->OldPoc), static_cast<int>(NewPoc),
+             static_cast<int>(WrappingProduct(2, DiffPocFromTS)), DiffTS64, static_cast<int>(DiffPocFromTS),
+             static_cast<int>(WrappingSum(OldSysTC.nFrames, DiffPocFromTS)));
+    TC_TRACE(DBG_LEVEL_DEBUG, "H:M:S:F before drop frame adjustements:[%02d:%02d:%02d:%02d].\n",
+             static_cast<int>(Pic.Time.nHours), static_cast<int>(Pic.Time.nMinutes),
+             static_cast<int>(Pic.Time.nSeconds), static_cast<int>(Pic.Time.nFrames));
+    if (DropRuleOf(pContext->nVUIFramerate, Pic.Rule))
+        NumberDropFrames(Pic);
+    // The caller's other fields stay: only the digits are written.
+    vitc_t NewSystemTC = Fetch(pNewSystemTC);
+    SetDigits(NewSystemTC, Pic.Time);
+    Store(pNewSystemTC, NewSystemTC);
+}

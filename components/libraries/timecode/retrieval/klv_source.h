@@ -1,0 +1,12 @@
+// The two KLV-borne sources under MISP_PROFILE_62: high-precision time stamps and local sets.
+#pragma once
+
+#include "retrieval/request.h"
+
+namespace timecode {
+
+// Hands out the queued record, or the last UTC carried forward by the elapsed wall-clock time, and its timecode.
+// FALSE: the timecode could not be formed; *pUTC has been written, and the request ends without its closing step.
+bool UseKlvSource(Request &Req);
+
+} // namespace timecode

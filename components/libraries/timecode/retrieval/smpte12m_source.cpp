@@ -1,0 +1,103 @@
+// Timecode carries no date, no status byte and no lock: the request makes them.
+#include "retrieval/smpte12m_source.h"
+
+#include "conversion/elapsed_time.h"
+#include "conversion/smpte12m_to_utc.h"
+#include "core/record.h"
+#include "core/shared.h"
+#include "core/trace.h"
+#include "core/units.h"
+#include "pts_api.h"
+#include "retrieval/source_switching.h"
+#include "retrieval/status_byte.h"
+
+namespace timecode {
+
+static ULONG RateCode(const Request &Req) {
+    return static_cast<ULONG>(static_cast<INT64>(Req.nVUIFrameRate));
+}
+
+static void TraceSilence(const Request &Req) {
+    if (!ThrottlePasses(Req.pTc->tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+        return;
+    const Hmsf Old = DigitsOf(VitcOf(Req.pTc->LastRetrivedSMPTE12mTC));
+    TC_TRACE(
+        DBG_LEVEL_INFO, "Fail to get timecode on interface:%d. OLD TC:: H:M:S:F(%d:%d:%d:%d) TimeDiff:%lu.%09lus.\n",
+        Req.enInputInterface, static_cast<int>(Old.nHours), static_cast<int>(Old.nMinutes),
+        static_cast<int>(Old.nSeconds), static_cast<int>(Old.nFrames),
+        static_cast<unsigned long>(Req.tpNanosecTdiff.tv_sec), static_cast<unsigned long>(Req.tpNanosecTdiff.tv_nsec));
+}
+
+static void TraceCorrection(const Request &Req, const vitc_t &Vitc) {
+    const Hmsf New = DigitsOf(Vitc);
+    const timespec &tpLast = Req.pTc->LastRetrivedSMPTE12mTC.tpInsertionTime;
+    TC_TRACE(DBG_LEVEL_INFO,
+             "NowTime:%lu.%09lus, LasRetrivedTime:%lu.%09lus, TimeDiff:%lu.%09lus. After correction, NEW TC:: "
+             "H:M:S:F(%d:%d:%d:%d) on interface:%d.\n",
+             static_cast<unsigned long>(Req.tpNow.tv_sec), static_cast<unsigned long>(Req.tpNow.tv_nsec),
+             static_cast<unsigned long>(tpLast.tv_sec), static_cast<unsigned long>(tpLast.tv_nsec),
+             static_cast<unsigned long>(Req.tpNanosecTdiff.tv_sec),
+             static_cast<unsigned long>(Req.tpNanosecTdiff.tv_nsec), static_cast<int>(New.nHours),
+             static_cast<int>(New.nMinutes), static_cast<int>(New.nSeconds), static_cast<int>(New.nFrames),
+             Req.enInputInterface);
+}
+
+// The source is silent: the last timecode moves on by the PTS distance from the picture that had it.
+static void CarryForward(Request &Req) {
+    tc_private_t &Tc = *Req.pTc;
+    Req.tpNanosecTdiff = _ConvertNsecToTimespec(TicksToNsec(TicksToPicture(Req, Tc.LastRetrivedSMPTE12mTC)));
+    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &Req.tpGoodInterval);
+    TraceSilence(Req);
+    vitc_t Vitc = VitcOf(Tc.LastRetrivedSMPTE12mTC);
+    if (_ElapsedNsecToSMPTE12M(&Req.tpNanosecTdiff, Req.nEncodedFrameRate, RateCode(Req), &Vitc) == TRUE) {
+        TraceCorrection(Req, Vitc);
+        Tc.bTimeDiscontinuity = FALSE;
+    }
+    SetVitc(Tc.LocalUTC, Vitc);
+    SetVitc(Tc.LastRetrivedSMPTE12mTC, Vitc);
+    Tc.LastRetrivedSMPTE12mTC.enTimecodeSource = TCSOURCE_SMPTE12M_TIMESTAMP;
+    Tc.LastRetrivedSMPTE12mTC.nTimestamp64 = Req.UnchangedEncoderPTS64;
+    FailOver(Req);
+    Req.bRetCode = TRUE;
+}
+
+static bool ConvertToUtc(const Request &Req) {
+    tc_private_t &Tc = *Req.pTc;
+    const vitc_t Vitc = VitcOf(Tc.LocalUTC);
+    INT64 llUTC = UtcOf(Tc.LastRetrivedUTC);
+    const BOOL bConverted = _SMPTE12MtoUTC(&Vitc, Req.nEncodedFrameRate, RateCode(Req), &llUTC);
+    // A failed conversion leaves in the last UTC what it left in its output.
+    SetUtc(Tc.LastRetrivedUTC, llUTC);
+    return bConverted == TRUE;
+}
+
+static void HandOutConverted(const Request &Req, INT64 llLastUTCTime) {
+    tc_private_t &Tc = *Req.pTc;
+    MISP_UTC &Last = Tc.LastRetrivedUTC;
+    TC_TRACE(DBG_LEVEL_DEBUG, "Timecode source:%d, successfully converted SMPTE12M to UTC time.\n",
+             TCSOURCE_SMPTE12M_TIMESTAMP);
+    SetStatusByte(Last, _GetMISPStatusByte(Tc.bTimeSourceAlive, Tc.bTimeDiscontinuity, Tc.bGPSLocked, llLastUTCTime,
+                                           UtcOf(Last)));
+    Last.enTimecodeSource = TCSOURCE_SMPTE12M_TIMESTAMP;
+    // A timecode used directly was not moved, and neither is the PTS.
+    Last.nTimestamp64 += static_cast<UINT64>(SpanToTicks(Req.tpNanosecTdiff));
+    Last.tpInsertionTime =
+        Req.bANCSourceOk == TRUE ? Tc.LocalUTC.tpInsertionTime : Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
+    Store(Req.pUTC, Last);
+    if (Req.pVitcRecord != nullptr)
+        Store(Req.pVitcRecord, VitcOf(Tc.LocalUTC));
+}
+
+void UseSmpte12mSource(Request &Req) {
+    AnnounceSource(Req);
+    UseQueuedTimecode(Req);
+    if (Req.bRetCode == FALSE)
+        CarryForward(Req);
+    const INT64 llLastUTCTime = UtcOf(Req.pTc->LastRetrivedUTC);
+    if (ConvertToUtc(Req))
+        HandOutConverted(Req, llLastUTCTime);
+    else
+        Req.bRetCode = FALSE;
+}
+
+} // namespace timecode

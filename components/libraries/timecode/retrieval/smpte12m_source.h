@@ -1,0 +1,12 @@
+// SMPTE 12M timecode as the source under MISP_PROFILE_62.
+#pragma once
+
+#include "retrieval/request.h"
+
+namespace timecode {
+
+// Takes the queued timecode, or the last one moved on by the PTS distance, and hands it out with the UTC that it
+// converts to. The result of the request stays FALSE, with nothing written, when it converts to none.
+void UseSmpte12mSource(Request &Req);
+
+} // namespace timecode

@@ -1,0 +1,83 @@
+// Failover within a request, and the exported switch check, by the same period and order.
+#include "retrieval/source_switching.h"
+
+#include <atomic>
+
+#include "core/record.h"
+#include "core/trace.h"
+#include "core/units.h"
+#include "pts_api.h"
+#include "retrieval/status_byte.h"
+
+namespace timecode {
+
+// How long a source may be silent before it is given up.
+static constexpr int FAILURE_PERIOD_MS = 5000;
+
+static int NextSource(int enTimecodeSource) {
+    const bool bHasNext =
+        enTimecodeSource >= TCSOURCE_HIGH_PRECISION_TIMESTAMP && enTimecodeSource <= TCSOURCE_LDS_TIMESTAMP;
+    return bHasNext ? enTimecodeSource + 1 : TCSOURCE_NONE;
+}
+
+static bool IsGivenUp(BOOL bTimeSourceSwitchAllowed, const timespec &tpGoodInterval) {
+    return bTimeSourceSwitchAllowed == TRUE && SpanToMs(tpGoodInterval) > FAILURE_PERIOD_MS;
+}
+
+void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow) {
+    SetFlagsNotAlive(Tc);
+    Tc.tpLastGoodTime = tpNow;
+    std::atomic_ref<UINT64>(Tc.nTimeSourceSwitches).fetch_add(1, std::memory_order_relaxed);
+}
+
+static void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoodInterval) {
+    TC_TRACE(nLevel,
+             "Timecode source:%d, Failed to extract timecode for:%lu.%09lus. Defined Period:%d ms before failure is "
+             "announced.\n",
+             enTimecodeSource, static_cast<unsigned long>(tpGoodInterval.tv_sec),
+             static_cast<unsigned long>(tpGoodInterval.tv_nsec), FAILURE_PERIOD_MS);
+}
+
+// The message of timecode alone names the input.
+static void TraceTimecodeFailure(const Request &Req) {
+    TC_TRACE(DBG_LEVEL_INFO,
+             "Interface:%d, Timecode source:%d, Failed to extract timecode for:%lu.%09lus. Defined Period:%d ms before "
+             "failure is announced.\n",
+             Req.enInputInterface, Req.enTimecodeSource, static_cast<unsigned long>(Req.tpGoodInterval.tv_sec),
+             static_cast<unsigned long>(Req.tpGoodInterval.tv_nsec), FAILURE_PERIOD_MS);
+}
+
+void FailOver(Request &Req) {
+    if (!IsGivenUp(Req.bTimeSourceSwitchAllowed, Req.tpGoodInterval))
+        return;
+    if (Req.enTimecodeSource == TCSOURCE_SMPTE12M_TIMESTAMP)
+        TraceTimecodeFailure(Req);
+    else
+        TraceFailure(Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP ? DBG_LEVEL_DEBUG : DBG_LEVEL_INFO,
+                     Req.enTimecodeSource, Req.tpGoodInterval);
+    Req.enTimecodeSource = NextSource(Req.enTimecodeSource);
+    RecordSourceSwitch(*Req.pTc, Req.tpNow);
+}
+
+} // namespace timecode
+
+using namespace timecode;
+
+void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourceSwitchAllowed, int *penNewTimecodeSouce) {
+    const bool bSource = TC_ASSERT(penNewTimecodeSouce != NULL);
+    if (!TC_ASSERT_INPUT(enInputInterface) || !bSource)
+        return;
+    tc_private_t &Tc = _tcInfo[enInputInterface];
+    int enTimecodeSource = Fetch(penNewTimecodeSouce);
+    timespec tpNow{};
+    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
+        tpNow = WholeSecond(time(nullptr));
+    timespec tpGoodInterval{};
+    CalcTimeSpecAbsDiff(&tpNow, &Tc.tpLastGoodTime, &tpGoodInterval);
+    if (IsGivenUp(bTimeSourceSwitchAllowed, tpGoodInterval)) {
+        TraceFailure(DBG_LEVEL_DEBUG, enTimecodeSource, tpGoodInterval);
+        enTimecodeSource = NextSource(enTimecodeSource);
+        RecordSourceSwitch(Tc, tpNow);
+    }
+    Store(penNewTimecodeSouce, enTimecodeSource);
+}

@@ -1,0 +1,94 @@
+// The door: start-up, shut-down, the revision, and the dispatch of retrieval by revision.
+#include "timecode.h"
+
+#include "cfgfile_api.h"
+#include "core/record.h"
+#include "core/state.h"
+#include "core/trace.h"
+#include "retrieval/profile20162.h"
+#include "retrieval/profile62.h"
+#include "retrieval/system_time.h"
+
+using namespace timecode;
+
+static bool IsSupported(int enMISPRevision) {
+    return enMISPRevision == MISP_PROFILE_62 || enMISPRevision == MISP_PROFILE_2016_2;
+}
+
+static void ReportUnsupported(int enMISPRevision, const Position &Here) {
+    _DoTextAssert(Here.szFunction, Here.szFile, Here.nLine, "MISPRevision:%d NOT supported", enMISPRevision);
+}
+
+void TimecodeLib_Init(int enMISPRevision) {
+    _DoDbgInit("TIMECODELIB", &g_hTCLibDbg);
+    TC_TRACE(DBG_LEVEL_DEBUG, "Called.\n");
+    if (IsSupported(enMISPRevision)) {
+        _g_enMISPRevision = enMISPRevision;
+        TC_TRACE(DBG_LEVEL_NOTICE, "Identified MISP revision as:%d.\n", enMISPRevision);
+    } else {
+        ReportUnsupported(enMISPRevision, TC_HERE);
+    }
+    _Timecode_InternalInit();
+    _g_bTCLibInitialized = TRUE;
+}
+
+void TimecodeLib_Shutdown(void) {
+    TC_TRACE(DBG_LEVEL_DEBUG, "Called.\n");
+    _g_bTCLibInitialized = FALSE;
+    _DoDbgUninitEx(&g_hTCLibDbg, __func__, __FILE_NAME__, __LINE__);
+}
+
+int Timecode_GetMISPRevision(void) {
+    if (_g_bTCLibInitialized != TRUE) {
+        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
+        return -1;
+    }
+    return _g_enMISPRevision;
+}
+
+void Timecode_GetMISPRevisionFromSystemSettings(int *penMISPRevision) {
+    if (!TC_ASSERT(penMISPRevision != NULL))
+        return;
+    int enMISPRevision = MISP_PROFILE_62;
+    CfgFile_GetIntValue("/etc/plixo.ini", "SYSTEM", "MISPRevision", &enMISPRevision, MISP_PROFILE_62);
+    Store(penMISPRevision, enMISPRevision);
+}
+
+BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimesource, BOOL bTimeSourceSwitchAllowed,
+                     int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
+                     INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord, BOOL *pbSameTSRecord,
+                     void **ppRecordAddress) {
+    switch (_g_enMISPRevision) {
+    case MISP_PROFILE_62:
+        return _GetUTC_Profile62(enInputInterface, penConfigMISBTimesource, bTimeSourceSwitchAllowed, nEncodedFrameRate,
+                                 nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64, llTCBaseUTC64, pUTC, pVitcRecord,
+                                 pbSameTSRecord, ppRecordAddress);
+    case MISP_PROFILE_2016_2:
+        if (!TC_ASSERT(penConfigMISBTimesource != NULL))
+            return FALSE;
+        return _GetUTC_Profile20162(enInputInterface, Fetch(penConfigMISBTimesource), UnchangedEncoderPTS64, pUTC,
+                                    pVitcRecord, pbSameTSRecord, ppRecordAddress);
+    default:
+        ReportUnsupported(_g_enMISPRevision, TC_HERE);
+        return FALSE;
+    }
+}
+
+BOOL Timecode_GetSystemUTC(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
+                           INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {
+    if (_g_bTCLibInitialized != TRUE) {
+        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
+        return FALSE;
+    }
+    switch (_g_enMISPRevision) {
+    case MISP_PROFILE_62:
+        return _GetSystemUTC_Profile62(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
+                                       llTCBaseUTC64, pUTC, pVitcRecord);
+    case MISP_PROFILE_2016_2:
+        return _GetSystemUTC_Profile20162(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
+                                          llTCBaseUTC64, pUTC, pVitcRecord);
+    default:
+        ReportUnsupported(_g_enMISPRevision, TC_HERE);
+        return FALSE;
+    }
+}

@@ -1,0 +1,78 @@
+// Precision time stamp in a user-data SEI message (MISB ST 0604): a picture's UTC and status byte.
+// A separator of 0xFF after every second time byte keeps the time free of start codes.
+#include "formats/stamp_sei.h"
+
+#include <algorithm>
+
+namespace encoder {
+namespace {
+
+using StampId = std::array<std::uint8_t, STAMP_ID_SIZE>;
+
+constexpr StampId H264_STAMP_ID = {'M', 'I', 'S', 'P', 'm', 'i', 'c', 'r', 'o', 's', 'e', 'c', 't', 'i', 'm', 'e'};
+constexpr StampId HEVC_STAMP_ID = {0xA8, 0x68, 0x7D, 0xD4, 0xD7, 0x59, 0x37, 0x58,
+                                   0xA5, 0xCE, 0xF0, 0x33, 0x8B, 0x65, 0x45, 0xF1};
+constexpr std::uint8_t SEPARATOR = 0xFF;
+constexpr std::size_t STATUS_OFFSET = STAMP_ID_SIZE;
+constexpr std::array<std::size_t, 8> TIME_OFFSETS = {17, 18, 20, 21, 23, 24, 26, 27};
+constexpr std::array<std::size_t, 3> SEPARATOR_OFFSETS = {19, 22, 25};
+
+bool HasStampId(Bytes Payload, bool bHevc) {
+    const StampId &Id = bHevc ? HEVC_STAMP_ID : H264_STAMP_ID;
+    return std::equal(Payload.begin(),
+                      Payload.begin() + static_cast<std::ptrdiff_t>(std::min(Payload.size(), Id.size())), Id.begin());
+}
+
+// A message cut short within the identifier may have been a time stamp; one that goes on differently was none.
+StampReading ReadMessage(const SeiMessage &Message, bool bHevc) {
+    if (Message.nPayloadType != SEI_USER_DATA_UNREGISTERED)
+        return {};
+    if (Message.bComplete)
+        return ReadStampPayload(Message.Payload, bHevc);
+    return {HasStampId(Message.Payload, bHevc) ? ReadResult::Broken : ReadResult::NotOurs, {}};
+}
+
+} // namespace
+
+StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
+    if (Payload.size() < STAMP_ID_SIZE || !HasStampId(Payload, bHevc))
+        return {};
+    const auto IsSeparator = [&](std::size_t nOffset) { return Payload[nOffset] == SEPARATOR; };
+    if (Payload.size() < STAMP_PAYLOAD_SIZE || !std::ranges::all_of(SEPARATOR_OFFSETS, IsSeparator))
+        return {ReadResult::Broken, {}};
+    std::uint64_t nUTC = 0;
+    for (const std::size_t nOffset : TIME_OFFSETS)
+        nUTC = nUTC << 8 | Payload[nOffset];
+    return {ReadResult::Ok, {Payload[STATUS_OFFSET], static_cast<std::int64_t>(nUTC)}};
+}
+
+std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp) {
+    std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> Payload;
+    Payload.fill(SEPARATOR);
+    std::ranges::copy(H264_STAMP_ID, Payload.begin());
+    Payload[STATUS_OFFSET] = Stamp.nStatusByte;
+    auto nUTC = static_cast<std::uint64_t>(Stamp.llUTC);
+    for (auto pOffset = TIME_OFFSETS.rbegin(); pOffset != TIME_OFFSETS.rend(); ++pOffset, nUTC >>= 8)
+        Payload[*pOffset] = static_cast<std::uint8_t>(nUTC & 0xFF);
+    return Payload;
+}
+
+StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format) {
+    StampsRead Read;
+    NalReader Nals(AccessUnit, Format);
+    while (const auto Nal = Nals.Next()) {
+        if (!IsSei(*Nal, Format.bHevc))
+            continue;
+        const auto Body = RemoveEmulationPrevention(*Nal);
+        SeiReader Messages(Body, Format.bHevc);
+        while (const auto Message = Messages.Next()) {
+            const StampReading Reading = ReadMessage(*Message, Format.bHevc);
+            if (Reading.enResult == ReadResult::Ok)
+                Read.Stamps.push_back(Reading.Stamp);
+            Read.nBroken += Reading.enResult == ReadResult::Broken;
+        }
+    }
+    return Read;
+}
+
+} // namespace encoder

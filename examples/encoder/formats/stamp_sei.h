@@ -1,0 +1,43 @@
+// Precision time stamp in a user-data SEI message (MISB ST 0604): a picture's UTC and status byte.
+// H.264 and HEVC carry it under different identifiers; each is accepted in its own codec only.
+#ifndef ENCODER_FORMATS_STAMP_SEI_H
+#define ENCODER_FORMATS_STAMP_SEI_H
+
+#include <array>
+#include <vector>
+
+#include "formats/nal.h"
+#include "formats/result.h"
+
+namespace encoder {
+
+struct UtcStamp {
+    std::uint8_t nStatusByte = 0;
+    std::int64_t llUTC = 0; // microseconds since 1970-01-01 00:00:00 UTC, as the stream carries it
+};
+
+constexpr std::size_t STAMP_ID_SIZE = 16;
+constexpr std::size_t STAMP_PAYLOAD_SIZE = STAMP_ID_SIZE + 1 + 8 + 3; // identifier, status, time, separators
+
+struct StampReading {
+    ReadResult enResult = ReadResult::NotOurs;
+    UtcStamp Stamp;
+};
+
+// Reads the payload of a message of type SEI_USER_DATA_UNREGISTERED. Bytes after the time stamp are passed over.
+StampReading ReadStampPayload(Bytes Payload, bool bHevc);
+
+// The payload for an H.264 stream.
+std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp);
+
+struct StampsRead {
+    std::vector<UtcStamp> Stamps; // in the order of the stream
+    unsigned nBroken = 0;         // time stamps that were there but could not be used
+};
+
+// Takes the time stamps out of one access unit.
+StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format);
+
+} // namespace encoder
+
+#endif

@@ -1,0 +1,77 @@
+// The text of --help: what the program shows, how to try it, and every option.
+#include "options.h"
+
+namespace encoder {
+
+const char *const HELP_TEXT =
+    R"(stamp-encoder: codes video again and gives every coded picture its time.
+
+  stamp-encoder [options] INPUT [INPUT...] -o OUTPUT
+  stamp-encoder --generate FILE [--rate R] [--duration S] [--drop SOURCE:FROM-TO] [--start-utc T]
+
+The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, hands each to the
+library with the PTS of its picture (Timecode_SetUTC), decodes, codes with libx264, and asks once for each coded picture,
+in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the picture:
+the UTC and its status byte as a MISB ST 0604 SEI message, a SMPTE 12M timecode with drop-frame numbering
+(Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and one that codes.
+
+Try it:
+  stamp-encoder --generate in.ts                            make an input that carries all three kinds of time stamp
+  stamp-encoder in.ts -o out.ts --csv times.csv             code it; one row of the table is one coded picture
+  ffprobe -show_frames out.ts | grep -i timecode            what other people's tools see
+  stamp-encoder --generate gap.ts --duration 30 --drop 1:5-20
+  stamp-encoder gap.ts -o out.ts --realtime --revision 20116 --switching --csv -
+                                                            watch source 1 fall silent, source 2 take over, and back
+  stamp-encoder --inputs 4 in.ts -o "out%d.ts"              four inputs at once
+
+Input
+  INPUT             a file or URL that FFmpeg opens, with H.264, HEVC or MPEG-2 video. Time stamps are taken from
+                      source 1  the precision time-stamp SEI (MISB ST 0604) of H.264 and HEVC,
+                      source 2  SMPTE 12M timecode in SEI, or VITC lines in the picture,
+                      source 3  KLV local sets (MISB ST 0601, tag 2) in data streams. A set without a PTS
+                                (asynchronous carriage) takes the PTS of the video picture last read.
+                    At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in.
+  --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
+  --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
+  --lds-status BYTE status byte of source 3, 0x1F unless given: a local set has none of its own, but the library wants
+                    one with every UTC. 0x1F says: locked to the reference
+  --rate R          picture rate, such as 25 or 30000/1001, when the input says a wrong one
+  --realtime        read the input at the pace of its PTS, as a live video comes
+
+Time
+  --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are
+                    coded faster than they play, since nothing in it depends on the wall clock.
+                    20116: carries a silent source forward, converts, switches; use it with --realtime.
+                    settings: what /etc/plixo.ini says
+  --source S        1 or klv or high-precision (default), 2 or vitc or smpte12m, 3 or lds, 4 or system
+  --switching       let the library fall back to the next source after 5 s of silence and return (20116 only)
+  --cursor C        keep or clear the library's record cursor between pictures. A kept cursor hands out the time stamps
+                    in the order in which they were queued. That is the coding order only when there are no B pictures;
+                    with them, each picture must be looked for by its PTS. So: keep with --bframes 0, else clear
+
+Output
+  -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.
+                    Otherwise one stream with a program for each input. PTS are those of the input
+  --csv FILE        a table with a row for each coded picture; "-" for the standard output
+  --bframes N       B pictures between two others, 0 to 7 (default 2)
+  --bitrate K       kbit/s of each input (default 4000)
+  --preset P        libx264's preset (default veryfast)
+
+An input of one's own
+  --generate FILE   write a test pattern with time stamps of sources 1, 2 and 3 into FILE
+  --rate R          29.97 (default), 25, 50 or 59.94
+  --duration S      seconds (default 20)
+  --drop S:FROM-TO  silence source S from second FROM to second TO; may be given again
+  --start-utc T     UTC of the first picture, such as 2024-05-01T23:59:50Z (default: now)
+
+  -h, --help        this text
+  --version         the library's release
+
+Ctrl-C ends the run with a whole, playable output; a second one ends it at once. TIMECODE_TRACE_LEVEL=6 in the environment
+shows what the library does.
+
+Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept); 3 an output
+could not be written; 4 coding failed.
+)";
+
+} // namespace encoder

@@ -1,0 +1,34 @@
+// Decodes a video stream. Pictures come out in display order with the PTS of the packet that they came in.
+#ifndef ENCODER_MEDIA_DECODER_H
+#define ENCODER_MEDIA_DECODER_H
+
+#include <functional>
+#include <string>
+
+#include "media/av.h"
+
+namespace encoder {
+
+class Decoder {
+public:
+    using FrameSink = std::function<void(FramePtr)>;
+
+    // Throws a Failure (ExitCode::Input) that begins with szName when FFmpeg cannot decode the stream.
+    Decoder(const AVStream &Stream, const std::string &szName);
+
+    // Gives the pictures that the packet completes to the sink. False when the packet cannot be decoded; the next one
+    // may be.
+    bool Decode(const AVPacket &Packet, const FrameSink &Sink);
+
+    // Hands out the pictures that the decoder still holds.
+    void Flush(const FrameSink &Sink);
+
+private:
+    bool Send(const AVPacket *pPacket, const FrameSink &Sink);
+
+    CodecContextPtr m_Context;
+};
+
+} // namespace encoder
+
+#endif

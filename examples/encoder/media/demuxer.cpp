@@ -1,0 +1,108 @@
+// Reads the packets of one input: its video stream and the KLV data streams that belong to it.
+#include "media/demuxer.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "pts_clock.h"
+
+namespace encoder {
+
+namespace {
+
+int IsStopped(void *pbStop) {
+    return static_cast<const std::atomic<bool> *>(pbStop)->load() ? 1 : 0;
+}
+
+// The data streams of another program carry another video's times.
+bool SharesProgram(AVFormatContext *pContext, int nVideo, unsigned nStream) {
+    const AVProgram *const pProgram = av_find_program_from_stream(pContext, nullptr, nVideo);
+    if (pProgram == nullptr) {
+        return true;
+    }
+    const unsigned *const pEnd = pProgram->stream_index + pProgram->nb_stream_indexes;
+    return std::find<const unsigned *>(pProgram->stream_index, pEnd, nStream) != pEnd;
+}
+
+void MakeStreamTime(int64_t &llTime) {
+    if (llTime != AV_NOPTS_VALUE) {
+        llTime = static_cast<int64_t>(StreamPTS(llTime));
+    }
+}
+
+} // namespace
+
+Demuxer::Demuxer(std::string szPath, const std::atomic<bool> &bStop) : m_szPath(std::move(szPath)), m_bStop(bStop) {
+    try {
+        Open();
+        ChooseStreams();
+    } catch (...) {
+        avformat_close_input(&m_pContext);
+        throw;
+    }
+}
+
+Demuxer::~Demuxer() {
+    avformat_close_input(&m_pContext);
+}
+
+void Demuxer::Open() {
+    m_pContext = avformat_alloc_context();
+    if (m_pContext == nullptr) {
+        throw std::bad_alloc();
+    }
+    m_pContext->interrupt_callback = {IsStopped, const_cast<std::atomic<bool> *>(&m_bStop)};
+    // The PTS of a stream that wraps at 33 bits must come out as the stream carries them: this program and the library
+    // know the wrap, and a guess at where it lies would move the times of the pictures before it.
+    m_pContext->correct_ts_overflow = 0;
+    const std::string szUrl = m_szPath == "-" ? "pipe:0" : m_szPath;
+    Check(avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr), ExitCode::Input,
+          "cannot open input '" + m_szPath + "'");
+    Check(avformat_find_stream_info(m_pContext, nullptr), ExitCode::Input,
+          "input '" + m_szPath + "' is no video that FFmpeg can read");
+}
+
+void Demuxer::ChooseStreams() {
+    m_nVideo = av_find_best_stream(m_pContext, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    if (m_nVideo < 0) {
+        throw Failure(ExitCode::Input, "input '" + m_szPath + "' has no video stream");
+    }
+    const AVCodecID enCodec = Video().codecpar->codec_id;
+    if (enCodec != AV_CODEC_ID_H264 && enCodec != AV_CODEC_ID_HEVC && enCodec != AV_CODEC_ID_MPEG2VIDEO) {
+        throw Failure(ExitCode::Input, "input '" + m_szPath + "', stream " + std::to_string(m_nVideo) +
+                                           ": the video is coded as " + avcodec_get_name(enCodec) +
+                                           "; give one that is coded as H.264, HEVC or MPEG-2");
+    }
+    for (unsigned n = 0; n < m_pContext->nb_streams; n++) {
+        AVStream *const pStream = m_pContext->streams[n];
+        const bool bKlv =
+            pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && SharesProgram(m_pContext, m_nVideo, n);
+        pStream->discard = bKlv || static_cast<int>(n) == m_nVideo ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        m_bKlv = m_bKlv || bKlv;
+    }
+}
+
+bool Demuxer::Read(AVPacket &Packet) {
+    for (;;) {
+        av_packet_unref(&Packet);
+        const int nResult = av_read_frame(m_pContext, &Packet);
+        if (nResult == AVERROR_EOF || nResult == AVERROR_EXIT || m_bStop) {
+            return false;
+        }
+        Check(nResult, ExitCode::Input, "input '" + m_szPath + "' broke off (what was read before is coded)");
+        const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
+        if (Stream.discard != AVDISCARD_ALL) {
+            av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
+            MakeStreamTime(Packet.pts);
+            MakeStreamTime(Packet.dts);
+            return true;
+        }
+    }
+}
+
+AVRational Demuxer::Rate() const {
+    return av_guess_frame_rate(m_pContext, m_pContext->streams[m_nVideo], nullptr);
+}
+
+} // namespace encoder

@@ -1,0 +1,46 @@
+// Reads the packets of one input: its video stream and the KLV data streams that belong to it.
+// One thread reads; opening may take a while, since FFmpeg looks into the streams.
+#ifndef ENCODER_MEDIA_DEMUXER_H
+#define ENCODER_MEDIA_DEMUXER_H
+
+#include <atomic>
+#include <string>
+#include <vector>
+
+#include "media/av.h"
+
+namespace encoder {
+
+class Demuxer {
+public:
+    // Throws a Failure (ExitCode::Input) that names file, stream and reason. A set bStop ends a wait for data.
+    Demuxer(std::string szPath, const std::atomic<bool> &bStop);
+    ~Demuxer();
+    Demuxer(const Demuxer &) = delete;
+    Demuxer &operator=(const Demuxer &) = delete;
+
+    // Reads the next packet of one of the streams; its times are in 90 kHz, as the stream carries them (33 bits), or
+    // AV_NOPTS_VALUE. False at the end and after bStop. Throws when the input breaks off.
+    bool Read(AVPacket &Packet);
+
+    bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
+
+    const AVStream &Video() const { return *m_pContext->streams[m_nVideo]; }
+    AVRational Rate() const; // as FFmpeg guesses it
+    bool HasKlv() const { return m_bKlv; }
+    const std::string &Path() const { return m_szPath; }
+
+private:
+    void Open();
+    void ChooseStreams();
+
+    std::string m_szPath;
+    const std::atomic<bool> &m_bStop;
+    AVFormatContext *m_pContext = nullptr;
+    int m_nVideo = -1;
+    bool m_bKlv = false;
+};
+
+} // namespace encoder
+
+#endif

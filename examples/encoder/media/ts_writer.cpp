@@ -1,0 +1,93 @@
+// Writes an MPEG-TS of one or more programs.
+// Packets of one stream come from one thread; the mutex keeps those of different streams apart.
+#include "media/ts_writer.h"
+
+#include <new>
+#include <utility>
+
+namespace encoder {
+
+namespace {
+
+// How far the program clock runs ahead of the decoding times, so that a receiver can fill its buffer.
+constexpr int CLOCK_LEAD_USEC = 700'000;
+
+} // namespace
+
+TsWriter::TsWriter(std::string szPath) : m_szPath(std::move(szPath)) {
+    const std::string szUrl = m_szPath == "-" ? "pipe:1" : m_szPath;
+    Check(avformat_alloc_output_context2(&m_pContext, nullptr, "mpegts", szUrl.c_str()), ExitCode::Output,
+          "output '" + m_szPath + "'");
+    m_pContext->max_delay = CLOCK_LEAD_USEC;
+    m_pContext->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+}
+
+TsWriter::~TsWriter() {
+    avio_closep(&m_pContext->pb);
+    avformat_free_context(m_pContext);
+}
+
+void TsWriter::AddProgram(const std::string &szName) {
+    m_pProgram = av_new_program(m_pContext, static_cast<int>(m_pContext->nb_programs) + 1);
+    if (m_pProgram == nullptr) {
+        throw std::bad_alloc();
+    }
+    av_dict_set(&m_pProgram->metadata, "service_name", szName.c_str(), 0);
+}
+
+AVStream &TsWriter::AddStream() {
+    AVStream *const pStream = avformat_new_stream(m_pContext, nullptr);
+    if (pStream == nullptr) {
+        throw std::bad_alloc();
+    }
+    pStream->time_base = k90kHz;
+    if (m_pProgram != nullptr) {
+        av_program_add_stream_index(m_pContext, m_pProgram->id, static_cast<unsigned>(pStream->index));
+    }
+    return *pStream;
+}
+
+int TsWriter::AddVideo(const AVCodecContext &Encoder) {
+    AVStream &Stream = AddStream();
+    Stream.avg_frame_rate = Encoder.framerate;
+    Check(avcodec_parameters_from_context(Stream.codecpar, &Encoder), ExitCode::Output, "output '" + m_szPath + "'");
+    return Stream.index;
+}
+
+int TsWriter::AddKlv() {
+    AVStream &Stream = AddStream();
+    Stream.codecpar->codec_type = AVMEDIA_TYPE_DATA;
+    Stream.codecpar->codec_id = AV_CODEC_ID_SMPTE_KLV;
+    return Stream.index;
+}
+
+void TsWriter::Start() {
+    Check(avio_open(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE), ExitCode::Output,
+          "cannot write output '" + m_szPath + "'");
+    AVDictionary *pSettings = nullptr;
+    av_dict_set(&pSettings, "mpegts_copyts", "1", 0);
+    const int nResult = avformat_write_header(m_pContext, &pSettings);
+    av_dict_free(&pSettings);
+    Check(nResult, ExitCode::Output, "cannot write output '" + m_szPath + "'");
+    m_bStarted = true;
+}
+
+void TsWriter::Write(AVPacket &Packet, int nStream) {
+    const std::lock_guard Lock(m_Mutex);
+    Packet.stream_index = nStream;
+    av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
+    Check(av_write_frame(m_pContext, &Packet), ExitCode::Output, "writing output '" + m_szPath + "'");
+    av_packet_unref(&Packet);
+}
+
+void TsWriter::Finish() {
+    const std::lock_guard Lock(m_Mutex);
+    if (!std::exchange(m_bStarted, false)) {
+        return;
+    }
+    const int nTrailer = av_write_trailer(m_pContext);
+    const int nClose = avio_closep(&m_pContext->pb);
+    Check(nTrailer < 0 ? nTrailer : nClose, ExitCode::Output, "ending output '" + m_szPath + "'");
+}
+
+} // namespace encoder

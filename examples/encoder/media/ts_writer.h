@@ -1,0 +1,51 @@
+// Writes an MPEG-TS of one or more programs, each with a video stream and, if wanted, a KLV data stream.
+// Add the streams, Start, Write from any threads, Finish. PTS are kept as they are given (modulo 2^33).
+#ifndef ENCODER_MEDIA_TS_WRITER_H
+#define ENCODER_MEDIA_TS_WRITER_H
+
+#include <mutex>
+#include <string>
+
+#include "media/av.h"
+
+namespace encoder {
+
+class TsWriter {
+public:
+    // Opens nothing yet. The target is a path, a URL of FFmpeg's, or "-" for the standard output.
+    explicit TsWriter(std::string szPath);
+    ~TsWriter(); // closes the file; a file that was started and not finished has no trailer
+    TsWriter(const TsWriter &) = delete;
+    TsWriter &operator=(const TsWriter &) = delete;
+
+    // Opens a program; streams added next belong to it.
+    void AddProgram(const std::string &szName);
+    // Both give the stream's index for Write. The encoder is only read.
+    int AddVideo(const AVCodecContext &Encoder);
+    int AddKlv();
+
+    // Opens the target and writes the header. Throws a Failure (ExitCode::Output), as do Write and Finish.
+    void Start();
+
+    // Writes a packet with PTS and DTS in 90 kHz; its content is gone afterwards. DTS must not go back within a
+    // stream. One packet at a time is written, whichever thread calls.
+    void Write(AVPacket &Packet, int nStream);
+
+    // Writes what is still buffered, ends and closes the file; again or unstarted: does nothing.
+    void Finish();
+
+    const std::string &Path() const { return m_szPath; }
+
+private:
+    AVStream &AddStream();
+
+    std::string m_szPath;
+    std::mutex m_Mutex;
+    AVFormatContext *m_pContext = nullptr;
+    AVProgram *m_pProgram = nullptr;
+    bool m_bStarted = false;
+};
+
+} // namespace encoder
+
+#endif

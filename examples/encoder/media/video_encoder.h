@@ -1,0 +1,51 @@
+// Codes pictures with libx264 in one fixed picture structure: every reference picture after the first is followed, in
+// coding order, by the same number of B pictures that are shown before it.
+#ifndef ENCODER_MEDIA_VIDEO_ENCODER_H
+#define ENCODER_MEDIA_VIDEO_ENCODER_H
+
+#include <functional>
+#include <string>
+
+#include "media/av.h"
+
+namespace encoder {
+
+struct VideoEncoderOptions {
+    int nWidth = 0;
+    int nHeight = 0;
+    AVRational Rate{30, 1}; // pictures a second
+    AVRational SampleAspect{1, 1};
+    int nBframes = 2;
+    int64_t llBitrate = 4'000'000; // bits a second
+    std::string szPreset = "veryfast";
+};
+
+class VideoEncoder {
+public:
+    // Takes each coded picture, in coding order: an Annex B access unit (with a pic_timing message that holds no
+    // timecode yet) with PTS and DTS in 90 kHz. The packet may be changed; its content is gone after the call.
+    using PacketSink = std::function<void(AVPacket &)>;
+
+    // Throws a Failure (ExitCode::Encoder) when libx264 is missing or refuses the settings.
+    explicit VideoEncoder(const VideoEncoderOptions &Options);
+
+    // Codes one yuv420p picture whose pts counts 90 kHz, each later than the one before and well above 0 (DTS lie up
+    // to nBframes pictures below the first PTS). The picture's pict_type is set here.
+    void Encode(AVFrame &Frame, const PacketSink &Sink);
+
+    // Hands out the pictures that the encoder still holds. Nothing can be coded afterwards.
+    void Flush(const PacketSink &Sink);
+
+    // For the muxer: codec parameters are taken from it.
+    const AVCodecContext &Context() const { return *m_Context; }
+
+private:
+    void Send(const AVFrame *pFrame, const PacketSink &Sink);
+
+    CodecContextPtr m_Context;
+    PacketPtr m_Packet;
+};
+
+} // namespace encoder
+
+#endif

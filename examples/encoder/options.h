@@ -1,0 +1,52 @@
+// What the user asked for on the command line.
+// Everything is checked here, so that the rest of the program can take it as it is.
+#ifndef ENCODER_OPTIONS_H
+#define ENCODER_OPTIONS_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "generate.h"
+#include "picture_rate.h"
+#include "timecode.h"
+
+namespace encoder {
+
+enum class TimecodeFrom { Auto, Sei, Vitc, None };
+
+struct Options {
+    bool bHelp = false;
+    bool bVersion = false;
+    std::optional<GenerateOptions> Generate; // make an input instead of coding one
+
+    std::vector<std::string> Inputs; // one for each video input, at most NUM_VIDEO_INPUTS
+    TimecodeFrom enTimecodeFrom = TimecodeFrom::Auto;
+    BYTE nLdsStatus = 0x1F;
+    std::optional<PictureRate> Rate; // else what the input says
+    bool bRealtime = false;
+
+    int enRevision = MISP_PROFILE_2016_2;
+    int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
+    BOOL bSwitching = FALSE;
+    std::optional<bool> bKeepCursor; // else kept without B pictures only
+
+    std::string szOutput;
+    std::string szCsv;
+    int nBframes = 2;
+    int64_t llBitrate = 4'000'000;
+    std::string szPreset = "veryfast";
+
+    bool KeepsCursor() const { return bKeepCursor.value_or(nBframes == 0); }
+    bool WritesFilePerInput() const { return szOutput.find("%d") != std::string::npos; }
+    bool UsesStdout() const { return szOutput == "-" || szCsv == "-"; }
+};
+
+// Throws a Failure (ExitCode::Usage) that says what is wrong and what is expected.
+Options ParseOptions(int nArguments, char *const pszArguments[]);
+
+extern const char *const HELP_TEXT;
+
+} // namespace encoder
+
+#endif

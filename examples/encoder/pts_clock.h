@@ -1,0 +1,49 @@
+// Two clocks made of a video's PTS: one that never wraps, and one that keeps pace with the wall.
+// A stream carries 33 bits of PTS and starts again at 0 every 26.5 hours.
+#ifndef ENCODER_PTS_CLOCK_H
+#define ENCODER_PTS_CLOCK_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <optional>
+
+namespace encoder {
+
+constexpr std::int64_t PTS_WRAP = std::int64_t{1} << 33;
+constexpr std::int64_t TICKS_PER_SECOND = 90000;
+
+// The PTS as the stream carries it: what the timecode library and the reports are given.
+constexpr std::uint64_t StreamPTS(std::int64_t llPTS) {
+    return static_cast<std::uint64_t>(llPTS) & static_cast<std::uint64_t>(PTS_WRAP - 1);
+}
+
+// Counts on where a stream's PTS wraps: encoder and muxer need times that only grow. The count starts one wrap up, so
+// that decoding times before the first picture stay above 0.
+class PtsUnwrapper {
+public:
+    // Pictures come in display order. A PTS that goes back by more than a second starts a new stretch of the stream;
+    // it is counted as if the PTS had wrapped. A PTS that goes back by less gives less than the call before.
+    std::int64_t Unwrap(std::uint64_t nStreamPTS);
+
+private:
+    std::optional<std::int64_t> m_Last;
+};
+
+// Holds a thread up until a picture is due, as a camera would have delivered it.
+class Pacer {
+public:
+    // Returns early when bStop is set. The first picture, and one after a jump of the PTS, is due at once.
+    void WaitUntilDue(std::int64_t llPTS, const std::atomic<bool> &bStop);
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    Clock::time_point m_Start;
+    std::int64_t m_llStartPTS = 0;
+    std::optional<std::int64_t> m_LastPTS;
+};
+
+} // namespace encoder
+
+#endif

@@ -1,0 +1,115 @@
+// Timecode labels and the filter of VITC readings.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "formats/vitc.h"
+
+namespace encoder {
+namespace {
+
+TEST(TimecodeLabel, EveryLabelOfADayHasItsCount) {
+    const struct {
+        int nRate;
+        bool bDropFrame;
+        std::int64_t nDay;
+    } rows[] = {{24, false, 2073600}, {25, false, 2160000}, {30, false, 2592000},
+                {30, true, 2589408},  {50, false, 4320000}, {60, true, 5178816}};
+    for (const auto &row : rows) {
+        std::int64_t nCount = 0;
+        TimecodeLabel Label = {0, 0, 0, 0, row.bDropFrame};
+        // Every number is visited; those that are no label are passed over without counting.
+        for (int nSecond = 0; nSecond < 86400; ++nSecond) {
+            for (int nFrame = 0; nFrame < row.nRate; ++nFrame) {
+                Label = {nSecond / 3600, nSecond / 60 % 60, nSecond % 60, nFrame, row.bDropFrame};
+                if (!IsValid(Label, row.nRate))
+                    continue;
+                ASSERT_EQ(ToFrameCount(Label, row.nRate), nCount) << ToText(Label) << " at " << row.nRate;
+                ASSERT_EQ(FromFrameCount(nCount, row.nRate, row.bDropFrame), Label) << nCount << " at " << row.nRate;
+                ++nCount;
+            }
+        }
+        EXPECT_EQ(nCount, row.nDay);
+        EXPECT_EQ(FramesPerDay(row.nRate, row.bDropFrame), row.nDay);
+        EXPECT_EQ(FromFrameCount(-1 - row.nDay, row.nRate, row.bDropFrame), Label);
+    }
+}
+
+TEST(TimecodeLabel, DropFrameLeavesOutTheRightNumbers) {
+    const struct {
+        const char *szText;
+        int nRate;
+        bool bValid;
+    } rows[] = {{"00:01:00;00", 30, false}, {"00:01:00;01", 30, false}, {"00:01:00;02", 30, true},
+                {"00:10:00;00", 30, true},  {"00:01:01;00", 30, true},  {"00:01:00;03", 60, false},
+                {"00:01:00;04", 60, true},  {"00:01:00:00", 30, true},  {"00:00:00;00", 25, false},
+                {"00:00:00:25", 25, false}, {"00:00:00:00", 0, false}};
+    for (const auto &row : rows)
+        EXPECT_EQ(IsValid(*FromText(row.szText), row.nRate), row.bValid) << row.szText << " at " << row.nRate;
+}
+
+TEST(TimecodeLabel, TextIsReadStrictly) {
+    for (const char *szText : {"00:00:00:00", "23:59:59;29", "12:34:56:59"}) {
+        EXPECT_EQ(ToText(FromText(szText).value()), szText);
+        EXPECT_EQ(FromVitc(ToVitc(*FromText(szText)), szText[8] == ';'), FromText(szText)) << szText;
+    }
+    for (const char *szText : {"", "1:2:3:4", "24:00:00:00", "00:60:00:00", "00:00:60:00", "00:00:00.00", "00;00:00:00",
+                               "00:00:00:0a", "00:00:00:000", "-1:00:00:00", "00:00:00: 1"})
+        EXPECT_FALSE(FromText(szText)) << szText;
+}
+
+TEST(TimecodeLabel, Smpte12MWord) {
+    const struct {
+        std::uint32_t nValue;
+        int nRate;
+        const char *szExpected; // null: no label
+    } rows[] = {{0x24452312, 30, "12:23:45:24"}, {0x69595923, 30, "23:59:59;29"}, {0x24452312, 50, "12:23:45:48"},
+                {0x24452392, 50, "12:23:45:49"}, {0x69D95923, 60, "23:59:59;59"}, {0x0A000000, 30, nullptr},
+                {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr}};
+    for (const auto &row : rows) {
+        const auto Label = FromSmpte12M(row.nValue, row.nRate);
+        EXPECT_EQ(Label ? ToText(*Label) : "none", row.szExpected ? row.szExpected : "none") << std::hex << row.nValue;
+    }
+}
+
+// Readings of pictures that follow one another; "-" is a picture without one.
+TEST(TimecodeFilter, BelievesOnlyWhatFollows) {
+    const struct {
+        int nNumerator, nDenominator;
+        const char *szReadings, *szBelieved;
+        unsigned nRejected;
+    } rows[] = {
+        {25, 1, "01:00:00:00", "", 0},
+        {25, 1, "01:00:00:00 01:00:00:01", "01:00:00:00 01:00:00:01 ", 0},
+        {25, 1, "01:00:00:00 01:00:00:03", "", 1},
+        {25, 1, "08:00:00:00 09:00:00:01 10:00:00:02", "", 2},
+        {25, 1, "01:00:00:00 01:00:00:01 08:00:00:02 01:00:00:03", "01:00:00:00 01:00:00:01 01:00:00:03 ", 1},
+        {25, 1, "01:00:00:00 01:00:00:01 08:00:00:02 08:00:00:03", "01:00:00:00 01:00:00:01 08:00:00:02 08:00:00:03 ",
+         0},
+        {25, 1, "01:00:00:23 - - 01:00:01:01", "01:00:00:23 01:00:01:01 ", 0},
+        {25, 1, "01:00:00:24 01:00:00:25 01:00:01:01", "01:00:00:24 01:00:01:01 ", 1},
+        {30000, 1001, "00:00:59;29 00:01:00;02", "00:00:59;29 00:01:00;02 ", 0},
+        {30000, 1001, "23:59:59;28 - 00:00:00;00", "23:59:59;28 00:00:00;00 ", 0},
+        {30000, 1001, "00:00:59;27 00:00:59:28", "", 1},
+        {60000, 1001, "00:00:59;29 00:01:00;02 00:01:00;02", "00:00:59;59 00:01:00;04 00:01:00;05 ", 0},
+        {0, 0, "01:00:00:00 01:00:00:01", "", 2},
+    };
+    for (const auto &row : rows) {
+        TimecodeFilter Filter(row.nNumerator, row.nDenominator);
+        std::string Believed;
+        std::istringstream Readings(row.szReadings);
+        // The PTS wraps behind the first picture.
+        std::uint64_t nPTS = (std::uint64_t{1} << 33) - 1;
+        for (std::string Label; Readings >> Label;
+             nPTS += row.nNumerator ? 90000u * row.nDenominator / row.nNumerator : 0) {
+            for (const auto &Reading :
+                 Label == "-" ? std::vector<TimecodeReading>{} : Filter.Offer(*FromText(Label), nPTS & 0x1FFFFFFFF))
+                Believed += ToText(Reading.Label) + ' ';
+        }
+        EXPECT_EQ(Believed, row.szBelieved) << row.szReadings;
+        EXPECT_EQ(Filter.Rejected(), row.nRejected) << row.szReadings;
+    }
+}
+
+} // namespace
+} // namespace encoder

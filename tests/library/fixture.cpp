@@ -1,0 +1,229 @@
+// Stands in for the clock and the services that the library resolves by name, and records what it asks of them.
+#include "fixture.h"
+
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstring>
+#include <iterator>
+#include <mutex>
+
+#include "cfgfile_api.h"
+#include "threadcheck.h"
+
+constinit Services g_Services;
+
+namespace {
+
+constexpr INT64 FIRST_NOON_SEC = 1'700'049'600; // a noon, 2023-11-15
+constexpr INT64 DAY_SEC = 86'400;
+constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
+constexpr int UNTOUCHED = 0xA5;
+
+INT64 g_llStartSec = FIRST_NOON_SEC;
+std::mutex g_RecordMutex;
+Texts g_Traces;
+Texts g_Asserts;
+
+void Record(Texts &Where, const std::string &sText) {
+    if (g_Services.bRecords) {
+        const std::lock_guard Lock(g_RecordMutex);
+        Where.push_back(sText);
+    }
+}
+
+Texts Take(Texts &From) {
+    const std::lock_guard Lock(g_RecordMutex);
+    return std::exchange(From, {});
+}
+
+std::string Formatted(const char *szFormat, va_list Arguments) {
+    char szText[1024];
+    vsnprintf(szText, sizeof(szText), szFormat, Arguments);
+    return szText;
+}
+
+template <class T>
+bool IsUntouched(const T &Object) {
+    const auto *pBytes = reinterpret_cast<const unsigned char *>(&Object);
+    return std::all_of(pBytes, pBytes + sizeof(T), [](unsigned char nByte) { return nByte == UNTOUCHED; });
+}
+
+template <class F>
+F *Real(const char *szName) {
+    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, szName));
+}
+
+Answer Untouched(void *pCursor) {
+    Answer Got;
+    memset(static_cast<void *>(&Got), UNTOUCHED, sizeof(Got));
+    Got.pCursor = pCursor;
+    return Got;
+}
+
+} // namespace
+
+extern "C" {
+
+int clock_gettime(clockid_t nClock, struct timespec *ptpNow) noexcept {
+    if (nClock != CLOCK_REALTIME)
+        return static_cast<int>(syscall(SYS_clock_gettime, nClock, ptpNow));
+    if (g_Services.bClockFails) {
+        errno = EINVAL;
+        return -1;
+    }
+    const INT64 nNsec = g_Services.nClockNsec;
+    *ptpNow = {nNsec / NSEC_PER_SEC, nNsec % NSEC_PER_SEC};
+    return 0;
+}
+
+time_t time(time_t *ptNow) noexcept {
+    const time_t tNow = g_Services.nClockNsec / NSEC_PER_SEC - g_Services.nTimeLagSec;
+    if (ptNow)
+        *ptNow = tNow;
+    return tNow;
+}
+
+struct tm *localtime_r(const time_t *ptTime, struct tm *pResult) noexcept {
+    static const auto pReal = Real<struct tm *(const time_t *, struct tm *)>("localtime_r");
+    return g_Services.bLocalTimeFails ? nullptr : pReal(ptTime, pResult);
+}
+
+BOOL _DoDbgInit(const char *szModule, HDBG *phDbg) {
+    if (g_Services.bHandleStaysNull)
+        return FALSE;
+    const BOOL bOpened = Real<BOOL(const char *, HDBG *)>("_DoDbgInit")(szModule, phDbg);
+    (*phDbg)->nMaxLevel = DBG_LEVEL_DEBUG;
+    return bOpened;
+}
+
+void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *, const char *, int, const char *szFormat, ...) {
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    std::string sText = Formatted(szFormat, Arguments);
+    va_end(Arguments);
+    if (sText.ends_with('\n'))
+        sText.pop_back();
+    else
+        sText += " (no line end)";
+    Record(g_Traces, (nLevel > hDbg->nMaxLevel ? "untested level " : "") + std::to_string(nLevel) + " " + sText);
+}
+
+void _DoAssert(const char *szCondition, const char *, const char *, int) { Record(g_Asserts, szCondition); }
+
+void _DoTextAssert(const char *, const char *, int, const char *szFormat, ...) {
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    Record(g_Asserts, Formatted(szFormat, Arguments));
+    va_end(Arguments);
+}
+
+void __SaveThreadState(const char *, const char *, int) { ++g_Services.nThreadStates; }
+
+BOOL CfgFile_GetIntValue(const char *szPath, const char *szSection, const char *szKey, int *pnValue, int nDefault) {
+    Record(g_Asserts, std::string("settings ") + szPath + " " + szSection + " " + szKey + " " + std::to_string(nDefault));
+    *pnValue = g_Services.nSettingsValue;
+    return TRUE;
+}
+
+} // extern "C"
+
+INT64 StartUsec() { return g_llStartSec * 1'000'000; }
+
+void StartDay(int enRevision) {
+    g_llStartSec += DAY_SEC;
+    SetClockMs(0);
+    TimecodeLib_Init(enRevision);
+    TakeTraces();
+    TakeAsserts();
+}
+
+LibraryTest::~LibraryTest() {
+    for (auto *pFault : {&g_Services.bClockFails, &g_Services.bLocalTimeFails, &g_Services.bHandleStaysNull})
+        *pFault = false;
+    g_Services.nTimeLagSec = 0;
+    g_bThreadStateDebuggingEnabled = FALSE;
+    TimecodeLib_Shutdown();
+}
+
+void SetClockMs(INT64 nMs) { g_Services.nClockNsec = g_llStartSec * NSEC_PER_SEC + nMs * 1'000'000; }
+
+Texts TakeTraces(int nMaxLevel) {
+    Texts Traces = Take(g_Traces);
+    std::erase_if(Traces, [nMaxLevel](const std::string &sText) { return sText[0] > '0' + nMaxLevel; });
+    return Traces;
+}
+
+Texts TakeAsserts() { return Take(g_Asserts); }
+
+int CountTraces(const std::string &sStart) {
+    const Texts Traces = TakeTraces();
+    return static_cast<int>(std::ranges::count_if(Traces, [&](const auto &sText) { return sText.starts_with(sStart); }));
+}
+
+vitc_t Timecode(const char *szTimecode) {
+    unsigned nHour = 0, nMinute = 0, nSecond = 0, nFrame = 0;
+    sscanf(szTimecode, "%u:%u:%u:%u", &nHour, &nMinute, &nSecond, &nFrame);
+    const auto Tens = [](unsigned nValue) { return static_cast<unsigned char>(nValue / 10); };
+    const auto Units = [](unsigned nValue) { return static_cast<unsigned char>(nValue % 10); };
+    vitc_t Vitc = {};
+    Vitc.HourTens = Tens(nHour), Vitc.HourUnits = Units(nHour);
+    Vitc.MinuteTens = Tens(nMinute), Vitc.MinuteUnits = Units(nMinute);
+    Vitc.SecondTens = Tens(nSecond), Vitc.SecondUnits = Units(nSecond);
+    Vitc.FrameTens = Tens(nFrame), Vitc.FrameUnits = Units(nFrame);
+    return Vitc;
+}
+
+std::string Text(const vitc_t &Vitc) {
+    char szText[64];
+    snprintf(szText, sizeof(szText), "%u%u:%u%u:%u%u:%u%u", Vitc.HourTens, Vitc.HourUnits, Vitc.MinuteTens,
+             Vitc.MinuteUnits, Vitc.SecondTens, Vitc.SecondUnits, Vitc.FrameTens, Vitc.FrameUnits);
+    return szText;
+}
+
+std::string Stats(int nInput) {
+    TIMECODE_STATS Read = {};
+    EXPECT_EQ(Timecode_GetStats(nInput, &Read), TRUE);
+    return std::to_string(Read.enTimecodeSource) + "/" + std::to_string(Read.nTimeSourceSwitches);
+}
+
+BOOL Queue(int enSource, UINT64 nPts, const char *szPayload, int nInput) {
+    TCPayload Payload = {};
+    long long llUsec = 0;
+    unsigned nStatus = 0;
+    if (enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
+        Payload.vitc = Timecode(szPayload);
+    else if (sscanf(szPayload, "%lld %x", &llUsec, &nStatus) == 2)
+        Payload.KLVTC = {static_cast<BYTE>(nStatus), StartUsec() + llUsec};
+    return Timecode_SetUTC(nInput, enSource, nPts, &Payload);
+}
+
+Answer Ask(const Request &Asked, void *pCursor) {
+    Answer Got = Untouched(pCursor);
+    int enSource = Asked.enSource;
+    Got.bResult = Timecode_GetUTC(Asked.nInput, &enSource, Asked.bSwitch, Asked.nRate, Asked.nCode, Asked.nPts,
+                                  Asked.nBasePts, StartUsec() + Asked.llBaseUsec, &Got.Utc, &Got.Vitc, &Got.bSame,
+                                  &Got.pCursor);
+    EXPECT_EQ(enSource, Asked.enSource) << "the configured source was written";
+    return Got;
+}
+
+Answer AskSystem(const Request &Asked) {
+    Answer Got = Untouched(nullptr);
+    Got.bResult = Timecode_GetSystemUTC(Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts,
+                                        StartUsec() + Asked.llBaseUsec, &Got.Utc, &Got.Vitc);
+    return Got;
+}
+
+std::string Text(const Answer &Got) {
+    char szUtc[128] = "-";
+    const UTCPayload &Payload = Got.Utc.MotionImageryTimestamp.KLVTC;
+    if (!IsUntouched(Got.Utc))
+        snprintf(szUtc, sizeof(szUtc), "%lld %02x %llu %d", static_cast<long long>(Payload.llUTCTime - StartUsec()),
+                 Payload.MISPStatusByte, static_cast<unsigned long long>(Got.Utc.nTimestamp64), Got.Utc.enTimecodeSource);
+    return std::to_string(Got.bResult) + " " + szUtc + " " + (IsUntouched(Got.Vitc) ? "-" : Text(Got.Vitc));
+}
