@@ -7,26 +7,20 @@ namespace encoder {
 namespace {
 
 using Buffer = std::vector<std::uint8_t>;
-using Times = std::vector<std::int64_t>;
 
 constexpr std::int64_t UTC = 1700000000123456;
-constexpr std::size_t KEY_SIZE = 16;
-
-void FixChecksum(Buffer &Set) {
-    unsigned nSum = 0;
-    for (std::size_t n = 0; n + 2 < Set.size(); ++n)
-        nSum += n % 2 == 0 ? Set[n] * 256u : Set[n];
-    Set[Set.size() - 2] = static_cast<std::uint8_t>(nSum >> 8 & 0xFF);
-    Set[Set.size() - 1] = static_cast<std::uint8_t>(nSum & 0xFF);
-}
+constexpr int KEY_SIZE = 16;
 
 // A set with its length, or some of its items, written differently, and the right checksum.
-Buffer Changed(std::size_t nOffset, std::size_t nErase, Buffer Insert) {
+Buffer Changed(int nOffset, int nErase, const Buffer &Insert) {
     Buffer Set = BuildLocalSet(UTC);
-    Set.erase(Set.begin() + static_cast<std::ptrdiff_t>(nOffset),
-              Set.begin() + static_cast<std::ptrdiff_t>(nOffset + nErase));
-    Set.insert(Set.begin() + static_cast<std::ptrdiff_t>(nOffset), Insert.begin(), Insert.end());
-    FixChecksum(Set);
+    Set.erase(Set.begin() + nOffset, Set.begin() + nOffset + nErase);
+    Set.insert(Set.begin() + nOffset, Insert.begin(), Insert.end());
+    Set.erase(Set.end() - 2, Set.end());
+    unsigned nSum = 0;
+    for (std::size_t n = 0; n < Set.size(); ++n)
+        nSum += n % 2 == 0 ? Set[n] * 256u : Set[n];
+    Set.insert(Set.end(), {static_cast<std::uint8_t>(nSum >> 8 & 0xFF), static_cast<std::uint8_t>(nSum & 0xFF)});
     return Set;
 }
 
@@ -63,7 +57,7 @@ TEST(Klv, EverySetOfAPacketIsRead) {
     for (const Buffer &Part : {BuildLocalSet(UTC), Bad, Other, Buffer{0, 8, 0xDF, 0, 34}, BuildLocalSet(-2)})
         Packet.insert(Packet.end(), Part.begin(), Part.end());
     const auto Read = ReadLocalSets(Packet);
-    EXPECT_EQ(Read.UTCs, (Times{UTC, -2}));
+    EXPECT_EQ(Read.UTCs, (std::vector{UTC, std::int64_t{-2}}));
     EXPECT_EQ(Read.nBroken, 1u);
 }
 

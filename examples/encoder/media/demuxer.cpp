@@ -79,7 +79,6 @@ void Demuxer::ChooseStreams() {
         const bool bKlv =
             pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && SharesProgram(m_pContext, m_nVideo, n);
         pStream->discard = bKlv || static_cast<int>(n) == m_nVideo ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
-        m_bKlv = m_bKlv || bKlv;
     }
 }
 
@@ -92,7 +91,8 @@ bool Demuxer::Read(AVPacket &Packet) {
         }
         Check(nResult, ExitCode::Input, "input '" + m_szPath + "' broke off (what was read before is coded)");
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
-        if (Stream.discard != AVDISCARD_ALL) {
+        // A KLV stream may also turn up in the middle of the input.
+        if (IsVideo(Packet) || (Stream.codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && Stream.discard != AVDISCARD_ALL)) {
             av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
             MakeStreamTime(Packet.pts);
             MakeStreamTime(Packet.dts);

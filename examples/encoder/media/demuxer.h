@@ -27,7 +27,6 @@ public:
 
     const AVStream &Video() const { return *m_pContext->streams[m_nVideo]; }
     AVRational Rate() const; // as FFmpeg guesses it
-    bool HasKlv() const { return m_bKlv; }
     const std::string &Path() const { return m_szPath; }
 
 private:
@@ -38,7 +37,6 @@ private:
     const std::atomic<bool> &m_bStop;
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
-    bool m_bKlv = false;
 };
 
 } // namespace encoder

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <ctime>
 
+#include "core/trace.h"
 #include "timecode.h"
 
 namespace timecode {
@@ -61,11 +62,13 @@ inline timespec WholeSecond(time_t tSecond) {
     return {tSecond, 0};
 }
 
+// Reports an input outside 0 to 3; the report names the limit that is violated.
+inline bool AssertInput(int enInputInterface, const Position &Here) {
+    return Verify(enInputInterface < NUM_VIDEO_INPUTS, "enInputInterface < NUM_VIDEO_INPUTS", Here) &&
+           Verify(enInputInterface >= 0, "enInputInterface >= 0", Here);
+}
+
 void _Timecode_InternalInit();
 BOOL _LocateTCInfoByInputInterface(int enInputInterface, tc_private_t **ppTcInfo);
 
 } // namespace timecode
-
-// Reports an input outside 0 to 3. The message names the limit that is violated.
-#define TC_ASSERT_INPUT(enInputInterface)                                                                              \
-    (TC_ASSERT(enInputInterface < NUM_VIDEO_INPUTS) && TC_ASSERT(enInputInterface >= 0))

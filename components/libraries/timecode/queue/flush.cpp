@@ -35,7 +35,7 @@ static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
 
 void Timecode_Flush(int enInputInterface) {
     const time_t tCurrent = time(nullptr);
-    const bool bInput = TC_ASSERT_INPUT(enInputInterface);
+    const bool bInput = AssertInput(enInputInterface, TC_HERE);
     if (_g_bTCLibInitialized != TRUE) {
         TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
         return;

@@ -26,7 +26,7 @@ BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimesta
     static time_t _tLastLogTime;
     const time_t tCurrent = time(nullptr);
     const bool bPayload = TC_ASSERT(pMotionImageryTimestamp != NULL);
-    const bool bInput = TC_ASSERT_INPUT(enInputInterface);
+    const bool bInput = AssertInput(enInputInterface, TC_HERE);
     if (_g_bTCLibInitialized != TRUE) {
         TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
         return FALSE;

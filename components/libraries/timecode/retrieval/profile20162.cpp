@@ -72,7 +72,7 @@ BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT
                 .ppRecordAddress = ppRecordAddress,
                 .enTimecodeSource = enConfigMISBTimesource,
                 .tCurrent = time(nullptr)};
-    const bool bInput = TC_ASSERT_INPUT(enInputInterface);
+    const bool bInput = AssertInput(enInputInterface, TC_HERE);
     const bool bUTC = TC_ASSERT(pUTC != NULL);
     TC_ASSERT(pVitcRecord != NULL);
     if (TC_ASSERT(pbSameTSRecord != NULL))

@@ -117,7 +117,7 @@ BOOL _GetUTC_Profile62(int enInputInterface, int *penConfigMISBTimesource, BOOL 
     if (TC_ASSERT(pbSameTSRecord != NULL))
         Store(pbSameTSRecord, FALSE);
     TC_ASSERT(ppRecordAddress != NULL);
-    const bool bInput = TC_ASSERT_INPUT(enInputInterface);
+    const bool bInput = AssertInput(enInputInterface, TC_HERE);
     if (_g_bTCLibInitialized != TRUE) {
         TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
         return FALSE;

@@ -87,7 +87,7 @@ BOOL _RecoveryTimecodeSource(int enConfiguredMISBTimeSource, int enCurrentTimeco
     const time_t tCurrent = time(nullptr);
     TC_ASSERT(penNewTimecodeSouce != NULL);
     TC_ASSERT(pCurrentTime != NULL);
-    const bool bInput = TC_ASSERT_INPUT(enInputInterface);
+    const bool bInput = AssertInput(enInputInterface, TC_HERE);
     if (!TC_IS_GIVEN(penNewTimecodeSouce) || !TC_IS_GIVEN(pCurrentTime) || !bInput)
         return FALSE;
     if (ThrottlePasses(_tLastLogTime, tCurrent, USUAL_THROTTLE_SECONDS))

@@ -65,7 +65,7 @@ using namespace timecode;
 
 void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourceSwitchAllowed, int *penNewTimecodeSouce) {
     const bool bSource = TC_ASSERT(penNewTimecodeSouce != NULL);
-    if (!TC_ASSERT_INPUT(enInputInterface) || !bSource)
+    if (!AssertInput(enInputInterface, TC_HERE) || !bSource)
         return;
     tc_private_t &Tc = _tcInfo[enInputInterface];
     int enTimecodeSource = Fetch(penNewTimecodeSouce);

@@ -1,0 +1,70 @@
+// What a person sees while the program runs.
+#include "report/console.h"
+
+#include <cstdio>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace encoder {
+
+namespace {
+
+constexpr size_t DEFAULT_COLUMNS = 80;
+
+size_t TerminalColumns() {
+    winsize Size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &Size) == 0 && Size.ws_col > 0 ? Size.ws_col : DEFAULT_COLUMNS;
+}
+
+} // namespace
+
+Console::Console(bool bStdoutIsData) : m_bStdoutIsData(bStdoutIsData), m_bTerminal(isatty(STDERR_FILENO) == 1) {}
+
+Console::~Console() {
+    EraseStatus();
+}
+
+void Console::EraseStatus() {
+    if (m_bStatusShown) {
+        std::fputs("\r\033[K", stderr);
+        m_bStatusShown = false;
+    }
+}
+
+void Console::WriteLine(const std::string &szText) {
+    const std::lock_guard Lock(m_Mutex);
+    EraseStatus();
+    std::fprintf(stderr, "stamp-encoder: %s\n", szText.c_str());
+}
+
+void Console::Error(const std::string &szText) {
+    WriteLine(szText);
+}
+
+void Console::Notice(const std::string &szText) {
+    if (m_bTerminal) {
+        WriteLine(szText);
+    }
+}
+
+void Console::Status(const std::string &szText) {
+    if (!m_bTerminal) {
+        return;
+    }
+    const std::lock_guard Lock(m_Mutex);
+    EraseStatus();
+    // A line that breaks could not be taken back.
+    std::fputs(szText.substr(0, TerminalColumns() - 1).c_str(), stderr);
+    std::fflush(stderr);
+    m_bStatusShown = true;
+}
+
+void Console::Summary(const std::string &szText) {
+    const std::lock_guard Lock(m_Mutex);
+    EraseStatus();
+    std::FILE *const pTarget = m_bStdoutIsData ? stderr : stdout;
+    std::fputs(szText.c_str(), pTarget);
+    std::fflush(pTarget);
+}
+
+} // namespace encoder

@@ -1,0 +1,40 @@
+// What a person sees while the program runs: lines on the standard error and, on a terminal, a status line below them.
+// Any thread may speak.
+#ifndef ENCODER_REPORT_CONSOLE_H
+#define ENCODER_REPORT_CONSOLE_H
+
+#include <mutex>
+#include <string>
+
+namespace encoder {
+
+class Console {
+public:
+    // With bStdoutIsData the summary goes to the standard error, since the standard output carries stream or table.
+    explicit Console(bool bStdoutIsData);
+    ~Console(); // leaves no status line behind
+
+    bool IsTerminal() const { return m_bTerminal; }
+
+    // A line that must be seen: an error.
+    void Error(const std::string &szText);
+    // A line for whoever is watching; written on a terminal only.
+    void Notice(const std::string &szText);
+    // Replaces the status line; on a terminal only.
+    void Status(const std::string &szText);
+    // Text for the end of the run, with its line ends.
+    void Summary(const std::string &szText);
+
+private:
+    void WriteLine(const std::string &szText);
+    void EraseStatus();
+
+    std::mutex m_Mutex;
+    const bool m_bStdoutIsData;
+    const bool m_bTerminal;
+    bool m_bStatusShown = false;
+};
+
+} // namespace encoder
+
+#endif

@@ -1,0 +1,61 @@
+// Counts what happens on one input, tells the first occurrence of each problem, and sums up at the end.
+// Both threads of the input count; any thread may read.
+#ifndef ENCODER_REPORT_TALLY_H
+#define ENCODER_REPORT_TALLY_H
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+#include "report/console.h"
+#include "timecode.h"
+
+namespace encoder {
+
+enum class Event {
+    PictureCoded,
+    PictureTimed,
+    PictureUntimed,
+    StampHighPrecision,
+    StampSmpte12M,
+    StampLds,
+    BrokenStampSei,
+    BrokenLocalSet,
+    DamagedPacket,
+    UndecodablePacket,
+    PictureWithoutPts,
+    PictureNotLater,
+    StampWithoutPts,
+    LocalSetWithoutPts,
+    VitcRejected,
+    AbsurdTime,
+    NumberOfEvents
+};
+
+class Tally {
+public:
+    // nInput counts from 1; szPath is the input's file.
+    Tally(int nInput, std::string szPath, Console &Out);
+
+    void Count(Event enEvent, std::uint64_t nTimes = 1);
+    std::uint64_t Times(Event enEvent) const { return m_Times[static_cast<size_t>(enEvent)]; }
+
+    void SetLastUTC(INT64 llUTC) { m_llLastUTC = llUTC; }
+
+    // One line: pictures, speed, source in use, last UTC.
+    std::string Status(double Seconds) const;
+    // The whole account, a line for each kind of thing that happened.
+    std::string Summary(double Seconds) const;
+
+private:
+    const int m_nInput; // from 1
+    const std::string m_szPath;
+    Console &m_Console;
+    std::array<std::atomic<std::uint64_t>, static_cast<size_t>(Event::NumberOfEvents)> m_Times{};
+    std::atomic<INT64> m_llLastUTC{0};
+};
+
+} // namespace encoder
+
+#endif

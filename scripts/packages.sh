@@ -1,0 +1,33 @@
+# shellcheck shell=sh disable=SC2034 # sourced; the lists below are for those who source it
+# Sourced by the scripts beside it: installs Debian packages that are missing, and says so.
+
+# ensure_packages NAME...: does nothing when all are installed; needs root or sudo otherwise.
+ensure_packages() {
+    missing=""
+    for package in "$@"; do
+        dpkg-query -W -f '${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing="$missing $package"
+    done
+    [ -n "$missing" ] || return 0
+    echo "Installing from Debian:$missing"
+    as_root=""
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || {
+            echo "These packages are missing and need root to be installed:$missing" >&2
+            exit 1
+        }
+        as_root=sudo
+    fi
+    # shellcheck disable=SC2086 # a list of words
+    {
+        $as_root apt-get update -qq &&
+            $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+    } || {
+        echo "Could not install:$missing" >&2
+        exit 1
+    }
+}
+
+BUILD_PACKAGES="g++ cmake make pkg-config libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev"
+TEST_PACKAGES="libgtest-dev libgmock-dev binutils"
+DEMO_PACKAGES="gnuplot-nox ffmpeg"
+CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck"

@@ -1,0 +1,146 @@
+// Which record belongs to a picture: nearest record, record cursor, same-record flag, read through the stored record.
+#include "fixture.h"
+
+using testing::HasSubstr;
+
+namespace {
+
+class Search : public LibraryTest {
+protected:
+    Search() : LibraryTest(MISP_PROFILE_2016_2) {}
+};
+
+struct Stamp {
+    int enSource;
+    UINT64 nPts;
+};
+
+// Queues the stamps with their index as UTC; index -1 stands for no record.
+void QueueAll(const std::vector<Stamp> &Stamps) {
+    for (size_t nIndex = 0; nIndex < Stamps.size(); ++nIndex)
+        Queue(Stamps[nIndex].enSource, Stamps[nIndex].nPts, (std::to_string(nIndex) + " 1f").c_str());
+}
+
+INT64 Index(const Answer &Got) {
+    return Got.bResult ? Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime - StartUsec() : -1;
+}
+
+TEST_F(Search, NearestRecordOldestOfEqualsNextNewerOfTheSource) {
+    constexpr UINT64 FAR = UINT64_MAX;
+    constexpr UINT64 WRAP = 1ULL << 33;
+    const std::vector<Stamp> TwelveWorse = {{1, 1000}, {1, 1310}, {1, 1311}, {1, 1312}, {1, 1313}, {1, 1314}, {1, 1315},
+                                            {1, 1316}, {1, 1317}, {1, 1318}, {1, 1319}, {1, 1320}, {1, 1321}, {1, 1300}};
+    std::vector<Stamp> ElevenWorse = TwelveWorse;
+    ElevenWorse[5].enSource = 3;
+    const struct {
+        const char *szWhat;
+        std::vector<Stamp> Stamps;
+        UINT64 nPts;
+        INT64 nMatch, nNext; // indices; the next is where the cursor leads
+        BOOL bSame;
+    } Rows[] = {
+        {"nearest", {{1, 1000}, {1, 2000}, {1, 3000}}, 2100, 1, 2, FALSE},
+        {"newest", {{1, 1000}, {1, 2000}, {1, 3000}}, 3000, 2, -1, FALSE},
+        {"same PTS", {{1, 2000}, {1, 2000}}, 2000, 0, 1, TRUE},
+        {"three of the same", {{1, 2000}, {1, 2000}, {1, 2000}}, 2001, 0, 1, TRUE},
+        {"equally far", {{1, 1800}, {1, 2200}}, 2000, 0, 1, TRUE},
+        {"equally far, queued backwards", {{1, 2200}, {1, 1800}}, 2000, 0, 1, TRUE},
+        {"other sources between", {{1, 1000}, {3, 1000}, {2, 1000}, {1, 1001}, {3, 1001}}, 1000, 0, 3, FALSE},
+        {"same of another source only", {{1, 1000}, {3, 1000}}, 1000, 0, -1, FALSE},
+        {"no record", {{3, 1000}, {2, 1000}, {0, 1000}}, 1000, -1, -1, FALSE},
+        {"too far, flag and cursor all the same", {{1, 1000}, {1, 3000}}, 2000, -1, 1, TRUE},
+        {"search ends after 12 worse", TwelveWorse, 1000, 13, -1, FALSE},
+        {"11 worse do not end it", ElevenWorse, 1000, 0, 1, FALSE},
+        {"distance modulo 2^64", {{1, FAR}}, 1, 0, -1, FALSE},
+        {"33-bit wrap", {{1, WRAP - 10}}, 10, 0, -1, FALSE},
+        {"largest distance", {{1, FAR / 2}, {1, FAR / 2}}, 0, -1, 1, TRUE},
+        {"beyond the largest", {{1, FAR / 2 + 1}}, 0, -1, -1, FALSE},
+        {"a nearer record among extremes", {{1, FAR / 2 + 1}, {1, 5}, {1, FAR / 2}}, 0, 1, 2, FALSE},
+    };
+    for (const auto &Row : Rows) {
+        SCOPED_TRACE(Row.szWhat);
+        TimecodeLib_Shutdown();
+        StartDay(MISP_PROFILE_2016_2);
+        QueueAll(Row.Stamps);
+        const Answer Got = Ask({1, Row.nPts});
+        EXPECT_EQ(Index(Got), Row.nMatch);
+        EXPECT_EQ(Got.bSame, Row.bSame);
+        EXPECT_EQ(Got.pCursor != nullptr, Row.nNext >= 0);
+        if (Row.nNext >= 0)
+            EXPECT_EQ(Index(Ask({1, Row.Stamps[static_cast<size_t>(Row.nNext)].nPts}, Got.pCursor)), Row.nNext);
+    }
+}
+
+TEST_F(Search, TracesSayWhatWasFound) {
+    Queue(2, UINT64_MAX / 2 - 1, "10:00:00:00");
+    Ask({2, 0});
+    EXPECT_THAT(TakeTraces(), testing::IsSupersetOf({
+        testing::MatchesRegex("7 BestDiff:9223372036854775806\\(0x7ffffffffffffffe\\), pBestUTCBuffer:0x[0-9a-f]+, "
+                              "CodedPicturePTS64:0, timecode desired type:2\\(VITC Commercial TimeStamp\\) for inputInterface:0."),
+        testing::StrEq("6 PTSDiff:9223372036854775806(102481911520608620ms) is bigger than threshold:3ms, CodedPicturePTS64:0, "
+                       "TCPTS:9223372036854775806. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil).")}));
+    Queue(3, UINT64_MAX / 2 + 1, "0 1f");
+    Ask({3, 0});
+    EXPECT_THAT(TakeTraces(), testing::Contains("7 pBestUTCBuffer:(nil) is NULL after walking the list. pCurrentUTCBuffer:(nil), "
+                                                "nNextRecordsToCheck:11, timecode desired type:3(LDS Timestamp) for inputInterface:0."));
+}
+
+TEST_F(Search, ACursorIsTakenAtAnyDistanceAndMovesOn) {
+    QueueAll({{1, 1000}, {3, 1500}, {1, 2000}, {1, 3000}});
+    void *pCursor = Ask({1, 1000}).pCursor;
+    const Answer Far = Ask({1, 90000}, pCursor);
+    EXPECT_EQ(Text(Far), "0 - -");
+    EXPECT_NE(Far.pCursor, pCursor);
+    const Answer Last = Ask({1, 3000}, Far.pCursor);
+    EXPECT_EQ(Index(Last), 3);
+    EXPECT_EQ(Last.pCursor, nullptr);
+    const Answer Same = Ask({1, 2500}, pCursor);
+    EXPECT_EQ(Same.bResult, FALSE);
+    EXPECT_EQ(Same.bSame, TRUE) << "2000 and 3000 lie equally far from 2500";
+}
+
+TEST_F(Search, AStaleCursorFailsUntilItsRecordHoldsTheSourceAgain) {
+    QueueAll({{1, 1000}, {1, 2000}});
+    void *pCursor = Ask({1, 1000}).pCursor;
+    const auto Expect = [pCursor](const char *szHeld) {
+        TakeTraces();
+        const Answer Got = Ask({1, 2000}, pCursor);
+        EXPECT_EQ(Text(Got), "0 - -");
+        EXPECT_EQ(Got.pCursor, pCursor);
+        EXPECT_EQ(Got.bSame, FALSE);
+        EXPECT_EQ(CountTraces(std::string("3 BestRecord: Timecodesource:") + szHeld + ", located at address:"), 1);
+    };
+    Timecode_Flush(0);
+    Expect("0(None)");
+    Expect("0(None)");
+    for (int nRecord = 0; nRecord < 180; ++nRecord)
+        Queue(3, 2000, "0 1f");
+    Expect("3(LDS Timestamp)");
+    for (int nRecord = 0; nRecord < 180; ++nRecord)
+        Queue(1, 2000, "7 1f");
+    EXPECT_EQ(Index(Ask({1, 2000}, pCursor)), 7);
+}
+
+TEST_F(Search, AForeignCursorIsNeverFollowed) {
+    QueueAll({{1, 1000}, {1, 2000}});
+    Queue(1, 1000, "0 1f", 1);
+    Queue(1, 2000, "0 1f", 1);
+    auto *const pSecond = static_cast<char *>(Ask({1, 1000}).pCursor); // the pool's second record
+    MISP_UTC OnStack = {};
+    const std::vector<void *> Foreign = {&OnStack, pSecond + 8, pSecond - 1, pSecond - 2 * sizeof(MISP_UTC),
+                                         pSecond + 179 * sizeof(MISP_UTC), reinterpret_cast<void *>(1),
+                                         reinterpret_cast<void *>(UINTPTR_MAX), Ask({.nPts = 1000, .nInput = 1}).pCursor};
+    for (void *const pCursor : Foreign) {
+        TakeTraces();
+        const Answer Got = Ask({1, 2000}, pCursor);
+        EXPECT_EQ(Text(Got), "0 - -") << pCursor;
+        EXPECT_EQ(Got.pCursor, nullptr) << pCursor;
+        EXPECT_EQ(CountTraces("3 "), 0);
+    }
+    for (const auto nRecord : {0U, 178U}) { // the pool's first and last record are no strangers
+        const Answer Got = Ask({nRecord ? 0 : 1, 1000}, pSecond - sizeof(MISP_UTC) + nRecord * sizeof(MISP_UTC));
+        EXPECT_EQ(Got.bResult == TRUE, nRecord == 0);
+    }
+}
+
+} // namespace
