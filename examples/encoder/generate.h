@@ -29,7 +29,7 @@ struct GenerateOptions {
 };
 
 // Writes the file and tells about it on stdout; an error goes to stderr with the file's name. A set stop flag ends the
-// file early but whole. Returns 0, 1 for options that cannot be carried out, or 3 when coding or writing failed.
+// file early but whole. Returns the exit code of the program.
 int GenerateInput(const GenerateOptions &Options, const std::atomic<bool> &bStop);
 
 } // namespace encoder

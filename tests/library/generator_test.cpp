@@ -133,7 +133,7 @@ TEST_F(Generator, OnlyDigitsAreWrittenAndBadConfigurationWritesNothing) {
         EXPECT_EQ(TakeAsserts().size(), 1U) << Row.nTicks << " at " << Row.nRate;
     }
     for (const UINT nRate : {1U, 30U, 0x7FFFFFFFU}) // any jump leaves valid digits below the frames
-        for (const UINT64 nPts : {UINT64_MAX, 1ULL << 63, (1ULL << 63) - 1, 0ULL}) {
+        for (const UINT64 nPts : {UINT64_MAX, UINT64_MAX / 2 + 1, UINT64_MAX / 2, UINT64{0}}) {
             SMPTE12M1_CONTEXT Wild = Context(1, nRate, 29000, 0, "12:00:00:00", 7);
             Next(Wild, nPts);
             EXPECT_TRUE(Wild.OldSystemTC.HourTens <= 2 && Wild.OldSystemTC.MinuteTens <= 5 && Wild.OldSystemTC.SecondTens <= 5) << nPts;

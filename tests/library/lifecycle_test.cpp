@@ -26,11 +26,10 @@ TEST(LifecycleDeathTest, UnsupportedRevisionIsReportedAndNeverReplacesASupported
         EXPECT_EQ(Text(Ask({1, 9000})), "0 - -");
         EXPECT_EQ(Text(AskSystem({})), "0 - -");
         EXPECT_THAT(TakeAsserts(), ElementsAre("MISPRevision:0 NOT supported", "MISPRevision:0 NOT supported"));
-        for (const int enRevision : {MISP_PROFILE_2016_2, 7, MISP_PROFILE_62, -1}) {
+        for (const int enRevision : {20162, 7, 20116, -1}) {
             TimecodeLib_Shutdown();
             TimecodeLib_Init(enRevision);
-            EXPECT_EQ(Timecode_GetMISPRevision(), enRevision == 7 ? MISP_PROFILE_2016_2
-                                                  : enRevision < 0 ? MISP_PROFILE_62 : enRevision);
+            EXPECT_EQ(Timecode_GetMISPRevision(), enRevision == 7 ? 20162 : enRevision < 0 ? 20116 : enRevision);
         }
         exit(testing::Test::HasFailure());
     };

@@ -1,0 +1,188 @@
+// stamp-encoder: codes video again and gives every coded picture its time with the timecode library.
+// Starts the library, an input's threads for each input, and watches them; everything else has a file of its own.
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <memory>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+#include "generate.h"
+#include "pipeline.h"
+#include "report/ffmpeg_log.h"
+
+namespace {
+
+using namespace encoder;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::milliseconds STATUS_PERIOD{250};
+constexpr std::chrono::milliseconds WATCH_PERIOD{20};
+
+std::atomic<bool> g_bStop{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
+
+void HandleStopSignal(int nSignal) {
+    if (g_bStop.exchange(true)) {
+        _exit(128 + nSignal);
+    }
+}
+
+void Handle(int nSignal, void (*pfnHandler)(int)) {
+    struct sigaction Action {};
+    Action.sa_handler = pfnHandler; // without SA_RESTART: a wait for data must end
+    sigaction(nSignal, &Action, nullptr);
+}
+
+void HandleSignals() {
+    Handle(SIGINT, HandleStopSignal);
+    Handle(SIGTERM, HandleStopSignal);
+    Handle(SIGUSR1, [](int) {});
+    Handle(SIGPIPE, SIG_IGN); // a closed output is an error of the write
+}
+
+// The library's life: started before any thread of an input, stopped when none is left.
+class TimecodeLibrary {
+public:
+    explicit TimecodeLibrary(int enRevision) { TimecodeLib_Init(enRevision); }
+    ~TimecodeLibrary() { TimecodeLib_Shutdown(); }
+    TimecodeLibrary(const TimecodeLibrary &) = delete;
+    TimecodeLibrary &operator=(const TimecodeLibrary &) = delete;
+};
+
+class Run {
+public:
+    Run(const Options &Settings, Console &Out)
+        : m_Options(Settings), m_Console(Out), m_Library(Settings.enRevision), m_Table(Settings.szCsv), m_Outcome(Out) {}
+
+    ExitCode Carry();
+
+private:
+    void OpenInputs();
+    void OpenOutputs();
+    void Watch();
+    void Close();
+    double Seconds() const { return std::chrono::duration<double>(Clock::now() - m_Start).count(); }
+
+    const Options &m_Options;
+    Console &m_Console;
+    TimecodeLibrary m_Library;
+    CsvWriter m_Table;
+    Outcome m_Outcome;
+    std::vector<std::unique_ptr<TsWriter>> m_Writers;
+    std::vector<std::unique_ptr<Pipeline>> m_Pipelines;
+    Clock::time_point m_Start;
+};
+
+ExitCode Run::Carry() {
+    OpenInputs();
+    OpenOutputs();
+    m_Start = Clock::now();
+    for (const auto &Input : m_Pipelines) {
+        Input->Start(m_Table, m_Outcome);
+    }
+    Watch();
+    Close();
+    return m_Outcome.Code();
+}
+
+// All inputs are open before anything is written: a wrong name costs no output.
+void Run::OpenInputs() {
+    for (size_t n = 0; n < m_Options.Inputs.size(); n++) {
+        m_Pipelines.push_back(std::make_unique<Pipeline>(static_cast<int>(n), m_Options, m_Console, g_bStop));
+    }
+}
+
+void Run::OpenOutputs() {
+    const size_t nPlace = m_Options.szOutput.find("%d");
+    for (size_t n = 0; n < m_Pipelines.size(); n++) {
+        if (m_Writers.empty() || m_Options.WritesFilePerInput()) {
+            std::string szPath = m_Options.szOutput;
+            if (m_Options.WritesFilePerInput()) {
+                szPath.replace(nPlace, 2, std::to_string(n + 1));
+            }
+            m_Writers.push_back(std::make_unique<TsWriter>(szPath));
+        }
+        m_Pipelines[n]->AddTo(*m_Writers.back());
+    }
+    for (const auto &Writer : m_Writers) {
+        Writer->Start();
+    }
+}
+
+void Run::Watch() {
+    Clock::time_point NextStatus = m_Start;
+    const auto IsRunning = [](const auto &Input) { return Input->IsRunning(); };
+    while (std::any_of(m_Pipelines.begin(), m_Pipelines.end(), IsRunning)) {
+        if (Clock::now() >= NextStatus) {
+            std::string szStatus;
+            for (const auto &Input : m_Pipelines) {
+                szStatus += (szStatus.empty() ? "" : " | ") + Input->Counts().Status(Seconds());
+                if (g_bStop) {
+                    Input->Interrupt();
+                }
+            }
+            m_Console.Status(szStatus);
+            NextStatus += STATUS_PERIOD;
+        }
+        std::this_thread::sleep_for(WATCH_PERIOD);
+    }
+    for (const auto &Input : m_Pipelines) {
+        Input->Join();
+    }
+}
+
+void Run::Close() {
+    const double Elapsed = Seconds();
+    try {
+        for (const auto &Writer : m_Writers) {
+            Writer->Finish();
+        }
+        m_Table.Finish();
+    } catch (const Failure &Failed) {
+        // A full disk has been told about by the thread that met it.
+        if (m_Outcome.Code() != ExitCode::Output) {
+            m_Outcome.Record(Failed);
+        }
+    }
+    for (const auto &Input : m_Pipelines) {
+        if (Input->Counts().Times(Event::PictureCoded) == 0 && m_Outcome.Code() == ExitCode::Ok && !g_bStop) {
+            m_Outcome.Record(Failure(ExitCode::Input, "no picture of an input could be coded; see the counts"));
+        }
+        m_Console.Summary(Input->Counts().Summary(Elapsed));
+    }
+}
+
+ExitCode RunProgram(const Options &Settings, Console &Out) {
+    if (Settings.bHelp) {
+        std::fputs(HELP_TEXT, stdout);
+    } else if (Settings.bVersion) {
+        std::printf("stamp-encoder %s\n", TIMECODE_VERSION_STRING);
+    } else if (Settings.Generate) {
+        return static_cast<ExitCode>(GenerateInput(*Settings.Generate, g_bStop));
+    } else {
+        return Run(Settings, Out).Carry();
+    }
+    return ExitCode::Ok;
+}
+
+} // namespace
+
+int main(int nArguments, char *pszArguments[]) {
+    HandleSignals();
+    std::unique_ptr<Console> Out = std::make_unique<Console>(false);
+    ExitCode enCode = ExitCode::Encoder;
+    try {
+        const Options Settings = ParseOptions(nArguments, pszArguments);
+        Out = std::make_unique<Console>(Settings.UsesStdout());
+        const FfmpegLog Log(*Out);
+        enCode = RunProgram(Settings, *Out);
+    } catch (const Failure &Failed) {
+        Out->Error(Failed.what());
+        enCode = Failed.Code();
+    } catch (const std::exception &Failed) {
+        Out->Error(Failed.what());
+    }
+    return static_cast<int>(enCode);
+}

@@ -1,0 +1,108 @@
+// One video input from file to coded pictures.
+// Whatever ends one thread also ends the other: the queue between them tells it.
+#include "pipeline.h"
+
+#include <exception>
+#include <pthread.h>
+#include <csignal>
+
+namespace encoder {
+
+void Outcome::Record(const Failure &Failed) {
+    m_Console.Error(Failed.what());
+    const std::lock_guard Lock(m_Mutex);
+    if (m_enCode == ExitCode::Ok) {
+        m_enCode = Failed.Code();
+    }
+}
+
+ExitCode Outcome::Code() const {
+    const std::lock_guard Lock(m_Mutex);
+    return m_enCode;
+}
+
+Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
+    : m_nInput(nInput), m_Options(Settings), m_bStop(bStop),
+      m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
+      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], bStop), m_Rate(ChooseRate()),
+      m_Encoder(EncoderOptions()), m_Producer(nInput, Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
+
+Pipeline::~Pipeline() {
+    m_Queue.Abandon();
+    m_Queue.End();
+    Join();
+}
+
+PictureRate Pipeline::ChooseRate() const {
+    if (m_Options.Rate) {
+        return *m_Options.Rate;
+    }
+    const std::optional<PictureRate> Rate = MakePictureRate(m_Demuxer.Rate());
+    if (!Rate) {
+        throw Failure(ExitCode::Input, "input '" + m_Demuxer.Path() + "' does not tell its picture rate; give --rate");
+    }
+    return *Rate;
+}
+
+VideoEncoderOptions Pipeline::EncoderOptions() const {
+    const AVCodecParameters &Video = *m_Demuxer.Video().codecpar;
+    VideoEncoderOptions Coding;
+    Coding.nWidth = Video.width;
+    Coding.nHeight = Video.height;
+    Coding.Rate = m_Rate.Exact;
+    Coding.SampleAspect = Video.sample_aspect_ratio;
+    Coding.nBframes = m_Options.nBframes;
+    Coding.llBitrate = m_Options.llBitrate;
+    Coding.szPreset = m_Options.szPreset;
+    return Coding;
+}
+
+void Pipeline::AddTo(TsWriter &Writer) {
+    Writer.AddProgram("Input " + std::to_string(m_nInput + 1));
+    m_nStream = Writer.AddVideo(m_Encoder.Context());
+    m_pWriter = &Writer;
+}
+
+template <typename Body>
+std::thread Pipeline::StartThread(Outcome &End, Body Run) {
+    m_nRunning++;
+    return std::thread([this, &End, Run] {
+        try {
+            Run();
+        } catch (const Failure &Failed) {
+            End.Record(Failed);
+        } catch (const std::exception &Failed) {
+            End.Record(Failure(ExitCode::Encoder, Failed.what()));
+        }
+        m_nRunning--;
+    });
+}
+
+void Pipeline::Start(CsvWriter &Table, Outcome &End) {
+    m_Encoding.emplace(m_nInput, m_Options, m_Rate, m_Encoder, m_Queue, Encoding::Target{*m_pWriter, m_nStream, Table},
+                       m_Tally);
+    m_EncodingThread = StartThread(End, [this] {
+        const std::unique_ptr<FrameQueue, void (*)(FrameQueue *)> Abandon(&m_Queue, [](FrameQueue *p) { p->Abandon(); });
+        m_Encoding->Run();
+    });
+    m_ProducerThread = StartThread(End, [this] {
+        const std::unique_ptr<FrameQueue, void (*)(FrameQueue *)> End(&m_Queue, [](FrameQueue *p) { p->End(); });
+        m_Producer.Run();
+    });
+}
+
+void Pipeline::Interrupt() {
+    if (m_ProducerThread.joinable()) {
+        pthread_kill(m_ProducerThread.native_handle(), SIGUSR1);
+    }
+}
+
+void Pipeline::Join() {
+    for (std::thread *const pThread : {&m_ProducerThread, &m_EncodingThread}) {
+        if (pThread->joinable()) {
+            pThread->join();
+        }
+    }
+}
+
+} // namespace encoder

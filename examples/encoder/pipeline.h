@@ -1,0 +1,78 @@
+// One video input from file to coded pictures: its producer thread, its encoding thread, and the queue between.
+// Construct (opens the input), AddTo a writer, start the writer, Start, Join.
+#ifndef ENCODER_PIPELINE_H
+#define ENCODER_PIPELINE_H
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <thread>
+
+#include "encoding.h"
+#include "producer.h"
+
+namespace encoder {
+
+// How the run ends: the first failure decides the exit code, every failure is told at once.
+class Outcome {
+public:
+    explicit Outcome(Console &Out) : m_Console(Out) {}
+
+    void Record(const Failure &Failed);
+    ExitCode Code() const;
+
+private:
+    Console &m_Console;
+    mutable std::mutex m_Mutex;
+    ExitCode m_enCode = ExitCode::Ok;
+};
+
+class Pipeline {
+public:
+    // nInput counts from 0. Throws a Failure when the input cannot be opened or coded.
+    Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop);
+    ~Pipeline();
+
+    // Adds a program with the input's video.
+    void AddTo(TsWriter &Writer);
+
+    // Starts both threads; failures go to End.
+    void Start(CsvWriter &Table, Outcome &End);
+
+    bool IsRunning() const { return m_nRunning > 0; }
+
+    // Wakes a producer that waits for data in a system call, so that it sees the stop flag.
+    void Interrupt();
+
+    // Waits for both threads.
+    void Join();
+
+    const Tally &Counts() const { return m_Tally; }
+
+private:
+    PictureRate ChooseRate() const;
+    VideoEncoderOptions EncoderOptions() const;
+    template <typename Body>
+    std::thread StartThread(Outcome &End, Body Run);
+
+    const int m_nInput;
+    const Options &m_Options;
+    const std::atomic<bool> &m_bStop;
+    Tally m_Tally;
+    Demuxer m_Demuxer;
+    const PictureRate m_Rate;
+    VideoEncoder m_Encoder;
+    FrameQueue m_Queue;
+    Producer m_Producer;
+    TsWriter *m_pWriter = nullptr;
+    int m_nStream = -1;
+    std::optional<Encoding> m_Encoding;
+    std::atomic<int> m_nRunning{0};
+    std::thread m_ProducerThread;
+    std::thread m_EncodingThread;
+};
+
+} // namespace encoder
+
+#endif

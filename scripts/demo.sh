@@ -1,0 +1,106 @@
+#!/bin/sh
+# Shows the library at work: real coded video is stamped in real time while its time sources fail and come back.
+set -eu
+
+usage() {
+    cat <<TEXT
+usage: scripts/demo.sh [options] [FILE]
+
+Installs what is missing, builds, and codes FILE (or half a minute of generated video) in real time, with the time of
+every picture in the stream beside it. The generated video loses its time sources one after the other and gets them
+back; the status line and the picture at the end show what the library makes of it.
+
+  --drop SOURCE:FROM-TO  silence source 1 (high precision), 2 (VITC) or 3 (LDS) from second FROM to second TO of the
+                         generated video; may be given again. Instead of: 1:3-27 2:10-25.5 3:17-24
+  --duration SECONDS     of the generated video (default 30)
+  --rate RATE            of the generated video: 29.97 (default), 25, 50 or 59.94
+  --revision REVISION    20116 (default: carries time forward, fails over, recovers) or 20162
+  --output FOLDER        where the results go (default demo-output)
+TEXT
+}
+
+drops=""
+duration=30
+rate=29.97
+revision=20116
+output=""
+input=""
+while [ $# -gt 0 ]; do
+    case $1 in
+    --drop | --duration | --rate | --revision | --output)
+        [ $# -ge 2 ] || {
+            echo "$1 needs a value" >&2
+            exit 1
+        }
+        case $1 in
+        --drop) drops="$drops --drop $2" ;;
+        --duration) duration=$2 ;;
+        --rate) rate=$2 ;;
+        --revision) revision=$2 ;;
+        --output) output=$(realpath -m "$2") ;;
+        esac
+        shift
+        ;;
+    -h | --help)
+        usage
+        exit 0
+        ;;
+    -*)
+        usage >&2
+        exit 1
+        ;;
+    *)
+        [ -r "$1" ] || {
+            echo "Cannot read $1" >&2
+            exit 1
+        }
+        input=$(realpath "$1")
+        ;;
+    esac
+    shift
+done
+[ -n "$drops" ] || drops="--drop 1:3-27 --drop 2:10-25.5 --drop 3:17-24"
+
+cd "$(dirname "$0")/.."
+. scripts/packages.sh
+# shellcheck disable=SC2086 # a list of words
+ensure_packages $BUILD_PACKAGES $DEMO_PACKAGES
+echo "Building ..."
+# The tests have their own script; a demo needs nothing of theirs.
+cmake --preset release -DBUILD_TESTING=OFF -DTIMECODE_REQUIRE_ALL=ON >/dev/null
+cmake --build --preset release --target stamp-encoder >/dev/null
+encoder=build/release/bin/stamp-encoder
+output=${output:-$PWD/demo-output}
+mkdir -p "$output"
+
+if [ -z "$input" ]; then
+    input=$output/input.ts
+    # The video says that it begins a little later than now, so that coding it begins just when it says.
+    start=$(($(date +%s) + 15))
+    echo "Generating $duration s of video with three kinds of time stamps ..."
+    # shellcheck disable=SC2086 # a list of words
+    "$encoder" --generate "$input" --duration "$duration" --rate "$rate" $drops \
+        --start-utc "$(date -u -d "@$start" +%Y-%m-%dT%H:%M:%SZ)" >/dev/null
+    left=$((start - $(date +%s)))
+    [ "$left" -le 0 ] || {
+        echo "Waiting $left s for the time that the video says ..."
+        sleep "$left"
+    }
+fi
+
+echo "Coding in real time, revision $revision, switching allowed ..."
+"$encoder" "$input" -o "$output/stamped.ts" --csv "$output/times.csv" --realtime --revision "$revision" --switching
+scripts/timeline.sh "$output/times.csv" "$output/timeline.png"
+
+cat <<TEXT
+
+Written to $output:
+  stamped.ts     the coded video; every picture carries its UTC and its timecode
+  times.csv      a row for each coded picture
+  timeline.png   the source in use, the status byte and the accuracy over time
+
+Look at them with
+  ffprobe -v error -select_streams v -show_frames $output/stamped.ts | grep timecode
+  ffmpeg -v info -i $output/stamped.ts -vf showinfo -f null - 2>&1 | grep 'User Data'
+  xdg-open $output/timeline.png
+TEXT

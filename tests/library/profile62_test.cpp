@@ -1,0 +1,371 @@
+// Retrieval under MISP_PROFILE_62: carried time, failover, recovery and the conversions, picture by picture.
+#include <algorithm>
+#include <climits>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "fixture.h"
+
+using testing::Contains;
+using testing::IsSupersetOf;
+
+namespace {
+
+class Profile62 : public LibraryTest {};
+
+// One picture: clock, a time stamp queued just before (source 0: none), the request, the answer and the statistics.
+struct Step {
+    INT64 nMs;
+    int enStamp;
+    UINT64 nStampPts;
+    const char *szStamp;
+    Request Asked;
+    const char *szExpected;
+    const char *szStats = "57005/0";
+};
+
+void Play(const std::vector<Step> &Steps) {
+    for (const auto &Picture : Steps) {
+        SetClockMs(Picture.nMs);
+        if (Picture.enStamp)
+            Queue(Picture.enStamp, Picture.nStampPts, Picture.szStamp, Picture.Asked.nInput);
+        EXPECT_EQ(Text(Ask(Picture.Asked)), Picture.szExpected) << "picture at " << Picture.nMs << " ms";
+        EXPECT_EQ(Stats(Picture.Asked.nInput), Picture.szStats) << "picture at " << Picture.nMs << " ms";
+    }
+}
+
+TEST_F(Profile62, HighPrecisionIsUsedWithin359TicksElseCarriedByTheClock) {
+    Play({
+        {0, 1, 9000, "0 1f", {1, 9000}, "1 0 1f 9000 1 12:00:00:00"},
+        {40, 0, 0, "", {1, 12600}, "1 40000 1f 12600 1 12:00:00:01"},
+        {80, 0, 0, "", {1, 16200}, "1 80000 1f 16200 1 12:00:00:02"},
+        {120, 1, 20159, "120000 9f", {1, 19800}, "1 120000 9f 20159 1 12:00:00:03"},
+        {160, 1, 23040, "0 1f", {1, 23400}, "1 160000 9f 23400 1 12:00:00:04"},
+        {200, 1, 27000, "100000 1f", {1, 27000}, "1 100000 7f 27000 1 12:00:00:02"}, // back: reverse, locked
+        {240, 1, 30600, "100000 1f", {1, 30600}, "1 100000 1f 30600 1 12:00:00:02"}, // equal is not back
+        {280, 1, 34200, "99999 9f", {1, 34200}, "1 99999 ff 34200 1 12:00:00:02"},
+        {320, 1, 37800, "100000 40", {1, 37800}, "1 100000 40 37800 1 12:00:00:02"}, // bits 5 to 0 pass
+        {360, 0, 0, "", {1, 90000}, "1 140000 1f 90000 1 12:00:00:03", "57005/0"},   // a carry ends the discontinuity
+    });
+    const auto Traces = TakeTraces(6);
+    EXPECT_EQ(std::count(Traces.begin(), Traces.end(), "6 Discontinuity identified. Time jumped backward!"), 2);
+}
+
+TEST_F(Profile62, LdsIsCarriedWithThePtsOfTheElapsedTime) {
+    Play({
+        {0, 3, 9000, "0 1f", {3, 9000}, "1 0 1f 9000 3 12:00:00:00"},
+        {40, 0, 0, "", {3, 500000}, "1 40000 1f 12600 3 12:00:00:01"},
+        {1540, 0, 0, "", {3, 900000}, "1 1540000 1f 147600 3 12:00:01:13", "57005/0"},
+        {1580, 3, 9360, "0 1f", {3, 9000}, "1 0 7f 9000 3 12:00:00:00"}, // the nearer record still serves
+    });
+    SetClockMs(7000);
+    TakeTraces();
+    Ask({3, 900000});
+    const std::string sBase = std::to_string(StartUsec());
+    EXPECT_THAT(TakeTraces(6), IsSupersetOf(Texts{
+        "6 Fail to get timecode. OLD UTC:: " + sBase + ", TimeDiff:7.000000000s.",
+        "6 After correction, NEW UTC:: " + std::to_string(StartUsec() + 7'000'000) + "."}));
+    Queue(1, 9000, "7000000 1f", 1);
+    Ask({.enSource = 1, .nPts = 9000, .nInput = 1});
+    SetClockMs(7040);
+    TakeTraces();
+    Ask({.enSource = 1, .nPts = 90000, .nInput = 1});
+    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
+        "6 Fail to get timecode. OLD UTC::  " + std::to_string(StartUsec() + 7'000'000) + ", TimeDiff:0.040000000s.",
+        "7 After correction, NEW UTC::  " + std::to_string(StartUsec() + 7'040'000) + ".",
+        "7  DEBUG - Function end, enTimecodeSource:1, MISPStatusByte:0x1f, GPSLocked:LOCKED, Status:NORMAL, Disc:FORWARD"}));
+}
+
+TEST_F(Profile62, TheFirstSilentPictureCountsFromTheStartUpTime) {
+    SetClockMs(500);
+    const Answer Got = Ask({1, 9000}); // no insertion time yet: the whole clock is added
+    EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime, 2 * StartUsec() + 500'000);
+    EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.MISPStatusByte, 0x9F);
+    SetClockMs(540);
+    EXPECT_EQ(Ask({1, 12600}).Utc.MotionImageryTimestamp.KLVTC.llUTCTime, 2 * StartUsec() + 540'000);
+}
+
+TEST_F(Profile62, SilenceOfMoreThan5000MsFailsOverSourceBySource) {
+    const auto System = [](UINT64 nPts) { return Request{1, nPts, TRUE, 25, 25000, 0, 1'000'000, 0}; };
+    Play({
+        {0, 1, 9000, "0 1f", {1, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00", "1/1"}, // the first choice counts
+        {5000, 0, 0, "", {1, 459000, TRUE}, "1 5000000 9f 459000 1 12:00:05:00", "1/1"},
+        {5001, 0, 0, "", {3, 459090, TRUE}, "1 5001000 9f 459090 1 12:00:05:00", "2/3"}, // configured source: no effect
+        {5041, 0, 0, "", {1, 462690, TRUE}, "1 5040000 9f 462690 2 12:00:05:01", "2/3"},
+        {10001, 0, 0, "", {1, 466290, TRUE}, "1 5080000 9f 466290 2 12:00:05:02", "2/3"},
+        {10002, 0, 0, "", {1, 912780, TRUE}, "1 10080000 df 912777 2 12:00:10:02", "3/5"},
+        {10042, 0, 0, "", {1, 916380, TRUE}, "1 15121000 9f 912780 3 12:00:15:03", "3/5"}, // from the timecode's time
+        {15002, 0, 0, "", {1, 920000, TRUE}, "1 20081000 9f 1359180 3 12:00:20:02", "3/5"},
+        {15003, 0, 0, "", {1, 920000, TRUE}, "1 20082000 9f 1359270 3 12:00:20:02", "4/7"},
+        {15043, 0, 0, "", System(1'090'000), "1 999999 9f 1090000 4 12:00:00:24", "4/7"},
+        {99999, 0, 0, "", System(1'000'000), "1 0 9f 1000000 4 12:00:00:00", "4/7"},
+    });
+    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
+        "6 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.",
+        "6 Interface:0, Timecode source:2, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.",
+        "7 Timecode source:3, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced."}));
+}
+
+TEST_F(Profile62, WithoutSwitchingNothingFailsOverOrRecovers) {
+    for (const BOOL bSwitch : {FALSE, BOOL{2}}) { // only TRUE says TRUE
+        const Request Asked = {.enSource = 3, .nPts = 9000, .bSwitch = bSwitch, .nInput = bSwitch};
+        Play({{0, 3, 9000, "0 9f", Asked, "1 0 9f 9000 3 12:00:00:00", "57005/0"}});
+        Queue(1, 9000, "0 1f", Asked.nInput);
+        SetClockMs(60'000);
+        Ask({.enSource = 3, .nPts = 90'000'000, .bSwitch = bSwitch, .nInput = bSwitch});
+        EXPECT_EQ(Stats(Asked.nInput), "57005/0");
+    }
+}
+
+TEST_F(Profile62, ABetterSourceRecoversAfterMoreThan750Ms) {
+    const struct {
+        const char *szWhat;
+        int enSource;           // in use
+        std::vector<Step> Seen; // stamps at the picture's PTS or off it; the statistics tell
+    } Rows[] = {
+        {"high precision over timecode", 2, {{0, 1, 9000, "0 1f", {2, 9000}, "", "2/1"}, {750, 1, 9000, "0 1f", {2, 9000}, "", "2/1"},
+                                             {751, 1, 9000, "0 1f", {2, 9000}, "", "1/2"}}},
+        {"359 ticks off", 4, {{0, 3, 9359, "0 1f", {4, 9000}, "", "4/1"}, {751, 3, 8641, "0 1f", {4, 9000}, "", "3/2"}}},
+        {"360 ticks off", 4, {{0, 3, 9360, "0 1f", {4, 9000}, "", "4/1"}, {751, 3, 9360, "0 1f", {4, 9000}, "", "4/1"}}},
+        {"a lower one that is ready wins, the higher one stays pending", 3,
+         {{0, 2, 9000, "12:00:00:00", {3, 9000}, "", "3/1"}, {600, 1, 9000, "0 1f", {3, 9000}, "", "3/1"},
+          {800, 0, 0, "", {3, 9000}, "", "2/2"}, {1350, 0, 0, "", {3, 9000}, "", "2/2"}, {1351, 0, 0, "", {3, 9000}, "", "1/3"}}},
+        {"a pending one keeps its first sighting", 4,
+         {{0, 2, 9000, "12:00:00:00", {4, 9000}, "", "4/1"}, {100, 0, 0, "", {4, 90000}, "", "4/1"}, {4000, 0, 0, "", {4, 9000}, "", "2/2"}}},
+        {"none climbs to the system clock", 0, {{0, 0, 0, "", {0, 9000}, "", "0/1"}, {750, 0, 0, "", {0, 9000}, "", "0/1"},
+                                                {751, 0, 0, "", {0, 9000}, "", "4/2"}, {752, 0, 0, "", {0, 9000}, "", "4/2"}}},
+        {"an unknown source becomes none", 77, {{0, 0, 0, "", {77, 9000}, "", "0/1"}, {1, 0, 0, "", {77, 9000}, "", "0/1"},
+                                                {752, 0, 0, "", {77, 9000}, "", "4/2"}}},
+        {"the best has nothing above it", 1, {{0, 2, 9000, "12:00:00:00", {1, 9000}, "", "1/1"}, {4000, 0, 0, "", {1, 9000}, "", "1/1"}}},
+    };
+    for (const auto &Row : Rows) {
+        SCOPED_TRACE(Row.szWhat);
+        TimecodeLib_Shutdown();
+        StartDay(MISP_PROFILE_62);
+        for (const auto &Picture : Row.Seen) {
+            SetClockMs(Picture.nMs);
+            if (Picture.enStamp)
+                Queue(Picture.enStamp, Picture.nStampPts, Picture.szStamp);
+            Request Asked = Picture.Asked;
+            Asked.bSwitch = TRUE;
+            TakeTraces();
+            Ask(Asked);
+            EXPECT_EQ(Stats(0), Picture.szStats) << Picture.nMs << " ms";
+            const std::string sLevel = Row.enSource == 2 ? "7" : "6";
+            const bool bClimbed = std::string(Picture.szStats) == "1/2" || std::string(Picture.szStats) == "3/2";
+            if (bClimbed) {
+                EXPECT_EQ(CountTraces(sLevel + " Timecode source:" + Picture.szStats[0] + "("), 1);
+            } else if (Row.enSource == 77) {
+                EXPECT_EQ(CountTraces("3 We have a enTimeSource:77((Unknown)) that is unknown! Put it back to NONE."), Picture.nMs == 0);
+            }
+        }
+    }
+    g_Services.bClockFails = true;
+    SetClockMs(9000);
+    TakeTraces();
+    EXPECT_EQ(Text(Ask({.enSource = 0, .bSwitch = TRUE, .nInput = 3})), "0 - -");
+    EXPECT_EQ(CountTraces("3 Fail to retreive UTC time from system time. RetCode:-1"), 1);
+}
+
+TEST_F(Profile62, RecoveredSourceServesTheNextPicture) {
+    Play({
+        {0, 1, 9000, "0 1f", {4, 9000, TRUE}, "1 1000 9f 9000 4 12:00:00:00", "4/1"},
+        {751, 1, 9000, "5 1f", {4, 9000, TRUE}, "1 1000 9f 9000 4 12:00:00:00", "1/2"},
+        {791, 0, 0, "", {4, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00", "1/2"},
+    });
+    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
+        "6 Timecode source:1(High Precision TimeStamp), recovered.",
+        "7 Recovery - Identified Node carrying timecode source:1(High Precision TimeStamp). Starting Recovery.",
+        "7 Recovery - enConfiguredMISBTimeSource:4, enCurrentTimecodeSouce:4(System TimeStamp)."}));
+}
+
+TEST_F(Profile62, TimecodeBecomesUtcWithAStatusByteOfItsOwn) {
+    Play({
+        {0, 2, 9000, "12:00:00:10", {2, 9000}, "1 400000 df 0 2 12:00:00:10"}, // first after silence
+        {40, 2, 12959, "12:00:00:11", {2, 12600}, "1 440000 9f 0 2 12:00:00:11"},
+        {80, 0, 0, "", {2, 16200}, "1 480000 9f 3600 2 12:00:00:12"}, // silent: advanced from the last picture
+        {120, 2, 19440, "23:00:00:00", {2, 19800}, "1 520000 9f 7200 2 12:00:00:13"}, // 360 ticks are too far
+        {160, 2, 23400, "11:00:00:00", {2, 23400}, "1 -3600000000 9f 7200 2 11:00:00:00"}, // alive: no discontinuity
+        {200, 2, 27000, "12:00:60:00", {2, 27000}, "0 - -"},
+        {240, 2, 30600, "24:00:00:00", {2, 30600}, "0 - -"},
+        {280, 2, 34200, "12:60:00:00", {2, 34200}, "0 - -"},
+        {320, 2, 37800, "12:00:00:25", {2, 37800}, "0 - -"},
+        {360, 2, 41400, "00:00:00:00", {.enSource = 2, .nPts = 41400, .nRate = 0}, "0 - -"},
+        {400, 1, 45000, "-1 1f", {1, 45000}, "1 -1 1f 45000 1 11:59:59:24"}, // a failed conversion left the time at 0
+        {440, 0, 0, "", {2, 48600}, "1 -43199960000 1f 48600 2 00:00:00:01"}, // still locked from the KLV time
+        {0, 2, 9000, "11:00:00:00", {2, 9000, TRUE, 25, 25, 1}, "1 -3600000000 ff 0 2 11:00:00:00", "2/1"}, // reverse
+        {40, 2, 12600, "11:00:00:01", {2, 12600, TRUE, 25, 25, 1}, "1 -3599960000 df 0 2 11:00:00:01", "2/1"},
+        {80, 2, 16200, "11:00:00:02", {2, 16200, TRUE, 25, 25, 1}, "1 -3599920000 9f 0 2 11:00:00:02", "2/1"},
+    });
+    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
+        "6 PTSDiff:360(4ms) is bigger than threshold:3ms, CodedPicturePTS64:19800, TCPTS:19440. enTimecodeSource:2(VITC Commercial "
+        "TimeStamp), *ppRecordAddress:(nil).",
+        "6 Retreived TC on interface:0:: H:M:S:F(12:0:0:10). enTimecodeSource:2(VITC Commercial TimeStamp), CodedPicturePTS64:9000, TCPTS:9000.",
+        "6 Fail to get timecode on interface:0. OLD TC:: H:M:S:F(12:0:0:11) TimeDiff:0.039999999s.",
+        "7 Timecode source:2, successfully converted SMPTE12M to UTC time.",
+        "3 Fail to convert date time to UTC time. RetCode:2"}));
+}
+
+TEST_F(Profile62, FlagsOfATimecodeAreHandedOnAndCarriedWhileItIsSilent) {
+    TCPayload Payload = {};
+    Payload.vitc = Timecode("12:00:00:00");
+    Payload.vitc.TimeStampAssociated = 0x12345678;
+    Payload.vitc.Flag1 = Payload.vitc.VitcCrc = Payload.vitc.BinaryGroups.BinaryGroup8 = 9;
+    Timecode_SetUTC(0, 2, 9000, &Payload);
+    for (const UINT64 nPts : {9000U, 12600U}) {
+        vitc_t Got = Ask({2, nPts}).Vitc;
+        Got.FrameUnits = 0;
+        EXPECT_EQ(memcmp(&Got, &Payload.vitc, offsetof(vitc_t, BinaryGroups) + sizeof(vitc_bg_t)), 0) << nPts;
+    }
+}
+
+TEST_F(Profile62, SilentTimecodeAdvancesByThePtsDistance) {
+    const struct {
+        const char *szOld;
+        UINT64 nTicks;
+        int nRate, nCode;
+        const char *szExpected;
+    } Rows[] = {
+        {"10:20:30:05", 335295004, 30, 30, "11:22:35:20"},   {"10:20:30:05", 335295004, 30, 29000, "11:22:35:19"},
+        {"10:20:30:29", 900, 30, 30, "10:20:31:00"},         {"10:20:30:05", 180002, 30, 30, "10:20:32:06"},
+        {"23:59:59:29", 900, 30, 30, "00:00:00:00"},         {"12:00:00:00", 8100000100, 25, 25, "13:00:00:01"},
+        {"10:59:50:00", 1350002, 25, 25, "11:00:05:01"},     {"10:20:30:05", 0, 25, 25, "10:20:30:06"},
+        {"10:20:30:05", UINT64_MAX - 899, 25, 25, "10:20:30:06"}, {"00:00:00:00", 1ULL << 63, 25, 25, "18:02:52:01"},
+        {"10:20:30:05", 3003, 30, 29000, "10:20:30:06"},     {"10:20:30:05", 3004, 30, 29000, "10:20:30:06"},
+        {"10:20:30:05", 6006, 30, 29000, "10:20:30:06"},     {"10:20:30:05", 6007, 30, 29000, "10:20:30:07"},
+        {"10:20:30:05", 3004, 60, 59000, "10:20:30:07"},     {"10:20:30:05", 7508, 24, 23000, "10:20:30:07"},
+        {"00:01:59:29", 3003, 30, 29000, "00:02:00:00"},     {"10:59:59:00", 89999 + 90000 * 60, 25, 25, "11:00:59:24"},
+        {"22:58:59:00", 90002 * 3661ULL, 25, 25, "00:00:00:02"}, {"10:20:30:05", 90, INT_MAX, 25, "10:20:30:06"},
+    };
+    INT64 nMs = 0;
+    for (const auto &Row : Rows) {
+        SetClockMs(nMs += 1000);
+        Queue(2, 1000, Row.szOld);
+        Ask({2, 1000, FALSE, 100});
+        Timecode_Flush(0);
+        const Answer Got = Ask({2, 1000 + Row.nTicks, FALSE, Row.nRate, Row.nCode});
+        EXPECT_EQ(Text(Got.Vitc), Row.szExpected) << Row.szOld << " by " << Row.nTicks << " at " << Row.nRate << "/" << Row.nCode;
+    }
+}
+
+TEST_F(Profile62, TimecodeTakesTheLocalDateOfNow) {
+    constexpr INT64 HOUR = 3'600'000'000;
+    const struct {
+        const char *szZone;
+        INT64 nMs;
+        const char *szTimecode;
+        int nRate, nCode;
+        INT64 llExpected;
+    } Rows[] = {
+        {"UTC0", 0, "12:00:00:00", 25, 25, 0},
+        {"UTC0", 11 * 3'600'000 + 3'599'000, "00:00:00:00", 25, 25, -12 * HOUR}, // still today
+        {"UTC0", 12 * 3'600'000, "23:59:59:24", 25, 25, 36 * HOUR - 40000},      // just tomorrow
+        {"EAST-13", 0, "01:00:00:00", 25, 25, 13 * HOUR},
+        {"WEST13", 0, "23:00:00:00", 25, 25, -13 * HOUR},
+        {"UTC0", 0, "12:00:00:29", 30, 29000, 967633},
+        {"UTC0", 0, "12:00:00:29", 30, 30, 966666},
+        {"UTC0", 0, "12:00:00:59", 60, 59000, 983988},
+        {"UTC0", 0, "12:00:00:23", 24, 23000, 959100},
+    };
+    for (const auto &Row : Rows) {
+        setenv("TZ", Row.szZone, 1);
+        tzset();
+        SetClockMs(Row.nMs);
+        Queue(2, 9000, Row.szTimecode);
+        Timecode_Flush(0);
+        Queue(2, 9000, Row.szTimecode);
+        const Answer Got = Ask({2, 9000, FALSE, Row.nRate, Row.nCode});
+        EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime - StartUsec(), Row.llExpected)
+            << Row.szTimecode << " in " << Row.szZone << " at " << Row.nMs << " ms, " << Row.nRate << "/" << Row.nCode;
+    }
+    setenv("TZ", "UTC0", 1);
+    tzset();
+    g_Services.bLocalTimeFails = true;
+    EXPECT_EQ(Text(Ask({2, 9000})), "0 - -") << "no date";
+    g_Services.bLocalTimeFails = false;
+    TakeAsserts();
+    EXPECT_EQ(Text(Ask({2, 9000, FALSE, -1})), "0 - -");
+    EXPECT_THAT(TakeAsserts(), testing::Each("nEncodedPictureRate > 0"));
+}
+
+TEST_F(Profile62, ARateOfZeroLeavesTheRequestBeforeItsBookkeeping) {
+    for (const int enSource : {1, 3}) {
+        const int nInput = enSource - 1;
+        const std::string sSource = std::to_string(enSource);
+        Queue(enSource, 9000, "1000 1f", nInput);
+        Queue(enSource, 9000, "1000 1f", nInput);
+        Answer Got = Ask({.enSource = enSource, .nPts = 9000, .bSwitch = TRUE, .nRate = 0, .nInput = nInput});
+        EXPECT_EQ(Text(Got), "0 1000 1f 9000 " + sSource + " -");
+        EXPECT_EQ(Got.bSame, FALSE);
+        EXPECT_EQ(Stats(nInput), "57005/0");
+        EXPECT_THAT(TakeTraces(), Contains("6 Failed to format SMPTE12M VITC from UTC."));
+        Queue(enSource, 90000, "500 1f", nInput);
+        Got = Ask({.enSource = enSource, .nPts = 90000, .nInput = nInput}); // 1000 was never recorded as handed out
+        EXPECT_EQ(Text(Got), "1 500 1f 90000 " + sSource + " 12:00:00:00");
+    }
+}
+
+TEST_F(Profile62, SystemClockAndNoSourceReportTheirFailure) {
+    Play({{0, 0, 0, "", {.enSource = 4, .nPts = 100, .nRate = 0}, "0 1111 9f 100 4 -"}, {0, 0, 0, "", {0, 100}, "0 - -"}});
+    EXPECT_THAT(TakeTraces(4), testing::ElementsAre("3 Failed to format SMPTE12M VITC from UTC.", "4 Failed to get system timecode.",
+                                                    "3 Failed to get UTC. enTimecodeSource:0 is Unknown or Failed!"));
+}
+
+TEST_F(Profile62, AKlvTimeAfterTimecodeIsCarriedFromTheSharedPayload) {
+    TCPayload Payload = {};
+    Payload.vitc = Timecode("12:34:56:07");
+    Timecode_SetUTC(0, 2, 9000, &Payload);
+    Ask({2, 9000}); // the working record now holds a timecode, read as UTC when the source is changed by hand
+    SetClockMs(40);
+    const Answer Got = Ask({1, 90000});
+    EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime, Payload.KLVTC.llUTCTime + 40'000);
+}
+
+TEST_F(Profile62, TheCursorIsSharedWithTheSearch) {
+    for (const char *szStamp : {"0 1f", "10 1f", "20 1f"})
+        Queue(1, 9000, szStamp);
+    Answer Got = Ask({1, 9000});
+    EXPECT_EQ(Got.bSame, TRUE);
+    Got = Ask({1, 9000}, Got.pCursor);
+    EXPECT_EQ(Text(Got), "1 10 1f 9000 1 12:00:00:00");
+    Got = Ask({1, 9360}, Got.pCursor);
+    EXPECT_EQ(Text(Got), "1 10 1f 9360 1 12:00:00:00") << "a record too far is passed over and the time carried";
+    EXPECT_EQ(Got.pCursor, nullptr);
+}
+
+TEST_F(Profile62, SwitchCheckMovesOnAfterMoreThan5000Ms) {
+    const struct {
+        INT64 nMs;
+        BOOL bAllowed;
+        int enSource, enExpected;
+        const char *szStats;
+    } Rows[] = {
+        {5000, TRUE, 1, 1, "57005/0"},  {5001, FALSE, 1, 1, "57005/0"}, {5001, 2, 1, 1, "57005/0"}, {5001, TRUE, 1, 2, "57005/1"},
+        {5001, TRUE, 2, 2, "57005/1"},  {10002, TRUE, 2, 3, "57005/2"}, {15003, TRUE, 3, 4, "57005/3"}, {20004, TRUE, 4, 0, "57005/4"},
+        {25005, TRUE, 0, 0, "57005/5"}, {30006, TRUE, 77, 0, "57005/6"}, {20000, TRUE, 1, 2, "57005/7"}, // the clock set back
+    };
+    Queue(1, 9000, "0 1f");
+    Ask({1, 9000});
+    for (const auto &Row : Rows) {
+        SetClockMs(Row.nMs);
+        int enSource = Row.enSource;
+        _VerifyTimeSourceSwitch(0, Row.bAllowed, &enSource);
+        EXPECT_EQ(enSource, Row.enExpected) << Row.enSource << " at " << Row.nMs;
+        EXPECT_EQ(Stats(0), Row.szStats) << Row.enSource << " at " << Row.nMs;
+    }
+    EXPECT_EQ(CountTraces("7 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced."), 1);
+    for (const BOOL bSwitch : {FALSE, TRUE}) { // timecode alone proves itself only where switching is allowed
+        const int nInput = bSwitch ? 1 : 2;
+        int enSource = 2;
+        for (const INT64 nMs : {100'000, 103'000, 106'000}) {
+            SetClockMs(nMs);
+            Queue(2, 9000, "12:00:00:00", nInput);
+            Ask({.enSource = 2, .nPts = 9000, .bSwitch = bSwitch, .nInput = nInput});
+        }
+        _VerifyTimeSourceSwitch(nInput, TRUE, &enSource);
+        EXPECT_EQ(enSource, bSwitch ? 2 : 3);
+    }
+}
+
+} // namespace
