@@ -1,13 +1,13 @@
 /* Debug trace and assertion reports.
  *
- * Messages go to standard error, one write a message and never to standard output. Levels are syslog's severities
- * (3 error, 4 warning, 5 notice, 6 informational, 7 debug). When standard error is the journal, a line starts with
- * "<level>" and the text (assertion reports name function, file and line there too); otherwise with time, module, level,
- * thread, function, file and line.
+ * Messages go to standard error, one write a message and never to standard output. Levels are syslog's severities (3
+ * error, 4 warning, 5 notice, 6 informational, 7 debug). When standard error is the journal, a line starts with
+ * "<level>" and the text (assertion reports name function, file and line there too); otherwise with time, module,
+ * level, thread, function, file and line.
  *
- * The trace never blocks the thread that writes: when standard error cannot take a message at once (a pipe whose
- * reader stalls, a reader that has gone), the message is dropped and counted, and the next one that passes says how many
- * were lost. No SIGPIPE reaches the process, and errno is kept.
+ * The trace never blocks the thread that writes: when standard error cannot take a message at once (a pipe whose reader
+ * stalls, a reader that has gone), the message is dropped and counted, and the next one that passes says how many were
+ * lost. No SIGPIPE reaches the process, and errno is kept.
  *
  * Environment (not read by programs that run with raised privileges):
  *   TIMECODE_TRACE_LEVEL=0..7   the level that a handle starts with, instead of 3
@@ -45,9 +45,9 @@ typedef DBG_RECORD *HDBG;
  * not for one variable from two threads at once. */
 XTYPES_EXPORT BOOL _DoDbgInit(const char *szModule, HDBG *phDbg);
 
-/* Writes one message (at most about 1,000 bytes, longer ones are cut) to a handle. The level is not tested again: callers
- * test nMaxLevel first, so that a message that is not written costs one comparison. A null or closed handle writes
- * nothing. May be called from any thread. */
+/* Writes one message (at most about 1,000 bytes, longer ones are cut) to a handle. The level is not tested again:
+ * callers test nMaxLevel first, so that a message that is not written costs one comparison. A null or closed handle
+ * writes nothing. May be called from any thread. */
 XTYPES_EXPORT void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *szFile, int nLine,
                                  const char *szFormat, ...) XTYPES_PRINTF(6, 7);
 

@@ -34,7 +34,7 @@ extern "C" {
 /* Video inputs are numbered from 0 to NUM_VIDEO_INPUTS - 1. */
 #define NUM_VIDEO_INPUTS 4
 
-/* Where a time stamp comes from; the lower the value, the better the source. */
+/* Where a time stamp comes from; of 1 to 4, the lower the value, the better the source. */
 enum {
     TCSOURCE_NONE = 0,                     /* no time stamp */
     TCSOURCE_HIGH_PRECISION_TIMESTAMP = 1, /* UTC as KLV in the vertical ancillary data; KLVTC */
@@ -99,13 +99,13 @@ typedef struct tagSMPTE12M1_CONTEXT {
  * application may set g_hTCLibDbg->nMaxLevel at any time. */
 XTYPES_EXPORT extern HDBG g_hTCLibDbg;
 
-/* ---- Life and settings -------------------------------------------------------------------------------------- */
+/* Life and settings. */
 
 /* Starts the library under a MISP revision (MISP_PROFILE_62 or MISP_PROFILE_2016_2): opens the trace handle, lays
  * out all inputs with empty pools, forgets all retrieval state. Call it once, and again only after
  * TimecodeLib_Shutdown; no other thread may be inside the library. Any other revision is reported through
  * _DoTextAssert; the library then comes up with the revision of an earlier start-up, or with none, and
- * Timecode_GetUTC refuses. */
+ * then Timecode_GetUTC and Timecode_GetSystemUTC refuse. */
 XTYPES_EXPORT void TimecodeLib_Init(int enMISPRevision);
 
 /* Stops the library and closes the trace handle; queuing and retrieval refuse from then on. No other thread may be
@@ -121,7 +121,7 @@ XTYPES_EXPORT int Timecode_GetMISPRevision(void);
  * nothing is written. Needs no initialised library. Reads a file: not for real-time threads. */
 XTYPES_EXPORT void Timecode_GetMISPRevisionFromSystemSettings(int *penMISPRevision);
 
-/* ---- Statistics and names ----------------------------------------------------------------------------------- */
+/* Statistics and names. */
 
 /* Reads an input's statistics into *pStats. Returns FALSE, with *pStats untouched, for an input outside 0 to 3 or
  * a null pStats. Takes no lock, needs no initialised library; any thread, any time. */
@@ -134,10 +134,10 @@ XTYPES_EXPORT BOOL Timecode_ResetStats(int enInputInterface);
 
 /* Writes the name of a source ("High Precision TimeStamp", ..., "(Unknown)") into szBuffer, cut to nSize bytes with
  * its NUL, and returns szBuffer. With a null buffer or nSize of 0 or below it writes nothing and returns the fixed
- * text "Invalid input buffer", which must not be written to. The longest name has 24 characters. Any thread. */
+ * text "Invalid input buffer", which must not be written to. The longest name has 25 characters. Any thread. */
 XTYPES_EXPORT char *Timecode_GetTimecodeSourceString(int enTimecodeSouce, char *szBuffer, int nSize);
 
-/* ---- Queue -------------------------------------------------------------------------------------------------- */
+/* Queue. */
 
 /* Queues one time stamp of an input in place of the input's oldest one.
  *
@@ -150,11 +150,12 @@ XTYPES_EXPORT BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, U
                                    TCPayload *pMotionImageryTimestamp);
 
 /* Empties an input's queue: no time stamp queued before matches a picture afterwards. At most once in each second of
- * time(), further calls in the second do nothing. Retrieval state and statistics stay. Record cursors kept by the
- * caller should be cleared. An input outside 0 to 3 is reported and ignored. Any thread. */
+ * time(): further calls in the second, or while the clock stands behind the last flush, do nothing, and neither does a
+ * call while the library is not initialised. Retrieval state and statistics stay. Record cursors kept by the caller
+ * should be cleared. An input outside 0 to 3 is reported and ignored. Any thread. */
 XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
 
-/* ---- Retrieval ---------------------------------------------------------------------------------------------- */
+/* Retrieval. */
 
 /* Gives a coded picture its time. Called once per coded picture and input, from the input's encoding thread.
  *
@@ -169,7 +170,8 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * pUTC                      out: the picture's record
  * pVitcRecord               out: the picture's SMPTE 12M timecode
  * pbSameTSRecord            out: TRUE when the next newer record of the source lies exactly as far from the picture
- *                           as the one used; FALSE at once on entry
+ *                           as the one used; FALSE on entry, unless the revision is unsupported or
+ *                           penConfigMISBTimesource is null
  * ppRecordAddress           in and out: the record cursor, one per input, kept by the caller. Null in it asks
  *                           for the record nearest to the picture; an address that an earlier call left there takes
  *                           that record and moves on to the next newer one of the source. Other values never match.
@@ -177,34 +179,36 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * A queued record serves a picture when it lies within 359 ticks (4 ms) of the picture's PTS.
  *
  * Under MISP_PROFILE_2016_2 only the configured source is searched and its record is handed back as it was stored:
- * pVitcRecord is written for TCSOURCE_SMPTE12M_TIMESTAMP only; switching, rates and base take no part. Under MISP_PROFILE_62 a
- * silent source is carried forward, KLV-borne times get their timecode and timecode gets its UTC (on the local
- * calendar date), and with switching allowed the source fails over and recovers.
+ * pVitcRecord is written for TCSOURCE_SMPTE12M_TIMESTAMP only; switching, rates and base take no part. Under
+ * MISP_PROFILE_62 a silent source is carried forward, KLV-borne times get their timecode and timecode gets its UTC (on
+ * the local calendar date), and with switching allowed the source fails over and recovers.
  *
  * Returns TRUE when the picture has its time. FALSE otherwise, with *pUTC and *pVitcRecord untouched, except
  * that *pUTC has been written where only the timecode could not be formed. A null pUTC or penConfigMISBTimesource or an
  * input outside 0 to 3 is reported and refused; a null pVitcRecord, pbSameTSRecord or ppRecordAddress is reported and
- * only that write left out. Blocks only for work on the same input's list. */
+ * only that write left out. Blocks only for work on the same input's list, and with the system clock as the source for
+ * the copy of one record. */
 XTYPES_EXPORT BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimesource, BOOL bTimeSourceSwitchAllowed,
                                    int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64,
                                    UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord,
                                    BOOL *pbSameTSRecord, void **ppRecordAddress);
 
 /* Gives a picture its time from a base pair: llTCBaseUTC64 plus the PTS distance from TCBasePTS64 (11.111111 us a tick,
- * truncated). *pUTC becomes a record of TCSOURCE_SYSTEM_TIMESTAMP with status byte 0x9F, *pVitcRecord its
- * timecode. Returns FALSE when the library is not initialised or its revision is unsupported (nothing written), when pUTC is null
- * (reported), or when the timecode could not be formed (*pUTC has been written). Any thread. */
+ * truncated). *pUTC becomes a record of TCSOURCE_SYSTEM_TIMESTAMP with status byte 0x9F, *pVitcRecord its timecode.
+ * Returns FALSE when the library is not initialised or its revision is unsupported (nothing written), when pUTC is null
+ * (reported), or when the timecode could not be formed (*pUTC has been written). A null pVitcRecord is reported and
+ * only that write left out. Any thread. */
 XTYPES_EXPORT BOOL Timecode_GetSystemUTC(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64,
                                          UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord);
 
-/* Moves *penNewTimecodeSouce, the source in use, to the next one when the input has been without a good time stamp for more
- * than 5000 ms and bTimeSourceSwitchAllowed is TRUE, and counts the switch. The next source of 1, 2 and 3 is the value
- * above it, of any other value TCSOURCE_NONE. Takes no lock: keep it apart from Timecode_GetUTC of the same
+/* Moves *penNewTimecodeSouce, the source in use, to the next one when the input has been without a good time stamp for
+ * more than 5000 ms and bTimeSourceSwitchAllowed is TRUE, and counts the switch. The next source of 1, 2 and 3 is the
+ * value above it, of any other value TCSOURCE_NONE. Takes no lock: keep it apart from Timecode_GetUTC of the same
  * input. A null pointer or an input outside 0 to 3 is reported and refused. */
 XTYPES_EXPORT void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourceSwitchAllowed,
                                            int *penNewTimecodeSouce);
 
-/* ---- Timecode arithmetic ------------------------------------------------------------------------------------ */
+/* Timecode arithmetic. */
 
 /* Turns a UTC time into the timecode of its time of day (UTC): hours, minutes, seconds, and the frame number from
  * the fraction of the second at the picture rate. No drop-frame numbering.
@@ -212,7 +216,8 @@ XTYPES_EXPORT void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourc
  * nEncodedPictureRate is the whole-number rate; nVUIFramerate 59000, 29000 or 23000 stretches the frame period by
  * 1001/1000, in whole 90 kHz ticks. All fields but the eight digits become 0. Returns TRUE when the record was
  * filled; FALSE, with the record untouched, for a null pointer (traced), a rate of 0 (traced) or a negative rate
- * (reported). A rate whose frame period is below a tick or zero gives frame 0. Any thread. */
+ * (reported). At the three rate codes, a rate whose period is below a tick (above 90089) gives frame 0. Frame numbers
+ * of 100 and above do not fit two digits; rates up to 100 always do. Any thread. */
 XTYPES_EXPORT BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFramerate,
                                           vitc_t *pVitcRecord);
 
@@ -222,14 +227,15 @@ XTYPES_EXPORT BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate
  * Call it once per coded picture in coding order, then store the timecode, NewPoc and Timestamp64 in the context's Old
  * fields. NewPoc serves the trace only. Only the eight digit fields of *pNewSystemTC are written, and it may be the
  * context's own OldSystemTC. A jump of any size carries through to the hours. A null pointer, PTSTicksPerFrame 0 or
- * nEncodedPictureRate outside 1 to 2^31-1 is reported and writes nothing. Takes no lock: one thread at a time per
- * context. Drop-frame skips lie at least 31 wall-clock seconds apart, so it must run at about the pace of the video. */
+ * nEncodedPictureRate outside 1 to 2^31-1 is reported and writes nothing. The drop-frame codes expect the rates 30 and
+ * 60. Takes no lock: one thread at a time per context. Drop-frame skips lie at least 31 wall-clock seconds apart, so it
+ * must run at about the pace of the video. */
 XTYPES_EXPORT void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64,
                                               vitc_t *pNewSystemTC);
 
 /* Stores the number of frames from OldSystemTC to NewSystemTC (negative when the new one is earlier). nVUIFramerate
- * 29000 and 59000 count with drop-frame numbering at 30 and 60, any other value at nEncodedPictureRate without. Between hours 23
- * and 0 the short way over midnight is taken. Only digits are read. A null pointer is reported and nothing is
+ * 29000 and 59000 count with drop-frame numbering at 30 and 60, any other value at nEncodedPictureRate without. Between
+ * hours 23 and 0 the short way over midnight is taken. Only digits are read. A null pointer is reported and nothing is
  * written. Any thread. */
 XTYPES_EXPORT void Timecode_CalcFrameCountDiff(UINT nEncodedPictureRate, UINT nVUIFramerate, vitc_t OldSystemTC,
                                                vitc_t NewSystemTC, int *pnFrameCountDiff);

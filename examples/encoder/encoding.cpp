@@ -3,9 +3,11 @@
 #include "encoding.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "formats/sei_writer.h"
 #include "pts_clock.h"
+#include "stamp_intake.h"
 
 namespace encoder {
 
@@ -17,10 +19,10 @@ std::optional<UtcStamp> PictureTime::Stamp() const {
     return UtcStamp{Payload.MISPStatusByte, Payload.llUTCTime};
 }
 
-Encoding::Encoding(int nInput, const Options &Settings, const PictureRate &Rate, VideoEncoder &Coder, FrameQueue &In,
-                   const Target &Out, Tally &Counts)
-    : m_nInput(nInput), m_Options(Settings), m_Rate(Rate), m_Encoder(Coder), m_Queue(In), m_Target(Out),
-      m_Tally(Counts), m_Generator(Rate, Settings.nBframes) {}
+Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out,
+                   Tally &Counts)
+    : m_nInput(nInput), m_Options(Settings), m_Coding(How), m_Queue(In), m_Target(Out), m_Tally(Counts),
+      m_Generator(How.Rate, Settings.nBframes) {}
 
 void Encoding::Run() {
     const auto TakeCoded = [this](AVPacket &Packet) { TakeCodedPicture(Packet); };
@@ -30,9 +32,9 @@ void Encoding::Run() {
             m_nBasePTS = StreamPTS(Next->Frame->pts);
             m_llBaseUTC = Next->llReadUTC;
         }
-        m_Encoder.Encode(*Next->Frame, TakeCoded);
+        m_Coding.Encoder.Encode(*Next->Frame, TakeCoded);
     }
-    m_Encoder.Flush(TakeCoded);
+    m_Coding.Encoder.Flush(TakeCoded);
 }
 
 void Encoding::TakeCodedPicture(AVPacket &Packet) {
@@ -60,21 +62,28 @@ PictureTime Encoding::AskForTime(UINT64 nPTS) {
 }
 
 BOOL Encoding::AskLibrary(UINT64 nPTS, PictureTime &Time) {
-    const int nRate = static_cast<int>(m_Rate.nWhole);
-    const int nRateCode = static_cast<int>(m_Rate.nVUIFramerate);
+    const int nRate = static_cast<int>(m_Coding.Rate.nWhole);
+    const int nRateCode = static_cast<int>(m_Coding.Rate.nVUIFramerate);
     if (m_Options.enRevision == MISP_PROFILE_2016_2 && m_Options.enSource == TCSOURCE_SYSTEM_TIMESTAMP) {
         // Under this revision Timecode_GetUTC knows queued time stamps only; the system clock is asked for by name.
         return Timecode_GetSystemUTC(nRate, nRateCode, nPTS, m_nBasePTS, m_llBaseUTC, &Time.Record, &Time.Timecode);
     }
-    // With a cursor from the last picture, the library hands out the time stamp queued next, whatever picture asks. That
-    // is right only when pictures are coded in the order in which they came. With B pictures they are not, so the
-    // cursor is cleared, and the library looks for the time stamp that lies at this picture's PTS.
-    if (!m_Options.KeepsCursor()) {
+    int enSource = m_Options.enSource;
+    const BOOL bTimed = Timecode_GetUTC(m_nInput, &enSource, m_Options.bSwitching, nRate, nRateCode, nPTS, m_nBasePTS,
+                                        m_llBaseUTC, &Time.Record, &Time.Timecode, &Time.bSameRecord, &m_pRecordCursor);
+    KeepOrClearCursor(nPTS, Time);
+    return bTimed;
+}
+
+// With the cursor of the last picture, the library hands out the time stamp queued next, whatever picture asks. That is
+// right only where pictures are coded in the order in which their time stamps came, which B pictures upset, in the
+// input as well as here. With the cursor cleared, the library looks for the time stamp that lies at the picture's PTS.
+// A kept cursor that has lost its picture (one was damaged on the way) would stay behind for good: it is cleared too.
+void Encoding::KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time) {
+    const bool bMissed = Time.Record.nTimestamp64 != nPTS;
+    if (!m_Coding.bKeepCursor || bMissed) {
         m_pRecordCursor = nullptr;
     }
-    int enSource = m_Options.enSource;
-    return Timecode_GetUTC(m_nInput, &enSource, m_Options.bSwitching, nRate, nRateCode, nPTS, m_nBasePTS, m_llBaseUTC,
-                           &Time.Record, &Time.Timecode, &Time.bSameRecord, &m_pRecordCursor);
 }
 
 TimecodeLabel Encoding::GenerateTimecode(const PictureTime &Time, UINT64 nPTS) {
@@ -86,7 +95,7 @@ TimecodeLabel Encoding::GenerateTimecode(const PictureTime &Time, UINT64 nPTS) {
 
 vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
     vitc_t Timecode{};
-    TimeCode_UTCToSMPTE12M(&llUTC, static_cast<int>(m_Rate.nWhole), m_Rate.nVUIFramerate, &Timecode);
+    TimeCode_UTCToSMPTE12M(&llUTC, static_cast<int>(m_Coding.Rate.nWhole), m_Coding.Rate.nVUIFramerate, &Timecode);
     return Timecode;
 }
 
@@ -103,9 +112,15 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel 
     const std::optional<UtcStamp> Stamp = Time.Stamp();
     TIMECODE_STATS Stats{};
     Timecode_GetStats(m_nInput, &Stats);
-    CsvRow Row{.nInput = m_nInput + 1, .nCodingIndex = m_nCodingIndex, .nPTS = nPTS, .bTimed = Time.bTimed};
-    Row.enSourceInUse = Stats.enTimecodeSource;
-    Row.szTimecode = Time.bTimed ? ToText(FromVitc(Time.Timecode, false)) : "";
+    // System time asked for by name is no source of the input.
+    const bool bUnchosen = Stats.enTimecodeSource == TCSOURCE_NOT_CHOSEN && Time.bTimed;
+    CsvRow Row;
+    Row.nInput = m_nInput + 1;
+    Row.nCodingIndex = m_nCodingIndex;
+    Row.nPTS = nPTS;
+    Row.bTimed = Time.bTimed;
+    Row.enSourceInUse = bUnchosen ? Time.Record.enTimecodeSource : Stats.enTimecodeSource;
+    Row.szTimecode = Time.bTimed ? ToText(FromVitc(Time.Timecode, HasDropFrameFlag(Time.Timecode))) : "";
     Row.szGenerated = ToText(Generated);
     Row.bSameRecord = Time.bSameRecord == TRUE;
     if (Stamp) {
@@ -113,6 +128,7 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel 
         Row.UTC = Stamp->llUTC;
         m_Tally.SetLastUTC(Stamp->llUTC);
     }
+    m_Tally.SetSource(Row.enSourceInUse);
     m_Target.Table.Write(Row);
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);

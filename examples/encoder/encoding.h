@@ -18,10 +18,10 @@ namespace encoder {
 
 // The library's answer for one coded picture.
 struct PictureTime {
-    bool bTimed = false;   // Timecode_GetUTC returned TRUE; without it nothing else holds
-    bool bHasUTC = false;  // the record's KLVTC view is valid, otherwise its vitc view
+    bool bTimed = false;  // Timecode_GetUTC returned TRUE; without it nothing else holds
+    bool bHasUTC = false; // the record's KLVTC view is valid, otherwise its vitc view
     MISP_UTC Record{};
-    vitc_t Timecode{};     // the picture's SMPTE 12M timecode
+    vitc_t Timecode{}; // the picture's SMPTE 12M timecode
     BOOL bSameRecord = FALSE;
 
     std::optional<UtcStamp> Stamp() const; // for the ST 0604 message
@@ -29,6 +29,13 @@ struct PictureTime {
 
 class Encoding {
 public:
+    // How an input is coded.
+    struct Coding {
+        PictureRate Rate;
+        bool bKeepCursor; // hand the library's record cursor from picture to picture
+        VideoEncoder &Encoder;
+    };
+
     // Where an input's coded pictures go.
     struct Target {
         TsWriter &Writer;
@@ -37,8 +44,7 @@ public:
     };
 
     // All references must outlive the object. nInput counts from 0, as the library does.
-    Encoding(int nInput, const Options &Settings, const PictureRate &Rate, VideoEncoder &Coder, FrameQueue &In,
-             const Target &Out, Tally &Counts);
+    Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out, Tally &Counts);
 
     // The thread's body. Returns when the producer has ended and every picture is written; throws a Failure when coding
     // or writing fails.
@@ -48,6 +54,7 @@ private:
     void TakeCodedPicture(AVPacket &Packet);
     PictureTime AskForTime(UINT64 nPTS);
     BOOL AskLibrary(UINT64 nPTS, PictureTime &Time);
+    void KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time);
     TimecodeLabel GenerateTimecode(const PictureTime &Time, UINT64 nPTS);
     void Write(const AVPacket &Packet, const PictureTime &Time, const TimecodeLabel &Generated);
     void Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel &Generated);
@@ -55,8 +62,7 @@ private:
 
     const int m_nInput;
     const Options &m_Options;
-    const PictureRate m_Rate;
-    VideoEncoder &m_Encoder;
+    const Coding m_Coding;
     FrameQueue &m_Queue;
     Target m_Target;
     Tally &m_Tally;

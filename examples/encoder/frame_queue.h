@@ -15,15 +15,17 @@ namespace encoder {
 
 // A decoded picture on its way to the encoder.
 struct Picture {
-    FramePtr Frame;        // pts: 90 kHz, unwrapped
-    INT64 llReadUTC = 0;   // system time at which it was read, microseconds
+    FramePtr Frame;      // pts: 90 kHz, unwrapped
+    INT64 llReadUTC = 0; // system time at which it was read, microseconds
 };
 
 class FrameQueue {
 public:
-    // The timecode library keeps 180 time stamps of an input, three a picture: 60 pictures. Producer and encoding
-    // thread may therefore never be 60 pictures apart; 8 here leave room for those in the decoder and the encoder.
-    static constexpr size_t CAPACITY = 8;
+    // How far the producer runs ahead is bounded twice. The library keeps the last 180 time stamps of an input, three a
+    // picture: 60 pictures. And its search gives up after 12 time stamps that lie farther off than the best: where the
+    // PTS of a stream jump back, pictures that are still to be coded would no longer be reached behind more than 12 of
+    // the new ones. 6 pictures here, 3 with the producer and 3 with the encoder stay within both.
+    static constexpr size_t CAPACITY = 6;
 
     // Waits for room. False when nobody takes pictures out any more.
     bool Push(Picture Item) {

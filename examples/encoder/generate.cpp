@@ -3,13 +3,13 @@
 #include "generate.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <new>
-#include <stdexcept>
 
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
@@ -62,13 +62,23 @@ std::int64_t WholeSecondNow() {
     return std::chrono::floor<std::chrono::seconds>(Now).count() * USEC_PER_SECOND;
 }
 
+std::time_t SecondOf(std::int64_t llUTC) {
+    const bool bBefore = llUTC % USEC_PER_SECOND < 0;
+    return llUTC / USEC_PER_SECOND - (bBefore ? 1 : 0);
+}
+
 std::string UtcText(std::int64_t llUTC) {
-    const auto tSecond = static_cast<std::time_t>(llUTC / USEC_PER_SECOND - (llUTC % USEC_PER_SECOND < 0));
+    const std::time_t tSecond = SecondOf(llUTC);
     std::tm Date = {};
-    char szText[64] = "?";
-    if (gmtime_r(&tSecond, &Date) != nullptr)
-        std::strftime(szText, sizeof szText, "%Y-%m-%dT%H:%M:%SZ", &Date);
-    return szText;
+    std::array<char, 64> Text = {};
+    const bool bHasDate = gmtime_r(&tSecond, &Date) != nullptr;
+    return bHasDate && std::strftime(Text.data(), Text.size(), "%Y-%m-%dT%H:%M:%SZ", &Date) > 0 ? Text.data() : "?";
+}
+
+// Where a line cannot be written, nobody reads it; the file is what counts.
+void Say(std::FILE *pWhere, const std::string &szLine) {
+    (void)std::fprintf(pWhere, "%s\n", szLine.c_str());
+    (void)std::fflush(pWhere);
 }
 
 // The times of each picture, by its number in display order.
@@ -107,8 +117,7 @@ private:
     // The local time of day at which the first picture is taken, on the next number that exists.
     TimecodeLabel FirstLabel() const {
         const std::int64_t nUsec = (m_llStartUTC % USEC_PER_SECOND + USEC_PER_SECOND) % USEC_PER_SECOND;
-        const auto tSecond =
-            static_cast<std::time_t>(m_llStartUTC / USEC_PER_SECOND - (m_llStartUTC % USEC_PER_SECOND < 0));
+        const std::time_t tSecond = SecondOf(m_llStartUTC);
         std::tm Local = {};
         if (localtime_r(&tSecond, &Local) == nullptr)
             throw Failure(ExitCode::Usage,
@@ -184,19 +193,18 @@ public:
     void Run(const std::atomic<bool> &bStop) {
         const auto nPictures = std::llround(m_Options.DurationSeconds * av_q2d(m_Rate));
         m_Writer.Start();
-        std::fprintf(m_pReport, "%s: first picture %s, timecode %s, PTS %lld\n", m_Options.szFile.c_str(),
-                     UtcText(m_Times.Utc(0)).c_str(), ToText(m_Times.Label(0)).c_str(),
-                     static_cast<long long>(m_Times.Pts(0)));
+        Report("first picture " + UtcText(m_Times.Utc(0)) + ", timecode " + ToText(m_Times.Label(0)) + ", PTS " +
+               std::to_string(m_Times.Pts(0)));
         for (; m_nPictures < nPictures && !bStop; ++m_nPictures) {
             MakePicture(m_nPictures);
             ReportProgress(nPictures);
         }
         m_Encoder.Flush([this](AVPacket &Packet) { WriteVideo(Packet); });
         m_Writer.Finish();
-        std::fprintf(m_pReport, "%s: %s after %lld pictures; %lld with time stamp, %lld with VITC, %lld with KLV\n",
-                     m_Options.szFile.c_str(), m_nPictures < nPictures ? "stopped" : "complete",
-                     static_cast<long long>(m_nPictures), static_cast<long long>(m_nSpoken[SOURCE_STAMP]),
-                     static_cast<long long>(m_nSpoken[SOURCE_VITC]), static_cast<long long>(m_nSpoken[SOURCE_KLV]));
+        Report((m_nPictures < nPictures ? "stopped after " : "complete after ") + std::to_string(m_nPictures) +
+               " pictures; " + std::to_string(m_nSpoken[SOURCE_STAMP]) + " with time stamp, " +
+               std::to_string(m_nSpoken[SOURCE_VITC]) + " with VITC, " + std::to_string(m_nSpoken[SOURCE_KLV]) +
+               " with KLV");
     }
 
 private:
@@ -217,14 +225,14 @@ private:
         const bool bSilent = std::ranges::any_of(m_Options.DropOuts, [&](const DropOut &Drop) {
             return Drop.nSource == enSource && Seconds >= Drop.FromSeconds && Seconds < Drop.ToSeconds;
         });
-        m_nSpoken[enSource] += !bSilent;
+        m_nSpoken[enSource] += bSilent ? 0 : 1;
         return !bSilent;
     }
 
     void PaintTimecode(AVFrame &Frame, const TimecodeLabel &Label) const {
         PaintVitc({Frame.data[0], Frame.linesize[0], Frame.width, VITC_ROWS}, Label, m_Times.WholeRate());
         for (const int nPlane : {1, 2}) {
-            for (int nRow = 0; nRow < VITC_ROWS / 2; ++nRow)
+            for (std::ptrdiff_t nRow = 0; nRow < VITC_ROWS / 2; ++nRow)
                 std::memset(Frame.data[nPlane] + nRow * Frame.linesize[nPlane], NEUTRAL_CHROMA,
                             static_cast<std::size_t>(Frame.width / 2));
         }
@@ -249,12 +257,12 @@ private:
 
     void ReportProgress(std::int64_t nPictures) const {
         const std::int64_t nStep = std::int64_t{REPORT_SECONDS} * m_Times.WholeRate();
-        if ((m_nPictures + 1) % nStep != 0 || m_nPictures + 1 == nPictures)
-            return;
-        std::fprintf(m_pReport, "%s: %lld of %lld pictures\n", m_Options.szFile.c_str(),
-                     static_cast<long long>(m_nPictures + 1), static_cast<long long>(nPictures));
-        std::fflush(m_pReport);
+        const std::int64_t nDone = m_nPictures + 1;
+        if (nDone % nStep == 0 && nDone != nPictures)
+            Report(std::to_string(nDone) + " of " + std::to_string(nPictures) + " pictures");
     }
+
+    void Report(const std::string &szText) const { Say(m_pReport, m_Options.szFile + ": " + szText); }
 
     const GenerateOptions &m_Options;
     AVRational m_Rate;
@@ -266,7 +274,7 @@ private:
     int m_nVideoStream = 0;
     int m_nKlvStream = 0;
     std::int64_t m_nPictures = 0;
-    std::int64_t m_nSpoken[SOURCE_KLV + 1] = {};
+    std::array<std::int64_t, SOURCE_KLV + 1> m_nSpoken = {}; // pictures that carry each source
 };
 
 } // namespace
@@ -278,11 +286,11 @@ int GenerateInput(const GenerateOptions &Options, const std::atomic<bool> &bStop
         return static_cast<int>(ExitCode::Ok);
     } catch (const Failure &Error) {
         const bool bOutput = Error.Code() == ExitCode::Output;
-        std::fprintf(stderr, "stamp-encoder: %s%s\n", Error.what(),
-                     bOutput ? "; check the path, the rights and the space on its disk" : "");
+        const char *const szAdvice = bOutput ? "; check the path, the rights and the space on its disk" : "";
+        Say(stderr, std::string("stamp-encoder: ") + Error.what() + szAdvice);
         return static_cast<int>(Error.Code());
     } catch (const std::bad_alloc &) {
-        std::fprintf(stderr, "stamp-encoder: out of memory while generating '%s'\n", Options.szFile.c_str());
+        Say(stderr, "stamp-encoder: out of memory while generating '" + Options.szFile + "'");
         return static_cast<int>(ExitCode::Encoder);
     }
 }

@@ -20,7 +20,7 @@ Try it:
   stamp-encoder in.ts -o out.ts --csv times.csv             code it; one row of the table is one coded picture
   ffprobe -show_frames out.ts | grep -i timecode            what other people's tools see
   stamp-encoder --generate gap.ts --duration 30 --drop 1:5-20
-  stamp-encoder gap.ts -o out.ts --realtime --revision 20116 --switching --csv -
+  stamp-encoder gap.ts -o out.ts --realtime --revision 20116 --switching --bframes 0 --csv -
                                                             watch source 1 fall silent, source 2 take over, and back
   stamp-encoder --inputs 4 in.ts -o "out%d.ts"              four inputs at once
 
@@ -41,13 +41,17 @@ Input
 Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are
                     coded faster than they play, since nothing in it depends on the wall clock.
-                    20116: carries a silent source forward, converts, switches; use it with --realtime.
+                    20116: carries a silent source forward, converts, switches. It counts on the wall clock: use it
+                    with --realtime. A time carried on runs ahead by the delay between reading and coding a picture.
+                    It marks a UTC below the one before as going backwards, and with B pictures that happens in
+                    coding order all the time: add --bframes 0.
                     settings: what /etc/plixo.ini says
   --source S        1 or klv or high-precision (default), 2 or vitc or smpte12m, 3 or lds, 4 or system
   --switching       let the library fall back to the next source after 5 s of silence and return (20116 only)
   --cursor C        keep or clear the library's record cursor between pictures. A kept cursor hands out the time stamps
                     in the order in which they were queued. That is the coding order only when there are no B pictures;
-                    with them, each picture must be looked for by its PTS. So: keep with --bframes 0, else clear
+                    with them, each picture must be looked for by its PTS. So: keep when neither the input nor the
+                    output has B pictures, else clear
 
 Output
   -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.

@@ -1,9 +1,11 @@
 // stamp-encoder: codes video again and gives every coded picture its time with the timecode library.
 // Starts the library, an input's threads for each input, and watches them; everything else has a file of its own.
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -39,7 +41,9 @@ void HandleSignals() {
     Handle(SIGINT, HandleStopSignal);
     Handle(SIGTERM, HandleStopSignal);
     Handle(SIGUSR1, [](int) {});
-    Handle(SIGPIPE, SIG_IGN); // a closed output is an error of the write
+    // A closed output and a file that grows too large are errors of the write.
+    Handle(SIGPIPE, SIG_IGN);
+    Handle(SIGXFSZ, SIG_IGN);
 }
 
 // The library's life: started before any thread of an input, stopped when none is left.
@@ -54,7 +58,7 @@ public:
 class Run {
 public:
     Run(const Options &Settings, Console &Out)
-        : m_Options(Settings), m_Console(Out), m_Library(Settings.enRevision), m_Table(Settings.szCsv), m_Outcome(Out) {}
+        : m_Options(Settings), m_Console(Out), m_Library(Settings.enRevision), m_Outcome(Out) {}
 
     ExitCode Carry();
 
@@ -68,7 +72,7 @@ private:
     const Options &m_Options;
     Console &m_Console;
     TimecodeLibrary m_Library;
-    CsvWriter m_Table;
+    std::optional<CsvWriter> m_Table;
     Outcome m_Outcome;
     std::vector<std::unique_ptr<TsWriter>> m_Writers;
     std::vector<std::unique_ptr<Pipeline>> m_Pipelines;
@@ -80,7 +84,7 @@ ExitCode Run::Carry() {
     OpenOutputs();
     m_Start = Clock::now();
     for (const auto &Input : m_Pipelines) {
-        Input->Start(m_Table, m_Outcome);
+        Input->Start(*m_Table, m_Outcome);
     }
     Watch();
     Close();
@@ -95,14 +99,10 @@ void Run::OpenInputs() {
 }
 
 void Run::OpenOutputs() {
-    const size_t nPlace = m_Options.szOutput.find("%d");
+    m_Table.emplace(m_Options.szCsv);
     for (size_t n = 0; n < m_Pipelines.size(); n++) {
         if (m_Writers.empty() || m_Options.WritesFilePerInput()) {
-            std::string szPath = m_Options.szOutput;
-            if (m_Options.WritesFilePerInput()) {
-                szPath.replace(nPlace, 2, std::to_string(n + 1));
-            }
-            m_Writers.push_back(std::make_unique<TsWriter>(szPath));
+            m_Writers.push_back(std::make_unique<TsWriter>(m_Options.OutputOf(n)));
         }
         m_Pipelines[n]->AddTo(*m_Writers.back());
     }
@@ -139,7 +139,7 @@ void Run::Close() {
         for (const auto &Writer : m_Writers) {
             Writer->Finish();
         }
-        m_Table.Finish();
+        m_Table->Finish();
     } catch (const Failure &Failed) {
         // A full disk has been told about by the thread that met it.
         if (m_Outcome.Code() != ExitCode::Output) {

@@ -60,8 +60,8 @@ int ParseWord(const char *szText, const Word (&Words)[N], const char *szWhat) {
     Refuse(std::string(szWhat) + " '" + szText + "': one of " + szExpected + " is expected");
 }
 
-constexpr Word SOURCES[] = {{"1", 1},   {"2", 2},        {"3", 3},   {"4", 4},      {"high-precision", 1}, {"klv", 1},
-                            {"vitc", 2}, {"smpte12m", 2}, {"lds", 3}, {"system", 4}};
+constexpr Word SOURCES[] = {{"1", 1},   {"2", 2},    {"3", 3},        {"4", 4},   {"high-precision", 1},
+                            {"klv", 1}, {"vitc", 2}, {"smpte12m", 2}, {"lds", 3}, {"system", 4}};
 constexpr Word TIMECODES[] = {{"auto", static_cast<int>(TimecodeFrom::Auto)},
                               {"sei", static_cast<int>(TimecodeFrom::Sei)},
                               {"vitc", static_cast<int>(TimecodeFrom::Vitc)},
@@ -75,7 +75,8 @@ int ParseRevision(const char *szText) {
         Timecode_GetMISPRevisionFromSystemSettings(&enRevision);
     }
     if (enRevision != MISP_PROFILE_62 && enRevision != MISP_PROFILE_2016_2) {
-        Refuse("the settings file asks for MISP revision " + std::to_string(enRevision) + "; 20116 or 20162 is expected");
+        Refuse("the settings file asks for MISP revision " + std::to_string(enRevision) +
+               "; 20116 or 20162 is expected");
     }
     return enRevision;
 }
@@ -87,7 +88,8 @@ PictureRate ParseRate(const char *szText) {
         Parsed = MakePictureRate(Rate);
     }
     if (!Parsed) {
-        Refuse(std::string("--rate '") + szText + "': pictures a second, such as 25, 29.97 or 30000/1001, are expected");
+        Refuse(std::string("--rate '") + szText +
+               "': pictures a second, such as 25, 29.97 or 30000/1001, are expected");
     }
     return *Parsed;
 }
@@ -108,7 +110,8 @@ DropOut ParseDropOut(std::string_view Text) {
     const size_t nColon = Text.find(':');
     const size_t nDash = Text.find('-', nColon == std::string_view::npos ? 0 : nColon);
     if (nColon == std::string_view::npos || nDash == std::string_view::npos) {
-        Refuse("--drop '" + std::string(Text) + "': SOURCE:FROM-TO is expected, such as 1:5-12.5 for seconds 5 to 12.5");
+        Refuse("--drop '" + std::string(Text) +
+               "': SOURCE:FROM-TO is expected, such as 1:5-12.5 for seconds 5 to 12.5");
     }
     DropOut Silence;
     Silence.nSource = ParseNumber(Text.substr(0, nColon), 1, 3, "--drop, source");
@@ -153,8 +156,7 @@ const OptionRow OPTION_ROWS[] = {
          Out.Result.nLdsStatus = static_cast<BYTE>(ParseNumber(sz, 0, 0xFF, "--lds-status"));
      }},
     {"realtime", no_argument, [](Reading &Out, const char *) { Out.Result.bRealtime = true; }},
-    {"revision", required_argument,
-     [](Reading &Out, const char *sz) { Out.Result.enRevision = ParseRevision(sz); }},
+    {"revision", required_argument, [](Reading &Out, const char *sz) { Out.Result.enRevision = ParseRevision(sz); }},
     {"source", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.enSource = ParseWord(sz, SOURCES, "--source"); }},
     {"switching", no_argument, [](Reading &Out, const char *) { Out.Result.bSwitching = TRUE; }},
@@ -203,12 +205,14 @@ void CheckCoding(const Options &Out) {
     if (Out.szOutput.empty()) {
         Refuse("no output is given; add -o FILE.ts");
     }
-    if (Out.szOutput == "-" && Out.szCsv == "-") {
-        Refuse("the stream and the table cannot both go to the standard output");
-    }
     for (const std::string &szInput : Out.Inputs) {
-        RefuseSameFile(szInput, Out.szOutput);
         RefuseSameFile(szInput, Out.szCsv);
+        for (size_t n = 0; n < Out.Inputs.size(); n++) {
+            RefuseSameFile(szInput, Out.OutputOf(n));
+        }
+    }
+    if (Out.szOutput == Out.szCsv) {
+        Refuse("stream and table cannot both go to '" + Out.szCsv + "'");
     }
 }
 
@@ -245,6 +249,14 @@ Options Finish(Reading &Read) {
 }
 
 } // namespace
+
+std::string Options::OutputOf(size_t nInput) const {
+    std::string szPath = szOutput;
+    if (WritesFilePerInput()) {
+        szPath.replace(szPath.find("%d"), 2, std::to_string(nInput + 1));
+    }
+    return szPath;
+}
 
 Options ParseOptions(int nArguments, char *const pszArguments[]) {
     std::vector<option> Table;

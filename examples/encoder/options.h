@@ -29,7 +29,7 @@ struct Options {
     int enRevision = MISP_PROFILE_2016_2;
     int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
     BOOL bSwitching = FALSE;
-    std::optional<bool> bKeepCursor; // else kept without B pictures only
+    std::optional<bool> bKeepCursor; // else kept where neither input nor output has B pictures
 
     std::string szOutput;
     std::string szCsv;
@@ -37,8 +37,10 @@ struct Options {
     int64_t llBitrate = 4'000'000;
     std::string szPreset = "veryfast";
 
-    bool KeepsCursor() const { return bKeepCursor.value_or(nBframes == 0); }
+    bool KeepsCursor(bool bInputHasBframes) const { return bKeepCursor.value_or(nBframes == 0 && !bInputHasBframes); }
     bool WritesFilePerInput() const { return szOutput.find("%d") != std::string::npos; }
+    // The file of an input, which counts from 0.
+    std::string OutputOf(size_t nInput) const;
     bool UsesStdout() const { return szOutput == "-" || szCsv == "-"; }
 };
 

@@ -12,10 +12,10 @@ namespace encoder {
 
 struct PictureRate {
     AVRational Exact{30, 1};
-    UINT nWhole = 30;            // at which frame numbers wrap: 30 at 29.97 Hz
-    UINT nVUIFramerate = 30000;  // rate code
-    UINT nTicksPerFrame = 3000;  // frame duration in 90 kHz ticks, truncated: 1501 at 59.94 Hz
-    UINT nSkippedLabels = 0;     // frame numbers that drop-frame numbering leaves out at a minute's start
+    UINT nWhole = 30;           // at which frame numbers wrap: 30 at 29.97 Hz
+    UINT nVUIFramerate = 30000; // rate code
+    UINT nTicksPerFrame = 3000; // frame duration in 90 kHz ticks, truncated: 1501 at 59.94 Hz
+    UINT nSkippedLabels = 0;    // frame numbers that drop-frame numbering leaves out at a minute's start
 };
 
 // Rates within a hundredth of a 1000/1001 rate count as that rate. Nothing for rates that no video has.

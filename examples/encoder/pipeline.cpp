@@ -2,9 +2,9 @@
 // Whatever ends one thread also ends the other: the queue between them tells it.
 #include "pipeline.h"
 
+#include <csignal>
 #include <exception>
 #include <pthread.h>
-#include <csignal>
 
 namespace encoder {
 
@@ -24,8 +24,8 @@ ExitCode Outcome::Code() const {
 Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
     : m_nInput(nInput), m_Options(Settings), m_bStop(bStop),
       m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
-      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], bStop), m_Rate(ChooseRate()),
-      m_Encoder(EncoderOptions()), m_Producer(nInput, Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
+      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], bStop), m_Rate(ChooseRate()), m_Encoder(EncoderOptions()),
+      m_Producer(nInput, Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
 
 Pipeline::~Pipeline() {
     m_Queue.Abandon();
@@ -64,31 +64,29 @@ void Pipeline::AddTo(TsWriter &Writer) {
 }
 
 template <typename Body>
-std::thread Pipeline::StartThread(Outcome &End, Body Run) {
+std::thread Pipeline::StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)()) {
     m_nRunning++;
-    return std::thread([this, &End, Run] {
+    return std::thread([this, &Result, Run, pfnLeave] {
         try {
             Run();
         } catch (const Failure &Failed) {
-            End.Record(Failed);
+            Result.Record(Failed);
         } catch (const std::exception &Failed) {
-            End.Record(Failure(ExitCode::Encoder, Failed.what()));
+            Result.Record(Failure(ExitCode::Encoder, Failed.what()));
         }
+        (m_Queue.*pfnLeave)();
         m_nRunning--;
     });
 }
 
-void Pipeline::Start(CsvWriter &Table, Outcome &End) {
-    m_Encoding.emplace(m_nInput, m_Options, m_Rate, m_Encoder, m_Queue, Encoding::Target{*m_pWriter, m_nStream, Table},
-                       m_Tally);
-    m_EncodingThread = StartThread(End, [this] {
-        const std::unique_ptr<FrameQueue, void (*)(FrameQueue *)> Abandon(&m_Queue, [](FrameQueue *p) { p->Abandon(); });
-        m_Encoding->Run();
-    });
-    m_ProducerThread = StartThread(End, [this] {
-        const std::unique_ptr<FrameQueue, void (*)(FrameQueue *)> End(&m_Queue, [](FrameQueue *p) { p->End(); });
-        m_Producer.Run();
-    });
+void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
+    const bool bInputHasBframes = m_Demuxer.Video().codecpar->video_delay > 0;
+    const Encoding::Coding How{m_Rate, m_Options.KeepsCursor(bInputHasBframes), m_Encoder};
+    m_Encoding.emplace(m_nInput, m_Options, How, m_Queue, Encoding::Target{*m_pWriter, m_nStream, Table}, m_Tally);
+    m_EncodingThread = StartThread(
+        Result, [this] { m_Encoding->Run(); }, &FrameQueue::Abandon);
+    m_ProducerThread = StartThread(
+        Result, [this] { m_Producer.Run(); }, &FrameQueue::End);
 }
 
 void Pipeline::Interrupt() {

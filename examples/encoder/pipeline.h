@@ -37,8 +37,8 @@ public:
     // Adds a program with the input's video.
     void AddTo(TsWriter &Writer);
 
-    // Starts both threads; failures go to End.
-    void Start(CsvWriter &Table, Outcome &End);
+    // Starts both threads; failures go to Result.
+    void Start(CsvWriter &Table, Outcome &Result);
 
     bool IsRunning() const { return m_nRunning > 0; }
 
@@ -54,7 +54,7 @@ private:
     PictureRate ChooseRate() const;
     VideoEncoderOptions EncoderOptions() const;
     template <typename Body>
-    std::thread StartThread(Outcome &End, Body Run);
+    std::thread StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)());
 
     const int m_nInput;
     const Options &m_Options;

@@ -11,8 +11,9 @@ namespace encoder {
 namespace {
 
 // A local set may be multiplexed a little after its picture, and a VITC reading may wait for the next to confirm it.
-// So the last pictures decoded are held back until as many more have been.
-constexpr size_t HELD_PICTURES = 4;
+// So the last pictures decoded are held back until as many more have been. A live input cannot wait long.
+constexpr size_t HELD_PICTURES = 3;
+constexpr size_t HELD_PICTURES_LIVE = 2;
 
 } // namespace
 
@@ -21,7 +22,8 @@ Producer::Producer(int nInput, const Options &Settings, const PictureRate &Rate,
     : m_bRealtime(Settings.bRealtime), m_Demuxer(In), m_Queue(Out), m_Tally(Counts), m_bStop(bStop),
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc),
-      m_Intake(nInput, Settings, In.Video(), Rate, Counts) {}
+      m_Intake(nInput, Settings, In.Video(), Rate, Counts),
+      m_nHeld(Settings.bRealtime ? HELD_PICTURES_LIVE : HELD_PICTURES) {}
 
 void Producer::Run() {
     std::exception_ptr Failed;
@@ -32,7 +34,6 @@ void Producer::Run() {
         Failed = std::current_exception();
     }
     Queue(0);
-    m_Queue.End();
     if (Failed) {
         std::rethrow_exception(Failed);
     }
@@ -78,7 +79,7 @@ void Producer::TakeFrame(FramePtr Frame) {
     Frame = m_Filter.Filter(std::move(Frame));
     m_Intake.TakePicture(*Frame);
     m_Held.push_back({std::move(Frame), ClockGetUtc()});
-    Queue(HELD_PICTURES);
+    Queue(m_nHeld);
 }
 
 void Producer::Queue(size_t nKeep) {

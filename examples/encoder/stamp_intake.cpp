@@ -135,6 +135,7 @@ void StampIntake::HandInUTC(int enSource, UINT64 nPTS, BYTE nStatusByte, INT64 l
 void StampIntake::HandInTimecode(UINT64 nPTS, const TimecodeLabel &Label) {
     TCPayload Payload{};
     Payload.vitc = ToVitc(Label);
+    Payload.vitc.Flag1 = Label.bDropFrame ? VITC_FLAG1_DROP_FRAME : 0;
     if (Timecode_SetUTC(m_nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPTS, &Payload) == TRUE) {
         m_Tally.Count(Event::StampSmpte12M);
     }

@@ -13,6 +13,13 @@
 
 namespace encoder {
 
+// The drop-frame flag lies beside the frame number's tens (SMPTE ST 12-1); the library carries it through unchanged.
+constexpr unsigned char VITC_FLAG1_DROP_FRAME = 1;
+
+inline bool HasDropFrameFlag(const vitc_t &Timecode) {
+    return (Timecode.Flag1 & VITC_FLAG1_DROP_FRAME) != 0;
+}
+
 class StampIntake {
 public:
     StampIntake(int nInput, const Options &Settings, const AVStream &Video, const PictureRate &Rate, Tally &Counts);

@@ -12,7 +12,13 @@ using Buffer = std::vector<std::uint8_t>;
 
 constexpr NalFormat ANNEX_B = {};
 constexpr std::int64_t UTC = 1700000000000000;
-const Buffer SPS = {0x67, 0x42}, SLICE = {0x41, 0x9A, 0, 0, 1, 0x55};
+
+Buffer Sps() {
+    return {0x67, 0x42};
+}
+Buffer Slice() {
+    return {0x41, 0x9A, 0, 0, 1, 0x55};
+}
 
 Buffer StampPayload(std::int64_t llUTC) {
     const auto Payload = BuildStampPayload({0x1F, llUTC});
@@ -52,9 +58,12 @@ TEST(StampSei, ComesBackThroughEmulationPreventionAndEveryNalFormat) {
 }
 
 TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
-    const Buffer Good = StampPayload(UTC), HevcId = {0xA8, 0x68, 0x7D, 0xD4, 0xD7, 0x59, 0x37, 0x58,
-                                                     0xA5, 0xCE, 0xF0, 0x33, 0x8B, 0x65, 0x45, 0xF1};
-    Buffer Hevc = Good, BadSeparator = Good, Foreign = Good;
+    const Buffer Good = StampPayload(UTC);
+    const Buffer HevcId = {0xA8, 0x68, 0x7D, 0xD4, 0xD7, 0x59, 0x37, 0x58,
+                           0xA5, 0xCE, 0xF0, 0x33, 0x8B, 0x65, 0x45, 0xF1};
+    Buffer Hevc = Good;
+    Buffer BadSeparator = Good;
+    Buffer Foreign = Good;
     std::ranges::copy(HevcId, Hevc.begin());
     BadSeparator[22] = 0xFE;
     Foreign[15] = 'X';
@@ -75,7 +84,8 @@ TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
 }
 
 TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
-    const Buffer Payload = StampPayload(UTC), Nal = SeiNal({{5, Payload}});
+    const Buffer Payload = StampPayload(UTC);
+    const Buffer Nal = SeiNal({{5, Payload}});
     for (std::size_t nSize = 0; nSize < Payload.size(); ++nSize) {
         const auto enExpected = nSize < STAMP_ID_SIZE ? ReadResult::NotOurs : ReadResult::Broken;
         EXPECT_EQ(ReadStampPayload(Bytes(Payload).first(nSize), false).enResult, enExpected) << nSize;
@@ -86,7 +96,8 @@ TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
 }
 
 TEST(Nal, LengthsComeFromTheExtradataAndAreChecked) {
-    const Buffer AnnexB = {0, 0, 0, 1, 0x67, 1}, Avcc = {1, 0x64, 0, 0x1F, 0xFD, 0xE1};
+    const Buffer AnnexB = {0, 0, 0, 1, 0x67, 1};
+    const Buffer Avcc = {1, 0x64, 0, 0x1F, 0xFD, 0xE1};
     EXPECT_EQ(NalFormatOf(false, {}).nLengthBytes, 0);
     EXPECT_EQ(NalFormatOf(false, AnnexB).nLengthBytes, 0);
     EXPECT_EQ(NalFormatOf(false, Avcc).nLengthBytes, 2);
@@ -98,20 +109,22 @@ TEST(Nal, LengthsComeFromTheExtradataAndAreChecked) {
 }
 
 TEST(SeiWriter, ReplacesTheTimecodeAndKeepsAllElse) {
-    const Buffer UserData(300, 0), Recovery = {0x84}, Own = {0x34}; // pic_struct 3 has two clock time stamps
+    const Buffer UserData(300, 0);
+    const Buffer Recovery = {0x84};
+    const Buffer Own = {0x34}; // pic_struct 3 has two clock time stamps
     const Buffer Timed = {0x3B, 0x25, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x20};
-    const Buffer Expected =
-        Unit({SPS, SeiNal({{5, UserData}, {6, Recovery}}), SeiNal({{1, Timed}, {5, StampPayload(256)}}), SLICE, SLICE});
-    const Buffer Picture = Unit({SPS, SeiNal({{5, UserData}, {1, Own}, {6, Recovery}}), SLICE, SLICE});
+    const Buffer Expected = Unit({Sps(), SeiNal({{5, UserData}, {6, Recovery}}),
+                                  SeiNal({{1, Timed}, {5, StampPayload(256)}}), Slice(), Slice()});
+    const Buffer Picture = Unit({Sps(), SeiNal({{5, UserData}, {1, Own}, {6, Recovery}}), Slice(), Slice()});
     EXPECT_EQ(InsertSei(Picture, UtcStamp{0x1F, 256}, TimecodeLabel{0, 1, 0, 2, true}), Expected);
     EXPECT_EQ(InsertSei(Picture, {}, {}), Picture);
-    EXPECT_EQ(InsertSei(Unit({SPS}), UtcStamp{}, TimecodeLabel{}), Unit({SPS})) << "no slice";
+    EXPECT_EQ(InsertSei(Unit({Sps()}), UtcStamp{}, TimecodeLabel{}), Unit({Sps()})) << "no slice";
 
-    const Buffer Added = {0x09, 0x0C, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40};
-    const auto Inserted = [](const TimecodeLabel &Label) { return InsertSei(Unit({SLICE}), {}, Label); };
-    EXPECT_EQ(Inserted({23, 59, 58, 59, false}), Unit({SeiNal({{1, Added}}), SLICE}));
+    const Buffer Added = {0x09, 0x04, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40};
+    const auto Inserted = [](const TimecodeLabel &Label) { return InsertSei(Unit({Slice()}), {}, Label); };
+    EXPECT_EQ(Inserted({23, 59, 58, 59, false}), Unit({SeiNal({{1, Added}}), Slice()}));
     for (const TimecodeLabel &Label : {TimecodeLabel{24, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, 0, 256}})
-        EXPECT_EQ(Inserted(Label), Unit({SLICE})) << ToText(Label);
+        EXPECT_EQ(Inserted(Label), Unit({Slice()})) << ToText(Label);
 }
 
 } // namespace

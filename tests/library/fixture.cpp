@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 #include <mutex>
@@ -113,7 +114,9 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *, const char *, int, const
     Record(g_Traces, (nLevel > hDbg->nMaxLevel ? "untested level " : "") + std::to_string(nLevel) + " " + sText);
 }
 
-void _DoAssert(const char *szCondition, const char *, const char *, int) { Record(g_Asserts, szCondition); }
+void _DoAssert(const char *szCondition, const char *, const char *, int) {
+    Record(g_Asserts, szCondition);
+}
 
 void _DoTextAssert(const char *, const char *, int, const char *szFormat, ...) {
     va_list Arguments;
@@ -122,19 +125,26 @@ void _DoTextAssert(const char *, const char *, int, const char *szFormat, ...) {
     va_end(Arguments);
 }
 
-void __SaveThreadState(const char *, const char *, int) { ++g_Services.nThreadStates; }
+void __SaveThreadState(const char *, const char *, int) {
+    ++g_Services.nThreadStates;
+}
 
 BOOL CfgFile_GetIntValue(const char *szPath, const char *szSection, const char *szKey, int *pnValue, int nDefault) {
-    Record(g_Asserts, std::string("settings ") + szPath + " " + szSection + " " + szKey + " " + std::to_string(nDefault));
+    Record(g_Asserts,
+           std::string("settings ") + szPath + " " + szSection + " " + szKey + " " + std::to_string(nDefault));
     *pnValue = g_Services.nSettingsValue;
     return TRUE;
 }
 
 } // extern "C"
 
-INT64 StartUsec() { return g_llStartSec * 1'000'000; }
+INT64 StartUsec() {
+    return g_llStartSec * 1'000'000;
+}
 
 void StartDay(int enRevision) {
+    setenv("TZ", "UTC0", 1);
+    tzset();
     g_llStartSec += DAY_SEC;
     SetClockMs(0);
     TimecodeLib_Init(enRevision);
@@ -150,7 +160,9 @@ LibraryTest::~LibraryTest() {
     TimecodeLib_Shutdown();
 }
 
-void SetClockMs(INT64 nMs) { g_Services.nClockNsec = g_llStartSec * NSEC_PER_SEC + nMs * 1'000'000; }
+void SetClockMs(INT64 nMs) {
+    g_Services.nClockNsec = g_llStartSec * NSEC_PER_SEC + nMs * 1'000'000;
+}
 
 Texts TakeTraces(int nMaxLevel) {
     Texts Traces = Take(g_Traces);
@@ -158,11 +170,14 @@ Texts TakeTraces(int nMaxLevel) {
     return Traces;
 }
 
-Texts TakeAsserts() { return Take(g_Asserts); }
+Texts TakeAsserts() {
+    return Take(g_Asserts);
+}
 
 int CountTraces(const std::string &sStart) {
     const Texts Traces = TakeTraces();
-    return static_cast<int>(std::ranges::count_if(Traces, [&](const auto &sText) { return sText.starts_with(sStart); }));
+    return static_cast<int>(
+        std::ranges::count_if(Traces, [&](const auto &sText) { return sText.starts_with(sStart); }));
 }
 
 vitc_t Timecode(const char *szTimecode) {
@@ -205,9 +220,9 @@ BOOL Queue(int enSource, UINT64 nPts, const char *szPayload, int nInput) {
 Answer Ask(const Request &Asked, void *pCursor) {
     Answer Got = Untouched(pCursor);
     int enSource = Asked.enSource;
-    Got.bResult = Timecode_GetUTC(Asked.nInput, &enSource, Asked.bSwitch, Asked.nRate, Asked.nCode, Asked.nPts,
-                                  Asked.nBasePts, StartUsec() + Asked.llBaseUsec, &Got.Utc, &Got.Vitc, &Got.bSame,
-                                  &Got.pCursor);
+    Got.bResult =
+        Timecode_GetUTC(Asked.nInput, &enSource, Asked.bSwitch, Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts,
+                        StartUsec() + Asked.llBaseUsec, &Got.Utc, &Got.Vitc, &Got.bSame, &Got.pCursor);
     EXPECT_EQ(enSource, Asked.enSource) << "the configured source was written";
     return Got;
 }
@@ -224,6 +239,7 @@ std::string Text(const Answer &Got) {
     const UTCPayload &Payload = Got.Utc.MotionImageryTimestamp.KLVTC;
     if (!IsUntouched(Got.Utc))
         snprintf(szUtc, sizeof(szUtc), "%lld %02x %llu %d", static_cast<long long>(Payload.llUTCTime - StartUsec()),
-                 Payload.MISPStatusByte, static_cast<unsigned long long>(Got.Utc.nTimestamp64), Got.Utc.enTimecodeSource);
+                 Payload.MISPStatusByte, static_cast<unsigned long long>(Got.Utc.nTimestamp64),
+                 Got.Utc.enTimecodeSource);
     return std::to_string(Got.bResult) + " " + szUtc + " " + (IsUntouched(Got.Vitc) ? "-" : Text(Got.Vitc));
 }

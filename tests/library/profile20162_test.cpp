@@ -15,10 +15,20 @@ TEST_F(Profile20162, RecordsWithin359TicksAreHandedBackAsStored) {
         int enSource;
         INT64 nDistance;
         const char *szExpected;
-    } Rows[] = {{1, -359, "1 5 3f 9000 1 -"}, {1, 359, "1 5 3f 9000 1 -"}, {1, 360, "0 - -"}, {1, -360, "0 - -"},
-                {3, -359, "1 5 3f 9000 3 -"}, {3, 359, "1 5 3f 9000 3 -"}, {3, 360, "0 - -"}, {3, -360, "0 - -"},
-                {2, 360, "0 - -"},            {2, -360, "0 - -"},          {4, 0, "0 - -"},   {0, 0, "0 - -"},
-                {77, 0, "0 - -"},             {-1, 0, "0 - -"}};
+    } Rows[] = {{1, -359, "1 5 3f 9000 1 -"},
+                {1, 359, "1 5 3f 9000 1 -"},
+                {1, 360, "0 - -"},
+                {1, -360, "0 - -"},
+                {3, -359, "1 5 3f 9000 3 -"},
+                {3, 359, "1 5 3f 9000 3 -"},
+                {3, 360, "0 - -"},
+                {3, -360, "0 - -"},
+                {2, 360, "0 - -"},
+                {2, -360, "0 - -"},
+                {4, 0, "0 - -"},
+                {0, 0, "0 - -"},
+                {77, 0, "0 - -"},
+                {-1, 0, "0 - -"}};
     for (const int enSource : {0, 1, 3, 4, 77, -1})
         Queue(enSource, 9000, "5 3f");
     Queue(2, 9000, "13:24:35:06");
@@ -27,9 +37,10 @@ TEST_F(Profile20162, RecordsWithin359TicksAreHandedBackAsStored) {
         const UINT64 nPts = 9000U + static_cast<UINT64>(Row.nDistance);
         EXPECT_EQ(Text(Ask({Row.enSource, nPts})), Row.szExpected) << Row.enSource << " at " << Row.nDistance;
         EXPECT_EQ(Text(Ask({Row.enSource, nPts, TRUE, INT_MIN, INT_MAX, 0, UINT64_MAX, -1})), Row.szExpected);
-        EXPECT_EQ(CountTraces("6 PTSDiff:360(4ms) is bigger than threshold:3ms, CodedPicturePTS64:" + std::to_string(nPts) +
-                              ", TCPTS:9000. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil)."),
-                  Row.enSource == 2 ? 2 : 0);
+        EXPECT_EQ(
+            CountTraces("6 PTSDiff:360(4ms) is bigger than threshold:3ms, CodedPicturePTS64:" + std::to_string(nPts) +
+                        ", TCPTS:9000. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil)."),
+            Row.enSource == 2 ? 2 : 0);
     }
     for (const INT64 nDistance : {-359, 359}) {
         SetClockMs(60000 + nDistance * 10);
@@ -47,19 +58,29 @@ TEST_F(Profile20162, MessagesCarryTheRecord) {
     const std::string sStartSec = std::to_string(StartUsec() / 1'000'000 + 7);
     SetClockMs(7089);
     Ask({1, 9001});
-    EXPECT_THAT(TakeTraces(), testing::IsSupersetOf(Texts{
-        "6 enConfigMISBTimesource:1(High Precision TimeStamp), enInputInterface:0 at the beginning of the function! tpNow:" + sStartSec + ".089000s.",
-        "6 Success retrieved MTSPack UTC:: " + std::to_string(StartUsec() + 5) + ". UTC enConfigMISBTimesource:1(High Precision TimeStamp)",
-        "7  DEBUG - Function end, enConfigMISBTimesource:1, MISPStatusByte:0x7f, GPSLocked:LOCKED, Status:DISCONTINUITY, Disc:REVERSE"}));
+    EXPECT_THAT(TakeTraces(),
+                testing::IsSupersetOf(Texts{"6 enConfigMISBTimesource:1(High Precision TimeStamp), enInputInterface:0 "
+                                            "at the beginning of the function! tpNow:" +
+                                                sStartSec + ".089000s.",
+                                            "6 Success retrieved MTSPack UTC:: " + std::to_string(StartUsec() + 5) +
+                                                ". UTC enConfigMISBTimesource:1(High Precision TimeStamp)",
+                                            "7  DEBUG - Function end, enConfigMISBTimesource:1, MISPStatusByte:0x7f, "
+                                            "GPSLocked:LOCKED, Status:DISCONTINUITY, Disc:REVERSE"}));
     SetClockMs(20000);
     Ask({2, 9001});
-    EXPECT_EQ(CountTraces("6 Retreived TC on interface:0:: H:M:S:F(13:24:35:6). enConfigMISBTimesource:2(VITC Commercial TimeStamp), "
-                          "CodedPicturePTS64:9001, TCPTS:9000."), 1);
+    EXPECT_EQ(
+        CountTraces(
+            "6 Retreived TC on interface:0:: H:M:S:F(13:24:35:6). enConfigMISBTimesource:2(VITC Commercial TimeStamp), "
+            "CodedPicturePTS64:9001, TCPTS:9000."),
+        1);
     SetClockMs(30000);
     Ask({3, 9001});
-    EXPECT_THAT(TakeTraces(), testing::IsSupersetOf(Texts{
-        "6 Success retrieved LDS Tag2 UTC::  18446744073709551615. UTC enConfigMISBTimesource:3(LDS Timestamp)",
-        "7  DEBUG - Function end, enConfigMISBTimesource:3, MISPStatusByte:0x9f, GPSLocked:FLYWHEEL, Status:NORMAL, Disc:FORWARD"}));
+    EXPECT_THAT(
+        TakeTraces(),
+        testing::IsSupersetOf(Texts{
+            "6 Success retrieved LDS Tag2 UTC::  18446744073709551615. UTC enConfigMISBTimesource:3(LDS Timestamp)",
+            "7  DEBUG - Function end, enConfigMISBTimesource:3, MISPStatusByte:0x9f, GPSLocked:FLYWHEEL, "
+            "Status:NORMAL, Disc:FORWARD"}));
 }
 
 TEST_F(Profile20162, SourceInUseFallsToNoneAfter750MsOfPts) {
@@ -96,15 +117,29 @@ TEST_F(Profile20162, SystemTimeCountsFromTheBase) {
         const char *szExpected;
         Texts Traces; // of levels up to 6
     } Rows[] = {
-        {20162, {0, 90000}, "1 999999 9f 90000 4 12:00:00:24",
-         {"6 Success getting system UTC:H:M:S:mS:(12:0:0.999). UTC64:%, CodedPicPTS64:0x15f90, UTC enTimecodeSource:4(System TimeStamp)"}},
-        {20162, {.nPts = 991, .nRate = 0, .nBasePts = 1000}, "0 -99 9f 991 4 -", {"6 Failed to format SMPTE12M VITC from UTC."}},
-        {20116, {.nPts = 991, .nBasePts = 1000, .llBaseUsec = 1099}, "1 1000 9f 991 4 12:00:00:00",
+        {20162,
+         {0, 90000},
+         "1 999999 9f 90000 4 12:00:00:24",
+         {"6 Success getting system UTC:H:M:S:mS:(12:0:0.999). UTC64:%, CodedPicPTS64:0x15f90, UTC "
+          "enTimecodeSource:4(System TimeStamp)"}},
+        {20162,
+         {.nPts = 991, .nRate = 0, .nBasePts = 1000},
+         "0 -99 9f 991 4 -",
+         {"6 Failed to format SMPTE12M VITC from UTC."}},
+        {20116,
+         {.nPts = 991, .nRate = 0, .nBasePts = 1000},
+         "0 -99 9f 991 4 -",
          {"6 TCBasePTS64:1000, UnchangedEncoderPTS64:991, Diff64:-9.",
-          "6 Success getting system UTC:H:M:S:mS:(12:00:00.001). UTC64:%, CodedPicPTS64:0x3df, UTC enTimecodeSource:4(System TimeStamp)"}},
-        {20116, {.nPts = 991, .nRate = 0, .nBasePts = 1000}, "0 -99 9f 991 4 -",
-         {"6 TCBasePTS64:1000, UnchangedEncoderPTS64:991, Diff64:-9.", "3 Failed to format SMPTE12M VITC from UTC."}},
-        {20116, {.nPts = 100, .nRate = -1}, "0 1111 9f 100 4 -",
+          "6 Success getting system UTC:H:M:S:mS:(11:59:59.999). UTC64:%, CodedPicPTS64:0x3df, UTC "
+          "enTimecodeSource:4(System TimeStamp)",
+          "3 Failed to format SMPTE12M VITC from UTC."}},
+        {20116,
+         {.nPts = 991, .nBasePts = 1000, .llBaseUsec = 1099},
+         "1 1000 9f 991 4 12:00:00:00",
+         {"6 TCBasePTS64:1000, UnchangedEncoderPTS64:991, Diff64:-9."}},
+        {20116,
+         {.nPts = 100, .nRate = -1},
+         "0 1111 9f 100 4 -",
          {"6 TCBasePTS64:0, UnchangedEncoderPTS64:100, Diff64:100.", "3 Failed to format SMPTE12M VITC from UTC."}},
     };
     int enRevision = 0;

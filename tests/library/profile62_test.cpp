@@ -47,6 +47,8 @@ TEST_F(Profile62, HighPrecisionIsUsedWithin359TicksElseCarriedByTheClock) {
         {280, 1, 34200, "99999 9f", {1, 34200}, "1 99999 ff 34200 1 12:00:00:02"},
         {320, 1, 37800, "100000 40", {1, 37800}, "1 100000 40 37800 1 12:00:00:02"}, // bits 5 to 0 pass
         {360, 0, 0, "", {1, 90000}, "1 140000 1f 90000 1 12:00:00:03", "57005/0"},   // a carry ends the discontinuity
+        {400, 0, 0, "", {0, 0}, "0 - -"},                                            // no source: no longer locked
+        {440, 0, 0, "", {1, 93600}, "1 220000 9f 93600 1 12:00:00:05"},
     });
     const auto Traces = TakeTraces(6);
     EXPECT_EQ(std::count(Traces.begin(), Traces.end(), "6 Discontinuity identified. Time jumped backward!"), 2);
@@ -63,18 +65,20 @@ TEST_F(Profile62, LdsIsCarriedWithThePtsOfTheElapsedTime) {
     TakeTraces();
     Ask({3, 900000});
     const std::string sBase = std::to_string(StartUsec());
-    EXPECT_THAT(TakeTraces(6), IsSupersetOf(Texts{
-        "6 Fail to get timecode. OLD UTC:: " + sBase + ", TimeDiff:7.000000000s.",
-        "6 After correction, NEW UTC:: " + std::to_string(StartUsec() + 7'000'000) + "."}));
+    EXPECT_THAT(TakeTraces(6),
+                IsSupersetOf(Texts{"6 Fail to get timecode. OLD UTC:: " + sBase + ", TimeDiff:7.000000000s.",
+                                   "6 After correction, NEW UTC:: " + std::to_string(StartUsec() + 7'000'000) + "."}));
     Queue(1, 9000, "7000000 1f", 1);
     Ask({.enSource = 1, .nPts = 9000, .nInput = 1});
     SetClockMs(7040);
     TakeTraces();
     Ask({.enSource = 1, .nPts = 90000, .nInput = 1});
-    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
-        "6 Fail to get timecode. OLD UTC::  " + std::to_string(StartUsec() + 7'000'000) + ", TimeDiff:0.040000000s.",
-        "7 After correction, NEW UTC::  " + std::to_string(StartUsec() + 7'040'000) + ".",
-        "7  DEBUG - Function end, enTimecodeSource:1, MISPStatusByte:0x1f, GPSLocked:LOCKED, Status:NORMAL, Disc:FORWARD"}));
+    EXPECT_THAT(TakeTraces(),
+                IsSupersetOf(Texts{"6 Fail to get timecode. OLD UTC::  " + std::to_string(StartUsec() + 7'000'000) +
+                                       ", TimeDiff:0.040000000s.",
+                                   "7 After correction, NEW UTC::  " + std::to_string(StartUsec() + 7'040'000) + ".",
+                                   "7  DEBUG - Function end, enTimecodeSource:1, MISPStatusByte:0x1f, "
+                                   "GPSLocked:LOCKED, Status:NORMAL, Disc:FORWARD"}));
 }
 
 TEST_F(Profile62, TheFirstSilentPictureCountsFromTheStartUpTime) {
@@ -94,17 +98,18 @@ TEST_F(Profile62, SilenceOfMoreThan5000MsFailsOverSourceBySource) {
         {5001, 0, 0, "", {3, 459090, TRUE}, "1 5001000 9f 459090 1 12:00:05:00", "2/3"}, // configured source: no effect
         {5041, 0, 0, "", {1, 462690, TRUE}, "1 5040000 9f 462690 2 12:00:05:01", "2/3"},
         {10001, 0, 0, "", {1, 466290, TRUE}, "1 5080000 9f 466290 2 12:00:05:02", "2/3"},
-        {10002, 0, 0, "", {1, 912780, TRUE}, "1 10080000 df 912777 2 12:00:10:02", "3/5"},
-        {10042, 0, 0, "", {1, 916380, TRUE}, "1 15121000 9f 912780 3 12:00:15:03", "3/5"}, // from the timecode's time
-        {15002, 0, 0, "", {1, 920000, TRUE}, "1 20081000 9f 1359180 3 12:00:20:02", "3/5"},
-        {15003, 0, 0, "", {1, 920000, TRUE}, "1 20082000 9f 1359270 3 12:00:20:02", "4/7"},
+        {10002, 0, 0, "", {1, 912780, TRUE}, "1 10040000 df 912780 2 12:00:10:01", "3/5"},
+        {10042, 0, 0, "", {1, 916380, TRUE}, "1 15081000 9f 912780 3 12:00:15:02", "3/5"}, // from the timecode's time
+        {15002, 0, 0, "", {1, 920000, TRUE}, "1 20041000 9f 1359180 3 12:00:20:01", "3/5"},
+        {15003, 0, 0, "", {1, 920000, TRUE}, "1 20042000 9f 1359270 3 12:00:20:01", "4/7"},
         {15043, 0, 0, "", System(1'090'000), "1 999999 9f 1090000 4 12:00:00:24", "4/7"},
         {99999, 0, 0, "", System(1'000'000), "1 0 9f 1000000 4 12:00:00:00", "4/7"},
     });
-    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
-        "6 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.",
-        "6 Interface:0, Timecode source:2, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.",
-        "7 Timecode source:3, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced."}));
+    const std::string sSilence =
+        "Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.";
+    EXPECT_THAT(TakeTraces(),
+                IsSupersetOf(Texts{"6 Timecode source:1, " + sSilence, "6 Interface:0, Timecode source:2, " + sSilence,
+                                   "7 Timecode source:3, " + sSilence}));
 }
 
 TEST_F(Profile62, WithoutSwitchingNothingFailsOverOrRecovers) {
@@ -119,47 +124,54 @@ TEST_F(Profile62, WithoutSwitchingNothingFailsOverOrRecovers) {
 }
 
 TEST_F(Profile62, ABetterSourceRecoversAfterMoreThan750Ms) {
+    struct Sighting {
+        INT64 nMs;
+        int enStamp; // 0: none
+        UINT64 nStampPts;
+        const char *szStats;
+        UINT64 nPts = 9000; // of the picture
+    };
     const struct {
         const char *szWhat;
-        int enSource;           // in use
-        std::vector<Step> Seen; // stamps at the picture's PTS or off it; the statistics tell
+        int enSource; // in use
+        std::vector<Sighting> Sightings;
+        const char *szTrace;
     } Rows[] = {
-        {"high precision over timecode", 2, {{0, 1, 9000, "0 1f", {2, 9000}, "", "2/1"}, {750, 1, 9000, "0 1f", {2, 9000}, "", "2/1"},
-                                             {751, 1, 9000, "0 1f", {2, 9000}, "", "1/2"}}},
-        {"359 ticks off", 4, {{0, 3, 9359, "0 1f", {4, 9000}, "", "4/1"}, {751, 3, 8641, "0 1f", {4, 9000}, "", "3/2"}}},
-        {"360 ticks off", 4, {{0, 3, 9360, "0 1f", {4, 9000}, "", "4/1"}, {751, 3, 9360, "0 1f", {4, 9000}, "", "4/1"}}},
-        {"a lower one that is ready wins, the higher one stays pending", 3,
-         {{0, 2, 9000, "12:00:00:00", {3, 9000}, "", "3/1"}, {600, 1, 9000, "0 1f", {3, 9000}, "", "3/1"},
-          {800, 0, 0, "", {3, 9000}, "", "2/2"}, {1350, 0, 0, "", {3, 9000}, "", "2/2"}, {1351, 0, 0, "", {3, 9000}, "", "1/3"}}},
-        {"a pending one keeps its first sighting", 4,
-         {{0, 2, 9000, "12:00:00:00", {4, 9000}, "", "4/1"}, {100, 0, 0, "", {4, 90000}, "", "4/1"}, {4000, 0, 0, "", {4, 9000}, "", "2/2"}}},
-        {"none climbs to the system clock", 0, {{0, 0, 0, "", {0, 9000}, "", "0/1"}, {750, 0, 0, "", {0, 9000}, "", "0/1"},
-                                                {751, 0, 0, "", {0, 9000}, "", "4/2"}, {752, 0, 0, "", {0, 9000}, "", "4/2"}}},
-        {"an unknown source becomes none", 77, {{0, 0, 0, "", {77, 9000}, "", "0/1"}, {1, 0, 0, "", {77, 9000}, "", "0/1"},
-                                                {752, 0, 0, "", {77, 9000}, "", "4/2"}}},
-        {"the best has nothing above it", 1, {{0, 2, 9000, "12:00:00:00", {1, 9000}, "", "1/1"}, {4000, 0, 0, "", {1, 9000}, "", "1/1"}}},
+        {"above timecode",
+         2,
+         {{0, 1, 9000, "2/1"}, {750, 1, 9000, "2/1"}, {751, 1, 9000, "1/2"}},
+         "7 Timecode source:1("},
+        {"359 ticks off", 4, {{0, 3, 9359, "4/1"}, {751, 3, 8641, "3/2"}}, "6 Timecode source:3("},
+        {"360 ticks off", 4, {{0, 3, 9360, "4/1"}, {751, 3, 8640, "4/1"}}, "6 Timecode source:4,"},
+        {"a lower one that is ready wins",
+         3,
+         {{0, 2, 9000, "3/1"}, {600, 1, 9000, "3/1"}, {800, 0, 0, "2/2"}, {1350, 0, 0, "2/2"}, {1351, 0, 0, "1/3"}},
+         "6 Timecode source:2("},
+        {"first sighting is kept",
+         4,
+         {{0, 2, 9000, "4/1"}, {99, 0, 0, "4/1", 90000}, {999, 0, 0, "2/2"}},
+         "6 Timecode source:2("},
+        {"none to system",
+         0,
+         {{0, 0, 0, "0/1"}, {750, 0, 0, "0/1"}, {751, 0, 0, "4/2"}, {752, 0, 0, "4/2"}},
+         "6 Timecode source:4("},
+        {"unknown to none",
+         77,
+         {{0, 0, 0, "0/1"}, {1, 0, 0, "0/1"}, {752, 0, 0, "4/2"}},
+         "3 We have a enTimeSource:77((Unknown)) that is unknown! Put it back to NONE."},
+        {"nothing above the best", 1, {{0, 2, 9000, "1/1"}, {4000, 0, 0, "1/1"}}, "6 Timecode source:1,"},
     };
     for (const auto &Row : Rows) {
-        SCOPED_TRACE(Row.szWhat);
         TimecodeLib_Shutdown();
         StartDay(MISP_PROFILE_62);
-        for (const auto &Picture : Row.Seen) {
-            SetClockMs(Picture.nMs);
-            if (Picture.enStamp)
-                Queue(Picture.enStamp, Picture.nStampPts, Picture.szStamp);
-            Request Asked = Picture.Asked;
-            Asked.bSwitch = TRUE;
-            TakeTraces();
-            Ask(Asked);
-            EXPECT_EQ(Stats(0), Picture.szStats) << Picture.nMs << " ms";
-            const std::string sLevel = Row.enSource == 2 ? "7" : "6";
-            const bool bClimbed = std::string(Picture.szStats) == "1/2" || std::string(Picture.szStats) == "3/2";
-            if (bClimbed) {
-                EXPECT_EQ(CountTraces(sLevel + " Timecode source:" + Picture.szStats[0] + "("), 1);
-            } else if (Row.enSource == 77) {
-                EXPECT_EQ(CountTraces("3 We have a enTimeSource:77((Unknown)) that is unknown! Put it back to NONE."), Picture.nMs == 0);
-            }
+        for (const auto &Seen : Row.Sightings) {
+            SetClockMs(Seen.nMs);
+            if (Seen.enStamp)
+                Queue(Seen.enStamp, Seen.nStampPts, "12:00:00:00");
+            Ask({Row.enSource, Seen.nPts, TRUE});
+            EXPECT_EQ(Stats(0), Seen.szStats) << Row.szWhat << " at " << Seen.nMs << " ms";
         }
+        EXPECT_EQ(CountTraces(Row.szTrace), 1) << Row.szWhat;
     }
     g_Services.bClockFails = true;
     SetClockMs(9000);
@@ -170,14 +182,16 @@ TEST_F(Profile62, ABetterSourceRecoversAfterMoreThan750Ms) {
 
 TEST_F(Profile62, RecoveredSourceServesTheNextPicture) {
     Play({
-        {0, 1, 9000, "0 1f", {4, 9000, TRUE}, "1 1000 9f 9000 4 12:00:00:00", "4/1"},
-        {751, 1, 9000, "5 1f", {4, 9000, TRUE}, "1 1000 9f 9000 4 12:00:00:00", "1/2"},
+        {0, 1, 9000, "0 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "4/1"},
+        {751, 1, 9000, "5 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "1/2"},
         {791, 0, 0, "", {4, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00", "1/2"},
     });
-    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
-        "6 Timecode source:1(High Precision TimeStamp), recovered.",
-        "7 Recovery - Identified Node carrying timecode source:1(High Precision TimeStamp). Starting Recovery.",
-        "7 Recovery - enConfiguredMISBTimeSource:4, enCurrentTimecodeSouce:4(System TimeStamp)."}));
+    EXPECT_THAT(
+        TakeTraces(),
+        IsSupersetOf(Texts{
+            "6 Timecode source:1(High Precision TimeStamp), recovered.",
+            "7 Recovery - Identified Node carrying timecode source:1(High Precision TimeStamp). Starting Recovery.",
+            "7 Recovery - enConfiguredMISBTimeSource:4, enCurrentTimecodeSouce:4(System TimeStamp)."}));
 }
 
 TEST_F(Profile62, TimecodeBecomesUtcWithAStatusByteOfItsOwn) {
@@ -185,7 +199,7 @@ TEST_F(Profile62, TimecodeBecomesUtcWithAStatusByteOfItsOwn) {
         {0, 2, 9000, "12:00:00:10", {2, 9000}, "1 400000 df 0 2 12:00:00:10"}, // first after silence
         {40, 2, 12959, "12:00:00:11", {2, 12600}, "1 440000 9f 0 2 12:00:00:11"},
         {80, 0, 0, "", {2, 16200}, "1 480000 9f 3600 2 12:00:00:12"}, // silent: advanced from the last picture
-        {120, 2, 19440, "23:00:00:00", {2, 19800}, "1 520000 9f 7200 2 12:00:00:13"}, // 360 ticks are too far
+        {120, 2, 19440, "23:00:00:00", {2, 19800}, "1 520000 9f 7200 2 12:00:00:13"},      // 360 ticks are too far
         {160, 2, 23400, "11:00:00:00", {2, 23400}, "1 -3600000000 9f 7200 2 11:00:00:00"}, // alive: no discontinuity
         {200, 2, 27000, "12:00:60:00", {2, 27000}, "0 - -"},
         {240, 2, 30600, "24:00:00:00", {2, 30600}, "0 - -"},
@@ -193,18 +207,22 @@ TEST_F(Profile62, TimecodeBecomesUtcWithAStatusByteOfItsOwn) {
         {320, 2, 37800, "12:00:00:25", {2, 37800}, "0 - -"},
         {360, 2, 41400, "00:00:00:00", {.enSource = 2, .nPts = 41400, .nRate = 0}, "0 - -"},
         {400, 1, 45000, "-1 1f", {1, 45000}, "1 -1 1f 45000 1 11:59:59:24"}, // a failed conversion left the time at 0
-        {440, 0, 0, "", {2, 48600}, "1 -43199960000 1f 48600 2 00:00:00:01"}, // still locked from the KLV time
+        {440, 0, 0, "", {2, 48600}, "1 0 1f 52200 2 12:00:00:00"},           // from the KLV time, still locked
+        {0, 2, 9000, "12:00:00:00", {2, 9000, FALSE, 25, 25, 2}, "1 0 df 0 2 12:00:00:00"}, // equal is not reverse
         {0, 2, 9000, "11:00:00:00", {2, 9000, TRUE, 25, 25, 1}, "1 -3600000000 ff 0 2 11:00:00:00", "2/1"}, // reverse
         {40, 2, 12600, "11:00:00:01", {2, 12600, TRUE, 25, 25, 1}, "1 -3599960000 df 0 2 11:00:00:01", "2/1"},
         {80, 2, 16200, "11:00:00:02", {2, 16200, TRUE, 25, 25, 1}, "1 -3599920000 9f 0 2 11:00:00:02", "2/1"},
     });
-    EXPECT_THAT(TakeTraces(), IsSupersetOf(Texts{
-        "6 PTSDiff:360(4ms) is bigger than threshold:3ms, CodedPicturePTS64:19800, TCPTS:19440. enTimecodeSource:2(VITC Commercial "
-        "TimeStamp), *ppRecordAddress:(nil).",
-        "6 Retreived TC on interface:0:: H:M:S:F(12:0:0:10). enTimecodeSource:2(VITC Commercial TimeStamp), CodedPicturePTS64:9000, TCPTS:9000.",
-        "6 Fail to get timecode on interface:0. OLD TC:: H:M:S:F(12:0:0:11) TimeDiff:0.039999999s.",
-        "7 Timecode source:2, successfully converted SMPTE12M to UTC time.",
-        "3 Fail to convert date time to UTC time. RetCode:2"}));
+    EXPECT_THAT(
+        TakeTraces(),
+        IsSupersetOf(Texts{"6 PTSDiff:360(4ms) is bigger than threshold:3ms, CodedPicturePTS64:19800, TCPTS:19440. "
+                           "enTimecodeSource:2(VITC Commercial "
+                           "TimeStamp), *ppRecordAddress:(nil).",
+                           "6 Retreived TC on interface:0:: H:M:S:F(12:0:0:10). enTimecodeSource:2(VITC Commercial "
+                           "TimeStamp), CodedPicturePTS64:9000, TCPTS:9000.",
+                           "6 Fail to get timecode on interface:0. OLD TC:: H:M:S:F(12:0:0:11) TimeDiff:0.039999999s.",
+                           "7 Timecode source:2, successfully converted SMPTE12M to UTC time.",
+                           "3 Fail to convert date time to UTC time. RetCode:2"}));
 }
 
 TEST_F(Profile62, FlagsOfATimecodeAreHandedOnAndCarriedWhileItIsSilent) {
@@ -227,16 +245,26 @@ TEST_F(Profile62, SilentTimecodeAdvancesByThePtsDistance) {
         int nRate, nCode;
         const char *szExpected;
     } Rows[] = {
-        {"10:20:30:05", 335295004, 30, 30, "11:22:35:20"},   {"10:20:30:05", 335295004, 30, 29000, "11:22:35:19"},
-        {"10:20:30:29", 900, 30, 30, "10:20:31:00"},         {"10:20:30:05", 180002, 30, 30, "10:20:32:06"},
-        {"23:59:59:29", 900, 30, 30, "00:00:00:00"},         {"12:00:00:00", 8100000100, 25, 25, "13:00:00:01"},
-        {"10:59:50:00", 1350002, 25, 25, "11:00:05:01"},     {"10:20:30:05", 0, 25, 25, "10:20:30:06"},
-        {"10:20:30:05", UINT64_MAX - 899, 25, 25, "10:20:30:06"}, {"00:00:00:00", 1ULL << 63, 25, 25, "18:02:52:01"},
-        {"10:20:30:05", 3003, 30, 29000, "10:20:30:06"},     {"10:20:30:05", 3004, 30, 29000, "10:20:30:06"},
-        {"10:20:30:05", 6006, 30, 29000, "10:20:30:06"},     {"10:20:30:05", 6007, 30, 29000, "10:20:30:07"},
-        {"10:20:30:05", 3004, 60, 59000, "10:20:30:07"},     {"10:20:30:05", 7508, 24, 23000, "10:20:30:07"},
-        {"00:01:59:29", 3003, 30, 29000, "00:02:00:00"},     {"10:59:59:00", 89999 + 90000 * 60, 25, 25, "11:00:59:24"},
-        {"22:58:59:00", 90002 * 3661ULL, 25, 25, "00:00:00:02"}, {"10:20:30:05", 90, INT_MAX, 25, "10:20:30:06"},
+        {"10:20:30:05", 335295004, 30, 30, "11:22:35:20"},
+        {"10:20:30:05", 335295004, 30, 29000, "11:22:35:19"},
+        {"10:20:30:29", 900, 30, 30, "10:20:31:00"},
+        {"10:20:30:05", 180002, 30, 30, "10:20:32:06"},
+        {"23:59:59:29", 900, 30, 30, "00:00:00:00"},
+        {"12:00:00:00", 8100000100, 25, 25, "13:00:00:01"},
+        {"10:59:50:00", 1350002, 25, 25, "11:00:05:01"},
+        {"10:20:30:05", 0, 25, 25, "10:20:30:06"},
+        {"10:20:30:05", UINT64_MAX - 899, 25, 25, "10:20:30:06"},
+        {"00:00:00:00", 1ULL << 63, 25, 25, "18:02:52:01"},
+        {"10:20:30:05", 3003, 30, 29000, "10:20:30:06"},
+        {"10:20:30:05", 3004, 30, 29000, "10:20:30:06"},
+        {"10:20:30:05", 6005, 30, 29000, "10:20:30:06"},
+        {"10:20:30:05", 6006, 30, 29000, "10:20:30:07"},
+        {"10:20:30:05", 3004, 60, 59000, "10:20:30:07"},
+        {"10:20:30:05", 7508, 24, 23000, "10:20:30:07"},
+        {"00:01:59:29", 3003, 30, 29000, "00:02:00:00"},
+        {"10:59:59:00", 89999 + 90000 * 60, 25, 25, "11:00:59:24"},
+        {"22:58:59:00", 90002 * 3661ULL, 25, 25, "00:00:00:02"},
+        {"10:20:30:05", 90, INT_MAX, 25, "10:20:30:06"},
     };
     INT64 nMs = 0;
     for (const auto &Row : Rows) {
@@ -245,8 +273,26 @@ TEST_F(Profile62, SilentTimecodeAdvancesByThePtsDistance) {
         Ask({2, 1000, FALSE, 100});
         Timecode_Flush(0);
         const Answer Got = Ask({2, 1000 + Row.nTicks, FALSE, Row.nRate, Row.nCode});
-        EXPECT_EQ(Text(Got.Vitc), Row.szExpected) << Row.szOld << " by " << Row.nTicks << " at " << Row.nRate << "/" << Row.nCode;
+        EXPECT_EQ(Text(Got.Vitc), Row.szExpected)
+            << Row.szOld << " by " << Row.nTicks << " at " << Row.nRate << "/" << Row.nCode;
     }
+}
+
+TEST_F(Profile62, AnAdvancedTimecodeIsTracedStepByStep) {
+    Queue(2, 9000, "10:59:59:29");
+    Ask({2, 9000, FALSE, 30, 30});
+    SetClockMs(500);
+    TakeTraces();
+    Ask({2, 9900, FALSE, 30, 30});
+    const std::string sNow = std::to_string(StartUsec() / 1'000'000);
+    EXPECT_THAT(
+        TakeTraces(),
+        IsSupersetOf(Texts{
+            "7 ElapsedTime:0.009999999s, nPicRate:30, VUIFramerate:30.",
+            "7 Overflow happened. nValue:30, nPictrate:30, OverflowsFrames:1. Remainder:0.",
+            "7 Beginning to deal with overflow. Current TC H:10M:59S:59F:0. Overflows H:0M:0S:1",
+            "6 NowTime:" + sNow + ".500000000s, LasRetrivedTime:" + sNow +
+                ".000000000s, TimeDiff:0.009999999s. After correction, NEW TC:: H:M:S:F(11:0:0:0) on interface:0."}));
 }
 
 TEST_F(Profile62, TimecodeTakesTheLocalDateOfNow) {
@@ -268,19 +314,16 @@ TEST_F(Profile62, TimecodeTakesTheLocalDateOfNow) {
         {"UTC0", 0, "12:00:00:59", 60, 59000, 983988},
         {"UTC0", 0, "12:00:00:23", 24, 23000, 959100},
     };
+    UINT64 nPts = 0;
     for (const auto &Row : Rows) {
         setenv("TZ", Row.szZone, 1);
         tzset();
         SetClockMs(Row.nMs);
-        Queue(2, 9000, Row.szTimecode);
-        Timecode_Flush(0);
-        Queue(2, 9000, Row.szTimecode);
-        const Answer Got = Ask({2, 9000, FALSE, Row.nRate, Row.nCode});
+        Queue(2, nPts += 3600, Row.szTimecode);
+        const Answer Got = Ask({2, nPts, FALSE, Row.nRate, Row.nCode});
         EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime - StartUsec(), Row.llExpected)
             << Row.szTimecode << " in " << Row.szZone << " at " << Row.nMs << " ms, " << Row.nRate << "/" << Row.nCode;
     }
-    setenv("TZ", "UTC0", 1);
-    tzset();
     g_Services.bLocalTimeFails = true;
     EXPECT_EQ(Text(Ask({2, 9000})), "0 - -") << "no date";
     g_Services.bLocalTimeFails = false;
@@ -307,9 +350,38 @@ TEST_F(Profile62, ARateOfZeroLeavesTheRequestBeforeItsBookkeeping) {
 }
 
 TEST_F(Profile62, SystemClockAndNoSourceReportTheirFailure) {
-    Play({{0, 0, 0, "", {.enSource = 4, .nPts = 100, .nRate = 0}, "0 1111 9f 100 4 -"}, {0, 0, 0, "", {0, 100}, "0 - -"}});
-    EXPECT_THAT(TakeTraces(4), testing::ElementsAre("3 Failed to format SMPTE12M VITC from UTC.", "4 Failed to get system timecode.",
-                                                    "3 Failed to get UTC. enTimecodeSource:0 is Unknown or Failed!"));
+    Play({{0, 0, 0, "", {.enSource = 4, .nPts = 100, .nRate = 0}, "0 1111 9f 100 4 -"},
+          {0, 0, 0, "", {0, 100}, "0 - -"}});
+    EXPECT_THAT(TakeTraces(4),
+                testing::ElementsAre("3 Failed to format SMPTE12M VITC from UTC.", "4 Failed to get system timecode.",
+                                     "3 Failed to get UTC. enTimecodeSource:0 is Unknown or Failed!"));
+}
+
+TEST_F(Profile62, ATimecodeAfterKlvTimesCountsFromTheirLastPicture) {
+    const struct {
+        int enSource;
+        bool bSilent; // a silent picture before the change to timecode
+        UINT64 nPts;
+        const char *szExpected;
+        INT64 nInsertedMs; // -1: never
+    } Rows[] = {
+        {3, false, 16301, "1 80000 1f 16201 2 12:00:00:02", -1}, // from the record's PTS, 9100
+        {3, true, 16301, "1 80000 1f 16301 2 12:00:00:02", -1}, // from the advanced PTS, 12700
+        {1, true, 16201, "1 80000 1f 16201 2 12:00:00:02", 40}, // from the picture's PTS, 12600
+    };
+    for (const auto &Row : Rows) {
+        TimecodeLib_Shutdown();
+        StartDay(MISP_PROFILE_62);
+        Queue(Row.enSource, 9100, "0 1f");
+        Ask({Row.enSource, 9000});
+        SetClockMs(40);
+        if (Row.bSilent)
+            Ask({Row.enSource, 12600});
+        const Answer Got = Ask({2, Row.nPts});
+        EXPECT_EQ(Text(Got), Row.szExpected) << Row.enSource << " at " << Row.nPts;
+        EXPECT_EQ(Got.Utc.tpInsertionTime.tv_nsec, Row.nInsertedMs < 0 ? 0 : Row.nInsertedMs * 1'000'000);
+        EXPECT_EQ(Got.Utc.tpInsertionTime.tv_sec, Row.nInsertedMs < 0 ? 0 : StartUsec() / 1'000'000);
+    }
 }
 
 TEST_F(Profile62, AKlvTimeAfterTimecodeIsCarriedFromTheSharedPayload) {
@@ -341,9 +413,10 @@ TEST_F(Profile62, SwitchCheckMovesOnAfterMoreThan5000Ms) {
         int enSource, enExpected;
         const char *szStats;
     } Rows[] = {
-        {5000, TRUE, 1, 1, "57005/0"},  {5001, FALSE, 1, 1, "57005/0"}, {5001, 2, 1, 1, "57005/0"}, {5001, TRUE, 1, 2, "57005/1"},
-        {5001, TRUE, 2, 2, "57005/1"},  {10002, TRUE, 2, 3, "57005/2"}, {15003, TRUE, 3, 4, "57005/3"}, {20004, TRUE, 4, 0, "57005/4"},
-        {25005, TRUE, 0, 0, "57005/5"}, {30006, TRUE, 77, 0, "57005/6"}, {20000, TRUE, 1, 2, "57005/7"}, // the clock set back
+        {5000, TRUE, 1, 1, "57005/0"},   {5001, FALSE, 1, 1, "57005/0"}, {5001, 2, 1, 1, "57005/0"},
+        {5001, TRUE, 1, 2, "57005/1"},   {5001, TRUE, 2, 2, "57005/1"},  {10002, TRUE, 2, 3, "57005/2"},
+        {15003, TRUE, 3, 4, "57005/3"},  {20004, TRUE, 4, 0, "57005/4"}, {25005, TRUE, 0, 0, "57005/5"},
+        {30006, TRUE, 77, 0, "57005/6"}, {20000, TRUE, 1, 2, "57005/7"}, // the clock set back
     };
     Queue(1, 9000, "0 1f");
     Ask({1, 9000});
@@ -354,7 +427,9 @@ TEST_F(Profile62, SwitchCheckMovesOnAfterMoreThan5000Ms) {
         EXPECT_EQ(enSource, Row.enExpected) << Row.enSource << " at " << Row.nMs;
         EXPECT_EQ(Stats(0), Row.szStats) << Row.enSource << " at " << Row.nMs;
     }
-    EXPECT_EQ(CountTraces("7 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced."), 1);
+    EXPECT_EQ(CountTraces("7 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms "
+                          "before failure is announced."),
+              1);
     for (const BOOL bSwitch : {FALSE, TRUE}) { // timecode alone proves itself only where switching is allowed
         const int nInput = bSwitch ? 1 : 2;
         int enSource = 2;

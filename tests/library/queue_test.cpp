@@ -70,6 +70,10 @@ TEST_F(QueueTest, EachSourceStoresItsViewOfThePayload) {
         EXPECT_EQ(Got.Utc.tpInsertionTime.tv_nsec, Row.enSource == 2 ? 0 : 234'000'000);
         EXPECT_EQ(memcmp(&Got.Vitc, &Full, nUsed) == 0, Row.enSource == 2);
     }
+    Timecode_Flush(0);
+    Timecode_SetUTC(0, 1, 9000, &Klv);
+    const Answer Got = Ask({1, 9000});
+    EXPECT_EQ(memcmp(&Got.Utc.MotionImageryTimestamp, &Klv, nUsed), 0) << "the flush left a payload behind";
 }
 
 TEST_F(QueueTest, AnySourceValueTakesARecord) {

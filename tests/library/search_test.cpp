@@ -28,8 +28,9 @@ INT64 Index(const Answer &Got) {
 TEST_F(Search, NearestRecordOldestOfEqualsNextNewerOfTheSource) {
     constexpr UINT64 FAR = UINT64_MAX;
     constexpr UINT64 WRAP = 1ULL << 33;
-    const std::vector<Stamp> TwelveWorse = {{1, 1000}, {1, 1310}, {1, 1311}, {1, 1312}, {1, 1313}, {1, 1314}, {1, 1315},
-                                            {1, 1316}, {1, 1317}, {1, 1318}, {1, 1319}, {1, 1320}, {1, 1321}, {1, 1300}};
+    const std::vector<Stamp> TwelveWorse = {{1, 1000}, {1, 1310}, {1, 1311}, {1, 1312}, {1, 1313},
+                                            {1, 1314}, {1, 1315}, {1, 1316}, {1, 1317}, {1, 1318},
+                                            {1, 1319}, {1, 1320}, {1, 1321}, {1, 1300}};
     std::vector<Stamp> ElevenWorse = TwelveWorse;
     ElevenWorse[5].enSource = 3;
     const struct {
@@ -76,15 +77,22 @@ TEST_F(Search, TracesSayWhatWasFound) {
     Queue(2, UINT64_MAX / 2 - 1, "10:00:00:00");
     Ask({2, 0});
     const Texts Traces = TakeTraces();
-    EXPECT_THAT(Traces, testing::Contains(testing::MatchesRegex(
-                            "7 BestDiff:9223372036854775806\\(0x7ffffffffffffffe\\), pBestUTCBuffer:0x[0-9a-f]+, CodedPicturePTS64:0, "
-                            "timecode desired type:2\\(VITC Commercial TimeStamp\\) for inputInterface:0.")));
-    EXPECT_THAT(Traces, testing::Contains("6 PTSDiff:9223372036854775806(102481911520608620ms) is bigger than threshold:3ms, CodedPicturePTS64:0, "
-                       "TCPTS:9223372036854775806. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil)."));
+    EXPECT_THAT(
+        Traces,
+        testing::Contains(testing::MatchesRegex(
+            "7 BestDiff:9223372036854775806\\(0x7ffffffffffffffe\\), pBestUTCBuffer:0x[0-9a-f]+, CodedPicturePTS64:0, "
+            "timecode desired type:2\\(VITC Commercial TimeStamp\\) for inputInterface:0.")));
+    EXPECT_THAT(
+        Traces,
+        testing::Contains(
+            "6 PTSDiff:9223372036854775806(102481911520608620ms) is bigger than threshold:3ms, CodedPicturePTS64:0, "
+            "TCPTS:9223372036854775806. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil)."));
     Queue(3, UINT64_MAX / 2 + 1, "0 1f");
     Ask({3, 0});
-    EXPECT_THAT(TakeTraces(), testing::Contains("7 pBestUTCBuffer:(nil) is NULL after walking the list. pCurrentUTCBuffer:(nil), "
-                                                "nNextRecordsToCheck:11, timecode desired type:3(LDS Timestamp) for inputInterface:0."));
+    EXPECT_THAT(
+        TakeTraces(),
+        testing::Contains("7 pBestUTCBuffer:(nil) is NULL after walking the list. pCurrentUTCBuffer:(nil), "
+                          "nNextRecordsToCheck:11, timecode desired type:3(LDS Timestamp) for inputInterface:0."));
 }
 
 TEST_F(Search, ACursorIsTakenAtAnyDistanceAndMovesOn) {
@@ -112,9 +120,14 @@ TEST_F(Search, AStaleCursorFailsUntilItsRecordHoldsTheSourceAgain) {
         EXPECT_EQ(Got.bSame, FALSE);
         EXPECT_EQ(CountTraces(std::string("3 BestRecord: Timecodesource:") + szHeld + ", located at address:"), 1);
     };
+    SetClockMs(5250);
     Timecode_Flush(0);
     Expect("0(None)");
     Expect("0(None)");
+    const auto &Emptied = *static_cast<const MISP_UTC *>(pCursor);
+    EXPECT_EQ(Emptied.nTimestamp64, 0U);
+    EXPECT_EQ(Emptied.tpInsertionTime.tv_sec, StartUsec() / 1'000'000 + 5);
+    EXPECT_EQ(Emptied.tpInsertionTime.tv_nsec, 250'000'000);
     for (int nRecord = 0; nRecord < 180; ++nRecord)
         Queue(3, 2000, "0 1f");
     Expect("3(LDS Timestamp)");
@@ -129,9 +142,14 @@ TEST_F(Search, AForeignCursorIsNeverFollowed) {
     Queue(1, 2000, "0 1f", 1);
     auto *const pSecond = static_cast<char *>(Ask({1, 1000}).pCursor); // the pool's second record
     MISP_UTC OnStack = {};
-    const std::vector<void *> Foreign = {&OnStack, pSecond + 8, pSecond - 1, pSecond - 2 * sizeof(MISP_UTC),
-                                         pSecond + 179 * sizeof(MISP_UTC), reinterpret_cast<void *>(1),
-                                         reinterpret_cast<void *>(UINTPTR_MAX), Ask({.nPts = 1000, .nInput = 1}).pCursor};
+    const std::vector<void *> Foreign = {&OnStack,
+                                         pSecond + 8,
+                                         pSecond - 1,
+                                         pSecond - 2 * sizeof(MISP_UTC),
+                                         pSecond + 179 * sizeof(MISP_UTC),
+                                         reinterpret_cast<void *>(1),
+                                         reinterpret_cast<void *>(UINTPTR_MAX),
+                                         Ask({.nPts = 1000, .nInput = 1}).pCursor};
     for (void *const pCursor : Foreign) {
         TakeTraces();
         const Answer Got = Ask({1, 2000}, pCursor);

@@ -1,6 +1,7 @@
 /* Debug trace and assertion reports.
  *
- * Handles come from a static pool whose slots are claimed and released atomically: nothing takes a lock or allocates. */
+ * Handles come from a static pool whose slots are claimed and released atomically: nothing takes a lock or
+ * allocates. */
 #include "dbgtrace.h"
 
 #include "source_name.h"

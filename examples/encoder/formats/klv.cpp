@@ -128,7 +128,7 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
         const bool bOurs = std::ranges::equal(Take(Rest, nKeySize), Bytes(LOCAL_SET_KEY).first(nKeySize));
         const auto nLength = TakeLength(Rest);
         if (!nLength) {
-            Read.nBroken += bOurs;
+            Read.nBroken += bOurs ? 1 : 0;
             break;
         }
         const Bytes Items = Take(Rest, *nLength);
@@ -137,7 +137,7 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
         const SetReading Set = ReadLocalSet(Begin.first(Begin.size() - Rest.size()), Items);
         if (Set.enResult == ReadResult::Ok)
             Read.UTCs.push_back(Set.llUTC);
-        Read.nBroken += Set.enResult == ReadResult::Broken;
+        Read.nBroken += Set.enResult == ReadResult::Broken ? 1 : 0;
     }
     return Read;
 }

@@ -2,6 +2,8 @@
 // The encoder's SEI NAL units stay where they are, without the pic_timing message; one NAL unit is added after them.
 #include "formats/sei_writer.h"
 
+#include <utility>
+
 #include "formats/nal.h"
 
 namespace encoder {
@@ -53,17 +55,18 @@ int ClockTimestamps(unsigned nPicStruct) {
 // Readers show drop-frame labels as such only where both the counting type and the dropped flag say so; four numbers
 // dropped at 59.94 Hz are two pairs of frames, so the counting type is the same.
 std::vector<std::uint8_t> BuildPicTiming(unsigned nPicStruct, const TimecodeLabel &Label) {
-    constexpr unsigned COUNTING_NO_DROP = 1, COUNTING_DROP_TWO = 4;
+    constexpr unsigned COUNTING_NO_DROP = 0;
+    constexpr unsigned COUNTING_DROP_TWO = 4;
     const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
     BitWriter Bits;
     Bits.Put(nPicStruct, 4);
-    Bits.Put(1, 1);           // clock_timestamp_flag
-    Bits.Put(bInterlaced, 2); // ct_type
-    Bits.Put(1, 1);           // nuit_field_based_flag: a clock tick lasts a field, as libx264 has it
+    Bits.Put(1, 1);                   // clock_timestamp_flag
+    Bits.Put(bInterlaced ? 1 : 0, 2); // ct_type
+    Bits.Put(1, 1);                   // nuit_field_based_flag: a clock tick lasts a field, as libx264 has it
     Bits.Put(Label.bDropFrame ? COUNTING_DROP_TWO : COUNTING_NO_DROP, 5);
-    Bits.Put(1, 1);                // full_timestamp_flag
-    Bits.Put(0, 1);                // discontinuity_flag
-    Bits.Put(Label.bDropFrame, 1); // cnt_dropped_flag
+    Bits.Put(1, 1);                        // full_timestamp_flag
+    Bits.Put(0, 1);                        // discontinuity_flag
+    Bits.Put(Label.bDropFrame ? 1 : 0, 1); // cnt_dropped_flag
     Bits.Put(static_cast<unsigned>(Label.nFrames), 8);
     Bits.Put(static_cast<unsigned>(Label.nSeconds), 6);
     Bits.Put(static_cast<unsigned>(Label.nMinutes), 6);

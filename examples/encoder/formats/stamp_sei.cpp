@@ -69,7 +69,7 @@ StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format) {
             const StampReading Reading = ReadMessage(*Message, Format.bHevc);
             if (Reading.enResult == ReadResult::Ok)
                 Read.Stamps.push_back(Reading.Stamp);
-            Read.nBroken += Reading.enResult == ReadResult::Broken;
+            Read.nBroken += Reading.enResult == ReadResult::Broken ? 1 : 0;
         }
     }
     return Read;

@@ -129,7 +129,7 @@ TimecodeLabel FromFrameCount(std::int64_t nCount, int nRate, bool bDropFrame) {
     const std::int64_t nDrops = (nOfDay % Counts.nPerTenMinutes - Counts.nDropped) / Counts.nPerMinute;
     const std::int64_t nNumbers = nOfDay + Counts.nDropped * (DROPS_PER_TEN_MINUTES * nTens + nDrops);
     const std::int64_t nSeconds = nNumbers / nRate;
-    return {static_cast<int>(nSeconds / (SIXTY * SIXTY)), static_cast<int>(nSeconds / SIXTY % SIXTY),
+    return {static_cast<int>(nSeconds / SIXTY / SIXTY), static_cast<int>(nSeconds / SIXTY % SIXTY),
             static_cast<int>(nSeconds % SIXTY), static_cast<int>(nNumbers % nRate), bDropFrame};
 }
 

@@ -110,7 +110,7 @@ std::vector<TimecodeReading> TimecodeFilter::Offer(const TimecodeLabel &Label, s
         Believed = Confirm(AsRead);
 
     const bool bHeldBelieved = Believed.size() > 1;
-    m_nRejected += m_Held && !bHeldBelieved;
+    m_nRejected += m_Held && !bHeldBelieved ? 1 : 0;
     m_Held = Believed.empty() ? std::optional(AsRead) : std::nullopt;
     if (!Believed.empty())
         m_LastBelieved = Believed.back();

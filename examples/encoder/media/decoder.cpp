@@ -10,8 +10,8 @@ namespace encoder {
 Decoder::Decoder(const AVStream &Stream, const std::string &szName) {
     const AVCodec *const pCodec = avcodec_find_decoder(Stream.codecpar->codec_id);
     if (pCodec == nullptr) {
-        throw Failure(ExitCode::Input, szName + ": this FFmpeg has no decoder for " +
-                                           avcodec_get_name(Stream.codecpar->codec_id));
+        throw Failure(ExitCode::Input,
+                      szName + ": this FFmpeg has no decoder for " + avcodec_get_name(Stream.codecpar->codec_id));
     }
     m_Context.reset(avcodec_alloc_context3(pCodec));
     if (!m_Context) {

@@ -92,7 +92,8 @@ bool Demuxer::Read(AVPacket &Packet) {
         Check(nResult, ExitCode::Input, "input '" + m_szPath + "' broke off (what was read before is coded)");
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
         // A KLV stream may also turn up in the middle of the input.
-        if (IsVideo(Packet) || (Stream.codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && Stream.discard != AVDISCARD_ALL)) {
+        if (IsVideo(Packet) ||
+            (Stream.codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && Stream.discard != AVDISCARD_ALL)) {
             av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
             MakeStreamTime(Packet.pts);
             MakeStreamTime(Packet.dts);

@@ -34,7 +34,8 @@ constexpr EventRow EVENT_ROWS[] = {
      "a time stamp in a packet without a PTS is passed over"},
     {Event::LocalSetWithoutPts, "KLV local sets without a PTS (took that of the picture last read)",
      "KLV local sets come without a PTS and take that of the picture last read"},
-    {Event::VitcRejected, "VITC readings that were not believed", "a VITC reading that follows from no other is not believed"},
+    {Event::VitcRejected, "VITC readings that were not believed",
+     "a VITC reading that follows from no other is not believed"},
     {Event::AbsurdTime, "time stamps outside the years 1990 to 2100, passed on unchanged",
      "a time stamp far from our time is passed on unchanged; its writer may have taken another unit than microseconds"},
 };
@@ -67,10 +68,8 @@ void Tally::Count(Event enEvent, std::uint64_t nTimes) {
 }
 
 std::string Tally::Status(double Seconds) const {
-    TIMECODE_STATS Stats{};
     char szSource[40] = "";
-    Timecode_GetStats(m_nInput - 1, &Stats);
-    Timecode_GetTimecodeSourceString(Stats.enTimecodeSource, szSource, sizeof(szSource));
+    Timecode_GetTimecodeSourceString(m_enSource, szSource, sizeof(szSource));
     const std::uint64_t nCoded = Times(Event::PictureCoded);
     const INT64 llLastUTC = m_llLastUTC;
     char szText[160];

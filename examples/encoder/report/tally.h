@@ -41,6 +41,7 @@ public:
     void Count(Event enEvent, std::uint64_t nTimes = 1);
     std::uint64_t Times(Event enEvent) const { return m_Times[static_cast<size_t>(enEvent)]; }
 
+    void SetSource(int enSource) { m_enSource = enSource; }
     void SetLastUTC(INT64 llUTC) { m_llLastUTC = llUTC; }
 
     // One line: pictures, speed, source in use, last UTC.
@@ -53,6 +54,7 @@ private:
     const std::string m_szPath;
     Console &m_Console;
     std::array<std::atomic<std::uint64_t>, static_cast<size_t>(Event::NumberOfEvents)> m_Times{};
+    std::atomic<int> m_enSource{TCSOURCE_NONE};
     std::atomic<INT64> m_llLastUTC{0};
 };
 

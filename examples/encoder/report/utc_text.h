@@ -14,8 +14,9 @@ inline std::string UtcText(INT64 llUTC) {
     date_time_t Time{};
     ClockCvtUtc2DateTime(llUTC, &Time);
     char szText[64];
-    std::snprintf(szText, sizeof(szText), Time.year > 9999 || Time.year < 0 ? "%+05d-%02d-%02dT%02d:%02d:%02d.%06dZ"
-                                                                             : "%04d-%02d-%02dT%02d:%02d:%02d.%06dZ",
+    std::snprintf(szText, sizeof(szText),
+                  Time.year > 9999 || Time.year < 0 ? "%+05d-%02d-%02dT%02d:%02d:%02d.%06dZ"
+                                                    : "%04d-%02d-%02dT%02d:%02d:%02d.%06dZ",
                   Time.year, Time.month, Time.dayOfMonth, Time.hour, Time.min, Time.sec, Time.microsec);
     return szText;
 }

@@ -12,7 +12,7 @@ inline bool IsThousandAndOneRate(ULONG nVUIFramerate) {
 }
 
 // Microseconds a frame. At the 1000/1001 rates whole 90 kHz ticks, cut: 3003 at 30, 1501 at 60, 3753 at 24.
-// 0 for rates whose period is below a tick.
+// There, 0 for rates whose period is below a tick.
 float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate);
 
 // Nanoseconds a frame, in integers: cut first, then stretched by 1001/1000. 0 for rates above 1 GHz.

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <limits>
 
 #include "clock_api.h"
 #include "conversion/frame_period.h"
@@ -21,9 +22,11 @@ static bool SetLocalDate(date_time_t &DateTime) {
     if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0))
         return false;
     tm TimeInfo{};
-    if (localtime_r(&tpCurrent.tv_sec, &TimeInfo) == nullptr)
+    constexpr int TM_YEAR_BASE = 1900;
+    if (localtime_r(&tpCurrent.tv_sec, &TimeInfo) == nullptr ||
+        TimeInfo.tm_year > std::numeric_limits<int>::max() - TM_YEAR_BASE)
         return false;
-    DateTime.year = TimeInfo.tm_year + 1900;
+    DateTime.year = TimeInfo.tm_year + TM_YEAR_BASE;
     DateTime.month = TimeInfo.tm_mon + 1;
     DateTime.dayOfMonth = TimeInfo.tm_mday;
     TC_TRACE(DBG_LEVEL_DEBUG, "Recovered local time:%d-%d-%d-%dh%dm%ds.\n", DateTime.year, DateTime.month,

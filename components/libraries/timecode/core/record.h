@@ -27,6 +27,11 @@ void Store(T *pTo, const T &Value) {
 }
 
 template <class T>
+void StoreField(void *pRecord, size_t nOffset, const T &Value) {
+    std::memcpy(static_cast<unsigned char *>(pRecord) + nOffset, &Value, sizeof Value);
+}
+
+template <class T>
 T PayloadField(const TCPayload &Payload, size_t nOffset) {
     T Value;
     std::memcpy(&Value, reinterpret_cast<const unsigned char *>(&Payload) + nOffset, sizeof Value);
@@ -35,7 +40,7 @@ T PayloadField(const TCPayload &Payload, size_t nOffset) {
 
 template <class T>
 void SetPayloadField(TCPayload &Payload, size_t nOffset, const T &Value) {
-    std::memcpy(reinterpret_cast<unsigned char *>(&Payload) + nOffset, &Value, sizeof Value);
+    StoreField(&Payload, nOffset, Value);
 }
 
 inline INT64 UtcOf(const MISP_UTC &Record) {

@@ -23,11 +23,11 @@ struct DropRule {
 
 // One picture on its way to a timecode.
 struct Picture {
-    SMPTE12M1_CONTEXT *pContext;
-    DropRule Rule;
-    INT64 nFrameDistance; // from the previously coded picture, in frames
-    UINT nTimeDelta;      // wall-clock seconds since the last skip
-    Hmsf Time;
+    SMPTE12M1_CONTEXT Context; // a copy; the generator's own fields go back to the caller's
+    DropRule Rule{};
+    INT64 nFrameDistance = 0; // from the previously coded picture, in frames
+    UINT nTimeDelta = 0;      // wall-clock seconds since the last skip
+    Hmsf Time{};
 };
 
 static bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
@@ -77,7 +77,7 @@ static void BackFillEarlier(Picture &Pic) {
     Time.nFrames -= Pic.Rule.nSkipped;
     if (Time.nFrames >= 0)
         return;
-    Time.nFrames += Pic.pContext->nEncodedPictureRate;
+    Time.nFrames += Pic.Context.nEncodedPictureRate;
     Time.nSeconds = 59;
     if (--Time.nMinutes >= 0)
         return;
@@ -86,7 +86,7 @@ static void BackFillEarlier(Picture &Pic) {
 }
 
 static void BackFillLater(Picture &Pic) {
-    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.Time.nFrames <= Pic.Rule.nHighest) {
         Pic.Time.nFrames += Pic.Rule.nSkipped;
     } else if (Context.BackFillStateCount == 1 && Context.bExtraSkipAllowed != FALSE) {
@@ -97,7 +97,7 @@ static void BackFillLater(Picture &Pic) {
 }
 
 static void BackFillStep(Picture &Pic) {
-    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    SMPTE12M1_CONTEXT &Context = Pic.Context;
     TC_TRACE(DBG_LEVEL_DEBUG, "BackFill State count:%d, after frame drop.\n", Context.BackFillStateCount);
     if (Pic.nFrameDistance < 0)
         BackFillEarlier(Pic);
@@ -108,7 +108,7 @@ static void BackFillStep(Picture &Pic) {
 }
 
 static void DropTest(Picture &Pic) {
-    SMPTE12M1_CONTEXT &Context = *Pic.pContext;
+    SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.nTimeDelta <= SKIP_GUARD_SECONDS || Pic.Time.nFrames > static_cast<int>(Context.nBframes))
         return;
     if (Pic.Time.nFrames == 0 && (Context.nVUIFramerate == 29000 || Context.nBframes > Pic.Rule.nBframesNoExtra))
@@ -122,7 +122,7 @@ static void DropTest(Picture &Pic) {
 
 static void NumberDropFrames(Picture &Pic) {
     const bool bDropZone = Pic.Time.nSeconds == 0 && Pic.Time.nMinutes % 10 != 0;
-    if (Pic.pContext->BackFillStateCount > 0) {
+    if (Pic.Context.BackFillStateCount > 0) {
         BackFillStep(Pic);
         DropTest(Pic);
     } else if (bDropZone) {
@@ -130,33 +130,50 @@ static void NumberDropFrames(Picture &Pic) {
     }
 }
 
-void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
-    const time_t tNow = time(nullptr);
-    const bool bWritable = TC_ASSERT(pNewSystemTC != NULL);
-    if (!TC_ASSERT(pContext != NULL) || !bWritable || !TC_ASSERT(pContext->PTSTicksPerFrame != 0) ||
-        !TC_ASSERT(static_cast<int>(pContext->nEncodedPictureRate) > 0))
-        return;
-    const Hmsf OldSysTC = DigitsOf(pContext->OldSystemTC);
-    const INT64 DiffTS64 = CalcPTSDiffEx(pContext->OldTimestamp64, Timestamp64);
-    const INT64 DiffPocFromTS = RoundToFrames(DiffTS64, pContext->PTSTicksPerFrame);
-    Picture Pic{pContext,
-                {},
-                DiffPocFromTS,
-                static_cast<UINT>(WrappingDifference(tNow, pContext->tDropFrameOccurred)),
-                MoveByFrames(OldSysTC, DiffPocFromTS, pContext->nEncodedPictureRate)};
+static bool IsUsable(const SMPTE12M1_CONTEXT &Context) {
+    return TC_ASSERT(Context.PTSTicksPerFrame != 0) && TC_ASSERT(static_cast<int>(Context.nEncodedPictureRate) > 0);
+}
+
+static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS64, UINT NewPoc) {
+    const SMPTE12M1_CONTEXT &Context = Pic.Context;
+    const INT64 DiffPocFromTS = Pic.nFrameDistance;
     TC_TRACE(DBG_LEVEL_DEBUG, "nEncodedPictureRate:%d, nVUIFramerate:%d.\n",
-             static_cast<int>(pContext->nEncodedPictureRate), static_cast<int>(pContext->nVUIFramerate));
+             static_cast<int>(Context.nEncodedPictureRate), static_cast<int>(Context.nVUIFramerate));
     TC_TRACE(DBG_LEVEL_DEBUG, "OldPoc:%d, NewPoc:%d, DiffPoc:%d, DiffTS64:%ld(FR-Diff:%d), FramesTotal:%d.\n",
-             static_cast<int>(pContext->OldPoc), static_cast<int>(NewPoc),
+             static_cast<int>(Context.OldPoc), static_cast<int>(NewPoc),
              static_cast<int>(WrappingProduct(2, DiffPocFromTS)), DiffTS64, static_cast<int>(DiffPocFromTS),
              static_cast<int>(WrappingSum(OldSysTC.nFrames, DiffPocFromTS)));
     TC_TRACE(DBG_LEVEL_DEBUG, "H:M:S:F before drop frame adjustements:[%02d:%02d:%02d:%02d].\n",
              static_cast<int>(Pic.Time.nHours), static_cast<int>(Pic.Time.nMinutes),
              static_cast<int>(Pic.Time.nSeconds), static_cast<int>(Pic.Time.nFrames));
-    if (DropRuleOf(pContext->nVUIFramerate, Pic.Rule))
-        NumberDropFrames(Pic);
-    // The caller's other fields stay: only the digits are written.
+}
+
+// Only the generator's own fields, and only the digits: pNewSystemTC may lie in the context.
+static void HandOut(const Picture &Pic, SMPTE12M1_CONTEXT *pContext, vitc_t *pNewSystemTC) {
+    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, tDropFrameOccurred), Pic.Context.tDropFrameOccurred);
+    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, BackFillStateCount), Pic.Context.BackFillStateCount);
+    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, bExtraSkipAllowed), Pic.Context.bExtraSkipAllowed);
     vitc_t NewSystemTC = Fetch(pNewSystemTC);
     SetDigits(NewSystemTC, Pic.Time);
     Store(pNewSystemTC, NewSystemTC);
+}
+
+void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
+    const time_t tNow = time(nullptr);
+    const bool bWritable = TC_ASSERT(pNewSystemTC != NULL);
+    if (!TC_ASSERT(pContext != NULL) || !bWritable)
+        return;
+    Picture Pic{.Context = Fetch(pContext)};
+    const SMPTE12M1_CONTEXT &Context = Pic.Context;
+    if (!IsUsable(Context))
+        return;
+    const Hmsf OldSysTC = DigitsOf(Context.OldSystemTC);
+    const INT64 DiffTS64 = CalcPTSDiffEx(Context.OldTimestamp64, Timestamp64);
+    Pic.nTimeDelta = static_cast<UINT>(WrappingDifference(tNow, Context.tDropFrameOccurred));
+    Pic.nFrameDistance = RoundToFrames(DiffTS64, Context.PTSTicksPerFrame);
+    Pic.Time = MoveByFrames(OldSysTC, Pic.nFrameDistance, Context.nEncodedPictureRate);
+    TraceDistance(Pic, OldSysTC, DiffTS64, NewPoc);
+    if (DropRuleOf(Context.nVUIFramerate, Pic.Rule))
+        NumberDropFrames(Pic);
+    HandOut(Pic, pContext, pNewSystemTC);
 }

@@ -108,7 +108,7 @@ static void CarryForward(Request &Req, const KlvRow &Row) {
 
 static bool FormatTimecode(const Request &Req, const KlvRow &Row) {
     tc_private_t &Tc = *Req.pTc;
-    INT64 llUTC = UtcOf(*Req.pUTC);
+    INT64 llUTC = UtcOf(Fetch(Req.pUTC));
     vitc_t Vitc{};
     if (TimeCode_UTCToSMPTE12M(&llUTC, Req.nEncodedFrameRate, static_cast<ULONG>(static_cast<INT64>(Req.nVUIFrameRate)),
                                &Vitc) != TRUE) {

@@ -193,7 +193,7 @@ void RememberHandedOut(const Request &Req) {
 void TraceEnd(const Request &Req) {
     if (!TraceEnabled(DBG_LEVEL_DEBUG))
         return;
-    const unsigned nStatusByte = StatusByteOf(*Req.pUTC);
+    const unsigned nStatusByte = StatusByteOf(Fetch(Req.pUTC));
     TC_TRACE(DBG_LEVEL_DEBUG, Req.Revision.szEnd, Req.enTimecodeSource, nStatusByte,
              (nStatusByte & STATUS_NOT_LOCKED) != 0 ? "FLYWHEEL" : "LOCKED",
              (nStatusByte & STATUS_DISCONTINUITY) != 0 ? "DISCONTINUITY" : "NORMAL",

@@ -17,17 +17,15 @@
 namespace timecode {
 
 struct SystemTimeRow {
-    bool bTracesBase;            // every call says base, picture and distance
-    bool bSuccessBeforeTimecode; // the success message asks its throttle only, and not for the timecode
-    bool bRemembersRecord;       // the record is kept for the next call
-    time_t nThrottleSeconds;     // of the success message
+    bool bTracesBase;        // every call says base, picture and distance
+    bool bRemembersRecord;   // the record is kept for the next call
+    time_t nThrottleSeconds; // of the success message
     int nFormatFailureLevel;
     const char *szOk;
 };
 
 static constexpr SystemTimeRow PROFILE_62_TIME = {
     .bTracesBase = true,
-    .bSuccessBeforeTimecode = true,
     .bRemembersRecord = true,
     .nThrottleSeconds = 9,
     .nFormatFailureLevel = DBG_LEVEL_ERROR,
@@ -37,7 +35,6 @@ static constexpr SystemTimeRow PROFILE_62_TIME = {
 
 static constexpr SystemTimeRow PROFILE_20162_TIME = {
     .bTracesBase = false,
-    .bSuccessBeforeTimecode = false,
     .bRemembersRecord = false,
     .nThrottleSeconds = 4,
     .nFormatFailureLevel = DBG_LEVEL_INFO,
@@ -54,12 +51,12 @@ static INT64 &SharedUtc(MISP_UTC &Record) {
                                       offsetof(UTCPayload, llUTCTime));
 }
 
-static MISP_UTC MakeRecord(INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
+static MISP_UTC MakeRecord(const SystemTimeRow &Row, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
+    const INT64 llLastUTC = Row.bRemembersRecord ? LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
     MISP_UTC Record{};
     SetUtc(Record, llUTC);
     // A time from the system clock is never locked; without a discontinuity the previous time does not count.
-    SetStatusByte(Record, _GetMISPStatusByte(TRUE, FALSE, FALSE,
-                                             LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)), llUTC));
+    SetStatusByte(Record, _GetMISPStatusByte(TRUE, FALSE, FALSE, llLastUTC, llUTC));
     Record.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
     Record.nTimestamp64 = UnchangedEncoderPTS64;
     return Record;
@@ -87,11 +84,15 @@ static void TraceSuccess(const SystemTimeRow &Row, const MISP_UTC &Record, time_
 static bool FormatTimecode(const SystemTimeRow &Row, const MISP_UTC &Record, int nEncodedFrameRate, int nVUIFrameRate,
                            vitc_t *pVitcRecord) {
     INT64 llUTC = UtcOf(Record);
+    vitc_t Vitc{};
     if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, static_cast<ULONG>(static_cast<INT64>(nVUIFrameRate)),
-                               pVitcRecord) == TRUE)
-        return true;
-    TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
-    return false;
+                               &Vitc) != TRUE) {
+        TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
+        return false;
+    }
+    if (pVitcRecord != nullptr)
+        Store(pVitcRecord, Vitc);
+    return true;
 }
 
 static BOOL MakeSystemTime(const SystemTimeRow &Row, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
@@ -106,13 +107,11 @@ static BOOL MakeSystemTime(const SystemTimeRow &Row, time_t &tLastLogTime, int n
     if (Row.bTracesBase)
         TC_TRACE(DBG_LEVEL_INFO, "TCBasePTS64:%ld, UnchangedEncoderPTS64:%ld, Diff64:%ld.\n",
                  static_cast<long>(TCBasePTS64), static_cast<long>(UnchangedEncoderPTS64), static_cast<long>(llDiff64));
-    const MISP_UTC CurrentUTC = MakeRecord(WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64)), UnchangedEncoderPTS64);
+    const MISP_UTC CurrentUTC =
+        MakeRecord(Row, WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64)), UnchangedEncoderPTS64);
     Store(pUTC, CurrentUTC);
-    if (Row.bSuccessBeforeTimecode)
-        TraceSuccess(Row, CurrentUTC, tCurrent, tLastLogTime);
+    TraceSuccess(Row, CurrentUTC, tCurrent, tLastLogTime);
     const bool bFormatted = FormatTimecode(Row, CurrentUTC, nEncodedFrameRate, nVUIFrameRate, pVitcRecord);
-    if (!Row.bSuccessBeforeTimecode && bFormatted)
-        TraceSuccess(Row, CurrentUTC, tCurrent, tLastLogTime);
     if (Row.bRemembersRecord)
         RememberRecord(CurrentUTC);
     return bFormatted ? TRUE : FALSE;

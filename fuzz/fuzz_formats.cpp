@@ -1,0 +1,71 @@
+// Any bytes as an access unit, a KLV packet and a timecode text. What is read must survive being written again.
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "formats/klv.h"
+#include "formats/sei_writer.h"
+#include "formats/stamp_sei.h"
+#include "formats/vitc.h"
+
+using namespace encoder;
+
+static void Demand(bool bHolds, const char *szPromise) {
+    if (bHolds)
+        return;
+    std::fprintf(stderr, "broken promise: %s\n", szPromise);
+    std::abort();
+}
+
+static void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
+    const StampsRead Read = ReadStamps(Input, {bHevc, nLengthBytes});
+    for (const UtcStamp &Stamp : Read.Stamps) {
+        const auto Payload = BuildStampPayload(Stamp);
+        const StampReading Again = ReadStampPayload(Payload, false);
+        Demand(Again.enResult == ReadResult::Ok && Again.Stamp.llUTC == Stamp.llUTC &&
+                   Again.Stamp.nStatusByte == Stamp.nStatusByte,
+               "a time stamp reads back as it was written");
+    }
+}
+
+// The written time stamp comes first or last among those already there, whatever the access unit holds.
+static void WriteAccessUnit(Bytes Input) {
+    const UtcStamp Stamp{0x1F, 0x0000010000020003};
+    const std::vector<std::uint8_t> Output = InsertSei(Input, Stamp, TimecodeLabel{10, 20, 30, 5, false});
+    const bool bUnchanged = Output.size() == Input.size();
+    const StampsRead Before = ReadStamps(Input, {});
+    const StampsRead After = ReadStamps(Output, {});
+    Demand(bUnchanged || After.Stamps.size() >= Before.Stamps.size(), "no time stamp is lost by writing one");
+    bool bFound = bUnchanged;
+    for (const UtcStamp &Read : After.Stamps)
+        bFound = bFound || Read.llUTC == Stamp.llUTC;
+    Demand(bFound, "the written time stamp can be read");
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pBytes, std::size_t nSize) {
+    if (nSize < 1)
+        return 0;
+    const unsigned nKind = pBytes[0];
+    const Bytes Input(pBytes + 1, nSize - 1);
+    ReadAccessUnit(Input, (nKind & 1) != 0, static_cast<int>(nKind >> 1) % 5);
+    WriteAccessUnit(Input);
+    for (const std::int64_t llUTC : ReadLocalSets(Input).UTCs) {
+        const LocalSetsRead Again = ReadLocalSets(BuildLocalSet(llUTC));
+        Demand(Again.UTCs.size() == 1 && Again.UTCs[0] == llUTC, "a local set reads back as it was written");
+    }
+    const std::string_view szText(reinterpret_cast<const char *>(Input.data()), Input.size());
+    TimecodeFilter Filter(30000, 1001);
+    if (const auto Label = FromText(szText)) {
+        Demand(ToText(*Label) == szText, "a label's text reads back as it was written");
+        Filter.Offer(*Label, nSize);
+    }
+    for (std::size_t nAt = 0; nAt + 12 <= Input.size(); nAt += 12) {
+        std::uint32_t nValue = 0;
+        std::uint64_t nPTS = 0;
+        std::copy_n(Input.begin() + static_cast<std::ptrdiff_t>(nAt), 4, reinterpret_cast<std::uint8_t *>(&nValue));
+        std::copy_n(Input.begin() + static_cast<std::ptrdiff_t>(nAt) + 4, 8, reinterpret_cast<std::uint8_t *>(&nPTS));
+        if (const auto Label = FromSmpte12M(nValue, 30))
+            Filter.Offer(*Label, nPTS);
+    }
+    return 0;
+}

@@ -1,0 +1,54 @@
+// Writes the seed corpora into the folder named: one well-formed input of each kind.
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "formats/klv.h"
+#include "formats/nal.h"
+#include "formats/sei_writer.h"
+
+using namespace encoder;
+
+static void Write(const std::filesystem::path &File, const std::vector<std::uint8_t> &Content) {
+    std::filesystem::create_directories(File.parent_path());
+    std::ofstream Out(File, std::ios::binary);
+    Out.write(reinterpret_cast<const char *>(Content.data()), static_cast<std::streamsize>(Content.size()));
+    if (!Out.flush())
+        throw std::runtime_error("cannot write " + File.string());
+}
+
+static std::vector<std::uint8_t> WithKind(std::uint8_t nKind, std::vector<std::uint8_t> Content) {
+    Content.insert(Content.begin(), nKind);
+    return Content;
+}
+
+static std::vector<std::uint8_t> FromText(const std::string &szText) {
+    return {szText.begin(), szText.end()};
+}
+
+int main(int nArguments, char **pszArguments) {
+    if (nArguments != 2) {
+        std::cerr << "usage: " << pszArguments[0] << " FOLDER\n";
+        return 1;
+    }
+    const std::filesystem::path Folder = pszArguments[1];
+    const std::vector<std::uint8_t> Slice = {0, 0, 0, 1, 0x65, 0x88, 0x84, 0x00, 0x21};
+    Write(Folder / "formats/access-unit",
+          WithKind(0, InsertSei(Slice, UtcStamp{0x1F, 1'767'225'600'000'000}, TimecodeLabel{1, 2, 3, 4, true})));
+    Write(Folder / "formats/local-set", WithKind(0, BuildLocalSet(1'767'225'600'000'000)));
+    Write(Folder / "formats/label", WithKind(0, FromText("01:02:03;04")));
+    Write(Folder / "settings/plain", FromText("[SYSTEM]\nMISPRevision = 20162\n"));
+    Write(Folder / "settings/comments",
+          FromText("# a\r\n[OTHER]\r\nMISPRevision=1\r\n[SYSTEM] ; b\r\nMISPRevision=-7 # c"));
+    // Starts under each revision, then a run of queuing, retrieval and clock steps.
+    for (const int nRevision : {0, 1}) {
+        std::vector<std::uint8_t> Calls(512);
+        for (std::size_t nAt = 0; nAt < Calls.size(); ++nAt)
+            Calls[nAt] = static_cast<std::uint8_t>(nAt * (nRevision == 0 ? 37U : 101U) + nAt / 7);
+        Calls.back() = 0;
+        Write(Folder / "library" / (nRevision == 0 ? "calls-a" : "calls-b"), Calls);
+    }
+    return 0;
+}
