@@ -1,4 +1,5 @@
 // Any bytes as an access unit, a KLV packet and a timecode text. What is read must survive being written again.
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string_view>

@@ -1,9 +1,12 @@
 // Bytes become a sequence of calls with extreme arguments under a moving clock, start-up and shut-down among them.
 // After every call the library's state must be sound, and what it handed out must have been handed in.
 #include <fuzzer/FuzzedDataProvider.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <array>
 #include <cinttypes>
+#include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,6 +20,8 @@
 
 namespace {
 
+// libFuzzer keeps its own time by the same functions, so the fake clock runs inside a session only.
+bool g_bInSession = false;
 timespec g_tpClock{1'700'000'000, 0};
 bool g_bClockFails = false;
 
@@ -34,14 +39,28 @@ void Demand(bool bHolds, const char *szPromise, int nLine) {
 
 // The library's clock and services are these.
 extern "C" {
-int clock_gettime(clockid_t, timespec *pTime) {
+int clock_gettime(clockid_t nClock, timespec *pTime) {
+    if (!g_bInSession)
+        return static_cast<int>(syscall(SYS_clock_gettime, nClock, pTime));
     *pTime = g_tpClock;
     return g_bClockFails ? -1 : 0;
 }
+// Messages are formed, so that their arguments are read, but not printed.
+void _DoDbgPrintEx(HDBG, int, const char *, const char *, int, const char *szFormat, ...) {
+    char szMessage[1024];
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    DEMAND(vsnprintf(szMessage, sizeof szMessage, szFormat, Arguments) > 0);
+    va_end(Arguments);
+}
+void _DoAssert(const char *, const char *, const char *, int) {}
+void _DoTextAssert(const char *, const char *, int, const char *, ...) {}
 time_t time(time_t *ptNow) {
+    timespec tpNow{};
+    clock_gettime(CLOCK_REALTIME, &tpNow);
     if (ptNow != nullptr)
-        *ptNow = g_tpClock.tv_sec;
-    return g_tpClock.tv_sec;
+        *ptNow = tpNow.tv_sec;
+    return tpNow.tv_sec;
 }
 }
 
@@ -142,6 +161,7 @@ private:
     void Start() {
         const int enRevision = m_Data.ConsumeBool() ? MISP_PROFILE_62 : MISP_PROFILE_2016_2;
         TimecodeLib_Init(m_Data.ConsumeProbability<float>() < 0.05F ? m_Data.ConsumeIntegral<int>() : enRevision);
+        g_hTCLibDbg->nMaxLevel = m_Data.ConsumeBool() ? DBG_LEVEL_DEBUG : DBG_LEVEL_ERROR;
         for (auto &Queue : m_Queued)
             Queue.clear();
         m_bStarted = true;
@@ -366,13 +386,12 @@ private:
 
 } // namespace
 
-// The services speak only to themselves here: what they print is not under test.
-extern "C" void _DoAssert(const char *, const char *, const char *, int) {}
-
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
     FuzzedDataProvider Data(pBytes, nSize);
     g_tpClock = {1'700'000'000, 0};
     g_bClockFails = false;
+    g_bInSession = true;
     Session(Data).Run();
+    g_bInSession = false;
     return 0;
 }

@@ -24,7 +24,7 @@ static std::vector<std::uint8_t> WithKind(std::uint8_t nKind, std::vector<std::u
     return Content;
 }
 
-static std::vector<std::uint8_t> FromText(const std::string &szText) {
+static std::vector<std::uint8_t> TextBytes(const std::string &szText) {
     return {szText.begin(), szText.end()};
 }
 
@@ -38,10 +38,10 @@ int main(int nArguments, char **pszArguments) {
     Write(Folder / "formats/access-unit",
           WithKind(0, InsertSei(Slice, UtcStamp{0x1F, 1'767'225'600'000'000}, TimecodeLabel{1, 2, 3, 4, true})));
     Write(Folder / "formats/local-set", WithKind(0, BuildLocalSet(1'767'225'600'000'000)));
-    Write(Folder / "formats/label", WithKind(0, FromText("01:02:03;04")));
-    Write(Folder / "settings/plain", FromText("[SYSTEM]\nMISPRevision = 20162\n"));
+    Write(Folder / "formats/label", WithKind(0, TextBytes("01:02:03;04")));
+    Write(Folder / "settings/plain", TextBytes("[SYSTEM]\nMISPRevision = 20162\n"));
     Write(Folder / "settings/comments",
-          FromText("# a\r\n[OTHER]\r\nMISPRevision=1\r\n[SYSTEM] ; b\r\nMISPRevision=-7 # c"));
+          TextBytes("# a\r\n[OTHER]\r\nMISPRevision=1\r\n[SYSTEM] ; b\r\nMISPRevision=-7 # c"));
     // Starts under each revision, then a run of queuing, retrieval and clock steps.
     for (const int nRevision : {0, 1}) {
         std::vector<std::uint8_t> Calls(512);

@@ -10,8 +10,8 @@ const char *const HELP_TEXT =
   stamp-encoder --generate FILE [--rate R] [--duration S] [--drop SOURCE:FROM-TO] [--start-utc T]
 
 The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, hands each to the
-library with the PTS of its picture (Timecode_SetUTC), decodes, codes with libx264, and asks once for each coded picture,
-in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the picture:
+library with the PTS of its picture (Timecode_SetUTC), decodes, codes with libx264, and asks once for each coded
+picture, in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the picture:
 the UTC and its status byte as a MISB ST 0604 SEI message, a SMPTE 12M timecode with drop-frame numbering
 (Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and one that codes.
 
@@ -71,11 +71,11 @@ An input of one's own
   -h, --help        this text
   --version         the library's release
 
-Ctrl-C ends the run with a whole, playable output; a second one ends it at once. TIMECODE_TRACE_LEVEL=6 in the environment
-shows what the library does.
+Ctrl-C ends the run with a whole, playable output; a second one ends it at once. TIMECODE_TRACE_LEVEL=6 in the
+environment shows what the library does.
 
-Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept); 3 an output
-could not be written; 4 coding failed.
+Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept);
+3 an output could not be written; 4 coding failed.
 )";
 
 } // namespace encoder

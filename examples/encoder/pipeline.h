@@ -58,7 +58,6 @@ private:
 
     const int m_nInput;
     const Options &m_Options;
-    const std::atomic<bool> &m_bStop;
     Tally m_Tally;
     Demuxer m_Demuxer;
     const PictureRate m_Rate;

@@ -111,11 +111,11 @@ std::optional<unsigned> AppendWithoutPicTiming(std::vector<std::uint8_t> &Out, B
     return bWhole ? nPicStruct : std::nullopt;
 }
 
-void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &Stamp,
-                const std::optional<TimecodeLabel> &Label, unsigned nPicStruct) {
+void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &Stamp, const TimecodeLabel *pLabel,
+                unsigned nPicStruct) {
     std::vector<std::uint8_t> Sei = {SEI_NAL_HEADER};
-    if (Label)
-        AppendSeiMessage(Sei, SEI_PIC_TIMING, BuildPicTiming(nPicStruct <= MAX_PIC_STRUCT ? nPicStruct : 0, *Label));
+    if (pLabel != nullptr)
+        AppendSeiMessage(Sei, SEI_PIC_TIMING, BuildPicTiming(nPicStruct <= MAX_PIC_STRUCT ? nPicStruct : 0, *pLabel));
     if (Stamp)
         AppendSeiMessage(Sei, SEI_USER_DATA_UNREGISTERED, BuildStampPayload(*Stamp));
     AppendSei(Out, std::move(Sei));
@@ -125,7 +125,7 @@ void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &S
 
 std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcStamp> &Stamp,
                                     const std::optional<TimecodeLabel> &Label) {
-    const auto Shown = Label && Fits(*Label) ? Label : std::nullopt;
+    const TimecodeLabel *const pShown = Label && Fits(*Label) ? &*Label : nullptr;
     std::vector<std::uint8_t> Out;
     Out.reserve(AccessUnit.size() + 128);
     unsigned nPicStruct = 0;
@@ -134,10 +134,10 @@ std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcSta
     while (const auto Nal = Nals.Next()) {
         const int nType = NalType(*Nal, false);
         if (!bWritten && nType >= FIRST_SLICE_TYPE && nType <= LAST_SLICE_TYPE) {
-            AppendTime(Out, Stamp, Shown, nPicStruct);
+            AppendTime(Out, Stamp, pShown, nPicStruct);
             bWritten = true;
         }
-        if (Shown && !bWritten && IsSei(*Nal, false))
+        if (pShown != nullptr && !bWritten && IsSei(*Nal, false))
             nPicStruct = AppendWithoutPicTiming(Out, *Nal).value_or(nPicStruct);
         else
             AppendNal(Out, *Nal);

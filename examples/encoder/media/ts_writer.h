@@ -34,8 +34,6 @@ public:
     // Writes what is still buffered, ends and closes the file; again or unstarted: does nothing.
     void Finish();
 
-    const std::string &Path() const { return m_szPath; }
-
 private:
     AVStream &AddStream();
 

@@ -14,8 +14,6 @@ public:
     explicit Console(bool bStdoutIsData);
     ~Console(); // leaves no status line behind
 
-    bool IsTerminal() const { return m_bTerminal; }
-
     // A line that must be seen: an error.
     void Error(const std::string &szText);
     // A line for whoever is watching; written on a terminal only.
