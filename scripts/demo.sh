@@ -14,6 +14,7 @@ back; the status line and the picture at the end show what the library makes of 
                          generated video; may be given again. Instead of: 1:3-27 2:10-25.5 3:17-24
   --duration SECONDS     of the generated video (default 30)
   --rate RATE            of the generated video: 29.97 (default), 25, 50 or 59.94
+  --bframes NUMBER       B pictures between two others (default 0: carried time wants pictures in display order)
   --revision REVISION    20116 (default: carries time forward, fails over, recovers) or 20162
   --output FOLDER        where the results go (default demo-output)
 TEXT
@@ -22,12 +23,13 @@ TEXT
 drops=""
 duration=30
 rate=29.97
+bframes=0
 revision=20116
 output=""
 input=""
 while [ $# -gt 0 ]; do
     case $1 in
-    --drop | --duration | --rate | --revision | --output)
+    --drop | --duration | --rate | --bframes | --revision | --output)
         [ $# -ge 2 ] || {
             echo "$1 needs a value" >&2
             exit 1
@@ -36,6 +38,7 @@ while [ $# -gt 0 ]; do
         --drop) drops="$drops --drop $2" ;;
         --duration) duration=$2 ;;
         --rate) rate=$2 ;;
+        --bframes) bframes=$2 ;;
         --revision) revision=$2 ;;
         --output) output=$(realpath -m "$2") ;;
         esac
@@ -73,23 +76,22 @@ encoder=build/release/bin/stamp-encoder
 output=${output:-$PWD/demo-output}
 mkdir -p "$output"
 
+start_at=""
 if [ -z "$input" ]; then
     input=$output/input.ts
     # The video says that it begins a little later than now, so that coding it begins just when it says.
-    start=$(($(date +%s) + 15))
+    start=$(date -u -d '+12 seconds' +%Y-%m-%dT%H:%M:%SZ)
     echo "Generating $duration s of video with three kinds of time stamps ..."
     # shellcheck disable=SC2086 # a list of words
     "$encoder" --generate "$input" --duration "$duration" --rate "$rate" $drops \
-        --start-utc "$(date -u -d "@$start" +%Y-%m-%dT%H:%M:%SZ)" >/dev/null
-    left=$((start - $(date +%s)))
-    [ "$left" -le 0 ] || {
-        echo "Waiting $left s for the time that the video says ..."
-        sleep "$left"
-    }
+        --start-utc "$start" >/dev/null
+    start_at="--start-at $start"
 fi
 
 echo "Coding in real time, revision $revision, switching allowed ..."
-"$encoder" "$input" -o "$output/stamped.ts" --csv "$output/times.csv" --realtime --revision "$revision" --switching
+# shellcheck disable=SC2086 # an option with its value
+"$encoder" "$input" -o "$output/stamped.ts" --csv "$output/times.csv" --realtime $start_at --revision "$revision" \
+    --switching --bframes "$bframes"
 scripts/timeline.sh "$output/times.csv" "$output/timeline.png"
 
 cat <<TEXT

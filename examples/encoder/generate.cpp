@@ -1,5 +1,5 @@
 // Makes an input for a machine that has none: a moving test pattern that carries its time in three ways at once.
-// All three say the same: picture n is n picture periods after the first, and its timecode is the local time of day.
+// All three say the same: picture n is n picture periods after the first, and its timecode is the UTC time of day.
 #include "generate.h"
 
 #include <algorithm>
@@ -8,14 +8,15 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <new>
 
+#include "clock_api.h"
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
 #include "formats/vitc.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
+#include "report/utc_text.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>
@@ -62,19 +63,6 @@ std::int64_t WholeSecondNow() {
     return std::chrono::floor<std::chrono::seconds>(Now).count() * USEC_PER_SECOND;
 }
 
-std::time_t SecondOf(std::int64_t llUTC) {
-    const bool bBefore = llUTC % USEC_PER_SECOND < 0;
-    return llUTC / USEC_PER_SECOND - (bBefore ? 1 : 0);
-}
-
-std::string UtcText(std::int64_t llUTC) {
-    const std::time_t tSecond = SecondOf(llUTC);
-    std::tm Date = {};
-    std::array<char, 64> Text = {};
-    const bool bHasDate = gmtime_r(&tSecond, &Date) != nullptr;
-    return bHasDate && std::strftime(Text.data(), Text.size(), "%Y-%m-%dT%H:%M:%SZ", &Date) > 0 ? Text.data() : "?";
-}
-
 // Where a line cannot be written, nobody reads it; the file is what counts.
 void Say(std::FILE *pWhere, const std::string &szLine) {
     (void)std::fprintf(pWhere, "%s\n", szLine.c_str());
@@ -114,16 +102,14 @@ private:
         return av_rescale(nPicture, m_Period.num * nPerSecond, m_Period.den);
     }
 
-    // The local time of day at which the first picture is taken, on the next number that exists.
+    // The UTC time of day at which the first picture is taken, on the next number that exists. UTC, because the library
+    // takes the time of day of a timecode as it stands.
     TimecodeLabel FirstLabel() const {
-        const std::int64_t nUsec = (m_llStartUTC % USEC_PER_SECOND + USEC_PER_SECOND) % USEC_PER_SECOND;
-        const std::time_t tSecond = SecondOf(m_llStartUTC);
-        std::tm Local = {};
-        if (localtime_r(&tSecond, &Local) == nullptr)
-            throw Failure(ExitCode::Usage,
-                          "the start time has no local date; give one between the years 1970 and 9999");
-        TimecodeLabel First = {Local.tm_hour, Local.tm_min, std::min(Local.tm_sec, 59),
-                               static_cast<int>(nUsec * m_nRate / USEC_PER_SECOND), HasDropFrame()};
+        date_time_t Time{};
+        ClockCvtUtc2DateTime(m_llStartUTC, &Time);
+        TimecodeLabel First = {Time.hour, Time.min, Time.sec,
+                               static_cast<int>(std::int64_t{Time.microsec} * m_nRate / USEC_PER_SECOND),
+                               HasDropFrame()};
         while (!IsValid(First, m_nRate))
             ++First.nFrames;
         return First;

@@ -37,6 +37,7 @@ Input
                     one with every UTC. 0x1F says: locked to the reference
   --rate R          picture rate, such as 25 or 30000/1001, when the input says a wrong one
   --realtime        read the input at the pace of its PTS, as a live video comes
+  --start-at T      the same, with the first picture due at the UTC time T, such as 2024-05-01T23:59:50Z
 
 Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are

@@ -94,7 +94,7 @@ PictureRate ParseRate(const char *szText) {
     return *Parsed;
 }
 
-INT64 ParseUTC(const char *szText) {
+INT64 ParseUTC(const char *szText, const char *szOption) {
     date_time_t Time{};
     int nLength = 0;
     INT64 llUTC = 0;
@@ -103,7 +103,7 @@ INT64 ParseUTC(const char *szText) {
         nLength > 0 && szText[nLength] == '\0' && ClockCvtDateTime2Utc(&Time, &llUTC) == CLOCK_OK) {
         return llUTC;
     }
-    Refuse(std::string("--start-utc '") + szText + "': a time such as 2024-05-01T23:59:50Z is expected");
+    Refuse(std::string(szOption) + " '" + szText + "': a time such as 2024-05-01T23:59:50Z is expected");
 }
 
 DropOut ParseDropOut(std::string_view Text) {
@@ -156,6 +156,11 @@ const OptionRow OPTION_ROWS[] = {
          Out.Result.nLdsStatus = static_cast<BYTE>(ParseNumber(sz, 0, 0xFF, "--lds-status"));
      }},
     {"realtime", no_argument, [](Reading &Out, const char *) { Out.Result.bRealtime = true; }},
+    {"start-at", required_argument,
+     [](Reading &Out, const char *sz) {
+         Out.Result.bRealtime = true;
+         Out.Result.llStartAtUTC = ParseUTC(sz, "--start-at");
+     }},
     {"revision", required_argument, [](Reading &Out, const char *sz) { Out.Result.enRevision = ParseRevision(sz); }},
     {"source", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.enSource = ParseWord(sz, SOURCES, "--source"); }},
@@ -188,7 +193,7 @@ const OptionRow OPTION_ROWS[] = {
     {"drop", required_argument,
      [](Reading &Out, const char *sz) { GenerateSetting(Out).DropOuts.push_back(ParseDropOut(sz)); }},
     {"start-utc", required_argument,
-     [](Reading &Out, const char *sz) { GenerateSetting(Out).llStartUTC = ParseUTC(sz); }},
+     [](Reading &Out, const char *sz) { GenerateSetting(Out).llStartUTC = ParseUTC(sz, "--start-utc"); }},
 };
 
 void RefuseSameFile(const std::string &szInput, const std::string &szOutput) {

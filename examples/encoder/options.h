@@ -25,6 +25,7 @@ struct Options {
     BYTE nLdsStatus = 0x1F;
     std::optional<PictureRate> Rate; // else what the input says
     bool bRealtime = false;
+    std::optional<int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once
 
     int enRevision = MISP_PROFILE_2016_2;
     int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;

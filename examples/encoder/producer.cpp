@@ -22,7 +22,7 @@ Producer::Producer(int nInput, const Options &Settings, const PictureRate &Rate,
     : m_bRealtime(Settings.bRealtime), m_Demuxer(In), m_Queue(Out), m_Tally(Counts), m_bStop(bStop),
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc),
-      m_Intake(nInput, Settings, In.Video(), Rate, Counts),
+      m_Intake(nInput, Settings, In.Video(), Rate, Counts), m_Pacer(Settings.llStartAtUTC),
       m_nHeld(Settings.bRealtime ? HELD_PICTURES_LIVE : HELD_PICTURES) {}
 
 void Producer::Run() {

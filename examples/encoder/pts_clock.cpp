@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <thread>
 
+#include "clock_api.h"
+
 namespace encoder {
 
 namespace {
@@ -29,8 +31,15 @@ std::int64_t PtsUnwrapper::Unwrap(std::uint64_t nStreamPTS) {
     return llPTS;
 }
 
+std::chrono::microseconds Pacer::DelayOfFirst() const {
+    return std::chrono::microseconds(m_llStartAtUTC ? std::max<std::int64_t>(*m_llStartAtUTC - ClockGetUtc(), 0) : 0);
+}
+
 void Pacer::WaitUntilDue(std::int64_t llPTS, const std::atomic<bool> &bStop) {
-    if (!m_LastPTS || llPTS < *m_LastPTS || llPTS - *m_LastPTS > LARGEST_PAUSE) {
+    if (!m_LastPTS) {
+        m_Start = Clock::now() + DelayOfFirst();
+        m_llStartPTS = llPTS;
+    } else if (llPTS < *m_LastPTS || llPTS - *m_LastPTS > LARGEST_PAUSE) {
         m_Start = Clock::now();
         m_llStartPTS = llPTS;
     }

@@ -33,12 +33,18 @@ private:
 // Holds a thread up until a picture is due, as a camera would have delivered it.
 class Pacer {
 public:
-    // Returns early when bStop is set. The first picture, and one after a jump of the PTS, is due at once.
+    // The first picture is due at this UTC (microseconds since 1970), or at once without it.
+    explicit Pacer(std::optional<std::int64_t> llStartAtUTC) : m_llStartAtUTC(llStartAtUTC) {}
+
+    // Returns early when bStop is set. A picture after a jump of the PTS is due at once.
     void WaitUntilDue(std::int64_t llPTS, const std::atomic<bool> &bStop);
 
 private:
     using Clock = std::chrono::steady_clock;
 
+    std::chrono::microseconds DelayOfFirst() const;
+
+    const std::optional<std::int64_t> m_llStartAtUTC;
     Clock::time_point m_Start;
     std::int64_t m_llStartPTS = 0;
     std::optional<std::int64_t> m_LastPTS;

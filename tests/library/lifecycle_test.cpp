@@ -87,11 +87,12 @@ TEST_F(Lifecycle, StatisticsShowNoSourceUntilOneIsChosenAndResetKeepsTheSource) 
     EXPECT_EQ(Timecode_ResetStats(0), TRUE);
     EXPECT_EQ(Stats(0), "1/0");
     const std::string sEpoch = std::to_string(-StartUsec());
-    const std::string sBefore = std::to_string(-StartUsec() - 1);
     Queue(1, 12600, (sEpoch + " 1f").c_str());
     EXPECT_EQ(Text(Ask({1, 12600, TRUE})), "1 " + sEpoch + " 1f 12600 1 00:00:00:00") << "not compared with 0";
-    Queue(1, 16200, (sBefore + " 1f").c_str());
-    EXPECT_EQ(Text(Ask({1, 16200, TRUE})), "1 " + sBefore + " 7f 16200 1 23:59:59:24") << "forgotten more than once";
+    Queue(1, 16200, "500 1f");
+    Ask({1, 16200, TRUE});
+    Queue(1, 19800, "400 1f");
+    EXPECT_EQ(Text(Ask({1, 19800, TRUE})), "1 400 7f 19800 1 12:00:00:00") << "forgotten more than once";
     TimecodeLib_Shutdown();
     TimecodeLib_Init(MISP_PROFILE_62);
     EXPECT_EQ(Stats(0), "57005/0") << "a new start kept old state";
@@ -173,9 +174,11 @@ TEST_F(Lifecycle, EveryLockAndUnlockIsBracketedByThreadStates) {
     }
 }
 
-// A silent high-precision time of 1970, so that the date check warns.
-void AskBefore2000(int nInput) {
-    Queue(1, 9000, (std::to_string(-StartUsec()) + " 1f").c_str(), nInput);
+constexpr INT64 YEAR_2000_USEC = 946'684'800'000'000;
+
+// A silent high-precision time, so that its date is checked.
+void AskSilentAt(INT64 llUTC, int nInput) {
+    Queue(1, 9000, (std::to_string(llUTC - StartUsec()) + " 1f").c_str(), nInput);
     Ask({.nPts = 9000, .nInput = nInput});
     Ask({.nPts = 900000, .nInput = nInput});
 }
@@ -221,7 +224,8 @@ TEST_F(Lifecycle, RepeatedMessagesAreThrottledPerInputOrForAll) {
         {20116, 4, false, "6 Timecode source:4, is system time.", AskFor(4)},
         {20116, 9, true, "6 Success getting system UTC:H:M:S:mS:(12:00:00.000). UTC64:", System},
         {20116, 4, true, "7 Recovery - enConfiguredMISBTimeSource:1, enCurrentTimecodeSouce:", AskFor(1, TRUE)},
-        {20116, 9, true, "4 Year:1970 is below 2000.", AskBefore2000},
+        {20116, 9, true, "4 Year:1999 is below 2000.",
+         [](int nInput) { AskSilentAt(YEAR_2000_USEC - 3'600'000'000, nInput); }},
         {20116, 4, true, "7 Sucessfully converted UTC:0", [](int) { ConvertUsec(0); }},
         {20116, 29, true, "4 Date information might be wrong on system! UTC:0", [](int) { ConvertUsec(0); }},
         {20162, 4, false, "6 enConfigMISBTimesource:0(None), enInputInterface:", AskFor(0)},
@@ -255,6 +259,13 @@ TEST_F(Lifecycle, RepeatedMessagesAreThrottledPerInputOrForAll) {
         EXPECT_EQ(Passes(3 * nPeriod - 1, 0), 0) << "a suppressed message must move the throttle";
         EXPECT_EQ(Passes(-100, 0), 0) << "clock set back";
         EXPECT_EQ(Passes(3 * nPeriod, 0), 1);
+    }
+}
+
+TEST_F(Lifecycle, OnlyYearsBefore2000AreWarnedAbout) {
+    for (const int nEarlier : {0, 1}) {
+        AskSilentAt(YEAR_2000_USEC - nEarlier, nEarlier);
+        EXPECT_EQ(CountTraces("4 Year:1999 is below 2000."), nEarlier);
     }
 }
 

@@ -230,11 +230,15 @@ TEST_F(Profile62, FlagsOfATimecodeAreHandedOnAndCarriedWhileItIsSilent) {
     Payload.vitc = Timecode("12:00:00:00");
     Payload.vitc.TimeStampAssociated = 0x12345678;
     Payload.vitc.Flag1 = Payload.vitc.VitcCrc = Payload.vitc.BinaryGroups.BinaryGroup8 = 9;
+    SetClockMs(250);
     Timecode_SetUTC(0, 2, 9000, &Payload);
     for (const UINT64 nPts : {9000U, 12600U}) {
-        vitc_t Got = Ask({2, nPts}).Vitc;
+        const Answer Answered = Ask({2, nPts});
+        vitc_t Got = Answered.Vitc;
         Got.FrameUnits = 0;
         EXPECT_EQ(memcmp(&Got, &Payload.vitc, offsetof(vitc_t, BinaryGroups) + sizeof(vitc_bg_t)), 0) << nPts;
+        EXPECT_EQ(Answered.Utc.tpInsertionTime.tv_nsec, 250'000'000) << nPts;
+        SetClockMs(290);
     }
 }
 
@@ -366,8 +370,8 @@ TEST_F(Profile62, ATimecodeAfterKlvTimesCountsFromTheirLastPicture) {
         INT64 nInsertedMs; // -1: never
     } Rows[] = {
         {3, false, 16301, "1 80000 1f 16201 2 12:00:00:02", -1}, // from the record's PTS, 9100
-        {3, true, 16301, "1 80000 1f 16301 2 12:00:00:02", -1}, // from the advanced PTS, 12700
-        {1, true, 16201, "1 80000 1f 16201 2 12:00:00:02", 40}, // from the picture's PTS, 12600
+        {3, true, 16301, "1 80000 1f 16301 2 12:00:00:02", -1},  // from the advanced PTS, 12700
+        {1, true, 16201, "1 80000 1f 16201 2 12:00:00:02", 40},  // from the picture's PTS, 12600
     };
     for (const auto &Row : Rows) {
         TimecodeLib_Shutdown();
@@ -385,13 +389,26 @@ TEST_F(Profile62, ATimecodeAfterKlvTimesCountsFromTheirLastPicture) {
 }
 
 TEST_F(Profile62, AKlvTimeAfterTimecodeIsCarriedFromTheSharedPayload) {
-    TCPayload Payload = {};
-    Payload.vitc = Timecode("12:34:56:07");
-    Timecode_SetUTC(0, 2, 9000, &Payload);
-    Ask({2, 9000}); // the working record now holds a timecode, read as UTC when the source is changed by hand
-    SetClockMs(40);
-    const Answer Got = Ask({1, 90000});
-    EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime, Payload.KLVTC.llUTCTime + 40'000);
+    const struct {
+        int enSource;
+        bool bLost; // no source in between: then LDS goes on from the timecode's time
+    } Rows[] = {{1, false}, {1, true}, {3, false}, {3, true}};
+    for (const auto &Row : Rows) {
+        const int nInput = Row.enSource + Row.bLost - 1;
+        TCPayload Payload = {};
+        Payload.vitc = Timecode("12:34:56:07");
+        SetClockMs(0);
+        Timecode_SetUTC(nInput, 2, 9000, &Payload);
+        Answer Got = Ask({.enSource = 2, .nPts = 9000, .nInput = nInput}); // the working record now holds a timecode
+        INT64 llBase = Payload.KLVTC.llUTCTime;                            // which a silent KLV source reads as UTC
+        if (Row.bLost)
+            Ask({.enSource = 0, .nInput = nInput});
+        if (Row.bLost && Row.enSource == 3)
+            llBase = Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime;
+        SetClockMs(40);
+        Got = Ask({.enSource = Row.enSource, .nPts = 90000, .nInput = nInput});
+        EXPECT_EQ(Got.Utc.MotionImageryTimestamp.KLVTC.llUTCTime, llBase + 40'000) << Row.enSource << Row.bLost;
+    }
 }
 
 TEST_F(Profile62, TheCursorIsSharedWithTheSearch) {
@@ -430,16 +447,46 @@ TEST_F(Profile62, SwitchCheckMovesOnAfterMoreThan5000Ms) {
     EXPECT_EQ(CountTraces("7 Timecode source:1, Failed to extract timecode for:5.001000000s. Defined Period:5000 ms "
                           "before failure is announced."),
               1);
-    for (const BOOL bSwitch : {FALSE, TRUE}) { // timecode alone proves itself only where switching is allowed
-        const int nInput = bSwitch ? 1 : 2;
-        int enSource = 2;
-        for (const INT64 nMs : {100'000, 103'000, 106'000}) {
+}
+
+TEST_F(Profile62, AUsedTimeStampProvesItsSourceGood) {
+    const struct {
+        int enRevision, enSource;
+        BOOL bSwitch;
+        INT64 nGoodMs; // from when the 5000 ms count: the first or the second picture
+    } Rows[] = {{20116, 1, FALSE, 3000}, {20116, 3, FALSE, 3000}, {20116, 2, FALSE, 0},    {20116, 2, TRUE, 3000},
+                {20116, 1, 2, 3000},     {20162, 1, FALSE, 3000}, {20162, 2, FALSE, 3000}, {20162, 3, FALSE, 3000}};
+    for (const auto &Row : Rows) {
+        TimecodeLib_Shutdown();
+        StartDay(Row.enRevision);
+        for (const INT64 nMs : {0, 3000}) {
             SetClockMs(nMs);
-            Queue(2, 9000, "12:00:00:00", nInput);
-            Ask({.enSource = 2, .nPts = 9000, .bSwitch = bSwitch, .nInput = nInput});
+            Queue(Row.enSource, 9000, "12:00:00:00");
+            Ask({Row.enSource, 9000, Row.bSwitch});
         }
-        _VerifyTimeSourceSwitch(nInput, TRUE, &enSource);
-        EXPECT_EQ(enSource, bSwitch ? 2 : 3);
+        for (const int nLate : {0, 1}) {
+            SetClockMs(Row.nGoodMs + 5000 + nLate);
+            int enSource = TCSOURCE_SYSTEM_TIMESTAMP;
+            _VerifyTimeSourceSwitch(0, TRUE, &enSource);
+            EXPECT_EQ(enSource, nLate ? 0 : 4) << Row.enRevision << " " << Row.enSource << " " << Row.bSwitch;
+        }
+    }
+}
+
+TEST_F(Profile62, SilenceCountsFromTheFirstPictureAndFromARecovery) {
+    Ask({1, 9000, TRUE});
+    EXPECT_EQ(Stats(0), "1/1") << "silent since the first picture only";
+    const struct {
+        INT64 nMs;
+        bool bSeen; // the picture has a high-precision record
+        const char *szStats;
+    } Rows[] = {{1000, true, "4/1"},  {1751, true, "1/2"}, {6751, false, "1/2"},
+                {6752, false, "2/4"}, {6800, true, "2/4"}, {7551, true, "1/5"}}; // each recovery waits anew
+    Queue(1, 9000, "0 1f", 1);
+    for (const auto &Row : Rows) {
+        SetClockMs(Row.nMs);
+        Ask({.enSource = 4, .nPts = Row.bSeen ? 9000U : 90000U, .bSwitch = TRUE, .nInput = 1});
+        EXPECT_EQ(Stats(1), Row.szStats) << Row.nMs << " ms";
     }
 }
 

@@ -49,7 +49,8 @@ TEST_F(QueueTest, EachSourceStoresItsViewOfThePayload) {
     Timecode_SetUTC(0, 3, UINT64_MAX, &Full);
     TCPayload Klv;
     memset(&Klv, 0, sizeof(Klv));
-    Klv.KLVTC = {0x3F, -5};
+    Klv.KLVTC.MISPStatusByte = 0x3F; // field by field, so that the bytes between them stay 0
+    Klv.KLVTC.llUTCTime = -5;
     Timecode_SetUTC(0, 1, 9000, &Klv);
     TCPayload Expected = Full;
     Expected.KLVTC.MISPStatusByte = 0x3F;
