@@ -196,10 +196,9 @@ private:
     }
 
     bool WasQueued(int nInput, const MISP_UTC &Record) const {
-        for (const Queued &Stamp : m_Queued[static_cast<size_t>(nInput)]) {
+        for (const Queued &Stamp : m_Queued[static_cast<size_t>(nInput)])
             if (SameTime(Stamp, Record))
                 return true;
-        }
         return false;
     }
 

@@ -12,9 +12,8 @@
 namespace encoder {
 
 std::optional<UtcStamp> PictureTime::Stamp() const {
-    if (!bTimed || !bHasUTC) {
+    if (!bTimed || !bHasUTC)
         return std::nullopt;
-    }
     const UTCPayload &Payload = Record.MotionImageryTimestamp.KLVTC;
     return UtcStamp{Payload.MISPStatusByte, Payload.llUTCTime};
 }
@@ -55,9 +54,8 @@ PictureTime Encoding::AskForTime(UINT64 nPTS) {
     // leaves the timecode of a UTC to the caller.
     const bool bConverts = m_Options.enRevision == MISP_PROFILE_62;
     Time.bHasUTC = bConverts || Time.Record.enTimecodeSource != TCSOURCE_SMPTE12M_TIMESTAMP;
-    if (Time.bTimed && !bConverts && Time.bHasUTC) {
+    if (Time.bTimed && !bConverts && Time.bHasUTC)
         Time.Timecode = TimecodeOfUTC(Time.Record.MotionImageryTimestamp.KLVTC.llUTCTime);
-    }
     return Time;
 }
 
@@ -81,15 +79,13 @@ BOOL Encoding::AskLibrary(UINT64 nPTS, PictureTime &Time) {
 // A kept cursor that has lost its picture (one was damaged on the way) would stay behind for good: it is cleared too.
 void Encoding::KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time) {
     const bool bMissed = Time.Record.nTimestamp64 != nPTS;
-    if (!m_Coding.bKeepCursor || bMissed) {
+    if (!m_Coding.bKeepCursor || bMissed)
         m_pRecordCursor = nullptr;
-    }
 }
 
 TimecodeLabel Encoding::GenerateTimecode(const PictureTime &Time, UINT64 nPTS) {
-    if (!m_Generator.IsSeeded()) {
+    if (!m_Generator.IsSeeded())
         m_Generator.Seed(Time.bTimed ? Time.Timecode : TimecodeOfUTC(m_llBaseUTC), nPTS);
-    }
     return m_Generator.Next(nPTS);
 }
 

@@ -31,9 +31,8 @@ public:
     bool Push(Picture Item) {
         std::unique_lock Lock(m_Mutex);
         m_Changed.wait(Lock, [this] { return m_bAbandoned || m_Items.size() < CAPACITY; });
-        if (m_bAbandoned) {
+        if (m_bAbandoned)
             return false;
-        }
         m_Items.push_back(std::move(Item));
         m_Changed.notify_all();
         return true;
@@ -43,9 +42,8 @@ public:
     std::optional<Picture> Pop() {
         std::unique_lock Lock(m_Mutex);
         m_Changed.wait(Lock, [this] { return m_bEnded || !m_Items.empty(); });
-        if (m_Items.empty()) {
+        if (m_Items.empty())
             return std::nullopt;
-        }
         Picture Item = std::move(m_Items.front());
         m_Items.pop_front();
         m_Changed.notify_all();

@@ -107,9 +107,8 @@ private:
     TimecodeLabel FirstLabel() const {
         date_time_t Time{};
         ClockCvtUtc2DateTime(m_llStartUTC, &Time);
-        TimecodeLabel First = {Time.hour, Time.min, Time.sec,
-                               static_cast<int>(std::int64_t{Time.microsec} * m_nRate / USEC_PER_SECOND),
-                               HasDropFrame()};
+        const std::int64_t nFrames = std::int64_t{Time.microsec} * m_nRate / USEC_PER_SECOND;
+        TimecodeLabel First = {Time.hour, Time.min, Time.sec, static_cast<int>(nFrames), HasDropFrame()};
         while (!IsValid(First, m_nRate))
             ++First.nFrames;
         return First;

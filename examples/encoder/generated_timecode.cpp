@@ -40,11 +40,10 @@ void GeneratedTimecode::Seed(const vitc_t &FirstPicture, UINT64 nPTS) {
         m_nSkipPTS = nPTS;
     }
     TimecodeLabel Before = First;
-    if (First.nFrames > 0) {
+    if (First.nFrames > 0)
         Before.nFrames--;
-    } else {
+    else
         Before = FromFrameCount(ToFrameCount(First, nRate) - 1, nRate, bDropFrame);
-    }
     m_Context.OldSystemTC = ToVitc(Before);
     m_Context.OldTimestamp64 = StreamPTS(static_cast<INT64>(nPTS) - static_cast<INT64>(m_Rate.nTicksPerFrame));
     m_nFirstPTS = nPTS;

@@ -26,9 +26,8 @@ std::atomic<bool> g_bStop{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
 void HandleStopSignal(int nSignal) {
-    if (g_bStop.exchange(true)) {
+    if (g_bStop.exchange(true))
         _exit(128 + nSignal);
-    }
 }
 
 void Handle(int nSignal, void (*pfnHandler)(int)) {
@@ -83,9 +82,8 @@ ExitCode Run::Carry() {
     OpenInputs();
     OpenOutputs();
     m_Start = Clock::now();
-    for (const auto &Input : m_Pipelines) {
+    for (const auto &Input : m_Pipelines)
         Input->Start(*m_Table, m_Outcome);
-    }
     Watch();
     Close();
     return m_Outcome.Code();
@@ -93,22 +91,19 @@ ExitCode Run::Carry() {
 
 // All inputs are open before anything is written: a wrong name costs no output.
 void Run::OpenInputs() {
-    for (size_t n = 0; n < m_Options.Inputs.size(); n++) {
+    for (size_t n = 0; n < m_Options.Inputs.size(); n++)
         m_Pipelines.push_back(std::make_unique<Pipeline>(static_cast<int>(n), m_Options, m_Console, g_bStop));
-    }
 }
 
 void Run::OpenOutputs() {
     m_Table.emplace(m_Options.szCsv);
     for (size_t n = 0; n < m_Pipelines.size(); n++) {
-        if (m_Writers.empty() || m_Options.WritesFilePerInput()) {
+        if (m_Writers.empty() || m_Options.WritesFilePerInput())
             m_Writers.push_back(std::make_unique<TsWriter>(m_Options.OutputOf(n)));
-        }
         m_Pipelines[n]->AddTo(*m_Writers.back());
     }
-    for (const auto &Writer : m_Writers) {
+    for (const auto &Writer : m_Writers)
         Writer->Start();
-    }
 }
 
 void Run::Watch() {
@@ -119,51 +114,45 @@ void Run::Watch() {
             std::string szStatus;
             for (const auto &Input : m_Pipelines) {
                 szStatus += (szStatus.empty() ? "" : " | ") + Input->Counts().Status(Seconds());
-                if (g_bStop) {
+                if (g_bStop)
                     Input->Interrupt();
-                }
             }
             m_Console.Status(szStatus);
             NextStatus += STATUS_PERIOD;
         }
         std::this_thread::sleep_for(WATCH_PERIOD);
     }
-    for (const auto &Input : m_Pipelines) {
+    for (const auto &Input : m_Pipelines)
         Input->Join();
-    }
 }
 
 void Run::Close() {
     const double Elapsed = Seconds();
     try {
-        for (const auto &Writer : m_Writers) {
+        for (const auto &Writer : m_Writers)
             Writer->Finish();
-        }
         m_Table->Finish();
     } catch (const Failure &Failed) {
         // A full disk has been told about by the thread that met it.
-        if (m_Outcome.Code() != ExitCode::Output) {
+        if (m_Outcome.Code() != ExitCode::Output)
             m_Outcome.Record(Failed);
-        }
     }
     for (const auto &Input : m_Pipelines) {
-        if (Input->Counts().Times(Event::PictureCoded) == 0 && m_Outcome.Code() == ExitCode::Ok && !g_bStop) {
+        if (Input->Counts().Times(Event::PictureCoded) == 0 && m_Outcome.Code() == ExitCode::Ok && !g_bStop)
             m_Outcome.Record(Failure(ExitCode::Input, "no picture of an input could be coded; see the counts"));
-        }
         m_Console.Summary(Input->Counts().Summary(Elapsed));
     }
 }
 
 ExitCode RunProgram(const Options &Settings, Console &Out) {
-    if (Settings.bHelp) {
+    if (Settings.bHelp)
         std::fputs(HELP_TEXT, stdout);
-    } else if (Settings.bVersion) {
+    else if (Settings.bVersion)
         std::printf("stamp-encoder %s\n", TIMECODE_VERSION_STRING);
-    } else if (Settings.Generate) {
+    else if (Settings.Generate)
         return static_cast<ExitCode>(GenerateInput(*Settings.Generate, g_bStop));
-    } else {
+    else
         return Run(Settings, Out).Carry();
-    }
     return ExitCode::Ok;
 }
 

@@ -31,11 +31,10 @@ Number ParseNumber(std::string_view Text, Number Lowest, Number Highest, const c
     const char *const pEnd = Text.data() + Text.size();
     Number Value{};
     std::from_chars_result Result{};
-    if constexpr (std::is_integral_v<Number>) {
+    if constexpr (std::is_integral_v<Number>)
         Result = std::from_chars(pBegin, pEnd, Value, bHex ? 16 : 10);
-    } else {
+    else
         Result = std::from_chars(pBegin, pEnd, Value);
-    }
     if (Result.ec != std::errc() || Result.ptr != pEnd || !(Value >= Lowest && Value <= Highest)) {
         Refuse(std::string(szWhat) + " '" + std::string(Text) + "': a number from " + std::to_string(Lowest) + " to " +
                std::to_string(Highest) + " is expected");
@@ -52,9 +51,8 @@ template <size_t N>
 int ParseWord(const char *szText, const Word (&Words)[N], const char *szWhat) {
     std::string szExpected;
     for (const Word &Candidate : Words) {
-        if (Candidate.Text == szText) {
+        if (Candidate.Text == szText)
             return Candidate.nValue;
-        }
         szExpected += (szExpected.empty() ? "" : ", ") + std::string(Candidate.Text);
     }
     Refuse(std::string(szWhat) + " '" + szText + "': one of " + szExpected + " is expected");
@@ -71,9 +69,8 @@ constexpr Word REVISIONS[] = {{"20116", MISP_PROFILE_62}, {"20162", MISP_PROFILE
 
 int ParseRevision(const char *szText) {
     int enRevision = ParseWord(szText, REVISIONS, "--revision");
-    if (enRevision == 0) {
+    if (enRevision == 0)
         Timecode_GetMISPRevisionFromSystemSettings(&enRevision);
-    }
     if (enRevision != MISP_PROFILE_62 && enRevision != MISP_PROFILE_2016_2) {
         Refuse("the settings file asks for MISP revision " + std::to_string(enRevision) +
                "; 20116 or 20162 is expected");
@@ -84,9 +81,8 @@ int ParseRevision(const char *szText) {
 PictureRate ParseRate(const char *szText) {
     AVRational Rate{};
     std::optional<PictureRate> Parsed;
-    if (av_parse_video_rate(&Rate, szText) >= 0) {
+    if (av_parse_video_rate(&Rate, szText) >= 0)
         Parsed = MakePictureRate(Rate);
-    }
     if (!Parsed) {
         Refuse(std::string("--rate '") + szText +
                "': pictures a second, such as 25, 29.97 or 30000/1001, are expected");
@@ -98,11 +94,11 @@ INT64 ParseUTC(const char *szText, const char *szOption) {
     date_time_t Time{};
     int nLength = 0;
     INT64 llUTC = 0;
+    // NOLINTNEXTLINE(cert-err34-c): the widths bound each number, and the clock service checks the fields.
     if (std::sscanf(szText, "%4d-%2d-%2dT%2d:%2d:%2dZ%n", &Time.year, &Time.month, &Time.dayOfMonth, &Time.hour,
                     &Time.min, &Time.sec, &nLength) == 6 &&
-        nLength > 0 && szText[nLength] == '\0' && ClockCvtDateTime2Utc(&Time, &llUTC) == CLOCK_OK) {
+        nLength > 0 && szText[nLength] == '\0' && ClockCvtDateTime2Utc(&Time, &llUTC) == CLOCK_OK)
         return llUTC;
-    }
     Refuse(std::string(szOption) + " '" + szText + "': a time such as 2024-05-01T23:59:50Z is expected");
 }
 
@@ -141,7 +137,7 @@ GenerateOptions &GenerateSetting(Reading &Out) {
     return Out.Generate;
 }
 
-const OptionRow OPTION_ROWS[] = {
+constexpr OptionRow OPTION_ROWS[] = {
     {"help", no_argument, [](Reading &Out, const char *) { Out.Result.bHelp = true; }},
     {"version", no_argument, [](Reading &Out, const char *) { Out.Result.bVersion = true; }},
     {"output", required_argument, [](Reading &Out, const char *sz) { Out.Result.szOutput = sz; }},
@@ -198,27 +194,22 @@ const OptionRow OPTION_ROWS[] = {
 
 void RefuseSameFile(const std::string &szInput, const std::string &szOutput) {
     std::error_code Ignored;
-    if (std::filesystem::equivalent(szInput, szOutput, Ignored)) {
+    if (std::filesystem::equivalent(szInput, szOutput, Ignored))
         Refuse("'" + szOutput + "' is an input; choose another file to write");
-    }
 }
 
 void CheckCoding(const Options &Out) {
-    if (Out.Inputs.empty()) {
+    if (Out.Inputs.empty())
         Refuse("no input is given; name a video file, or make one with --generate FILE");
-    }
-    if (Out.szOutput.empty()) {
+    if (Out.szOutput.empty())
         Refuse("no output is given; add -o FILE.ts");
-    }
     for (const std::string &szInput : Out.Inputs) {
         RefuseSameFile(szInput, Out.szCsv);
-        for (size_t n = 0; n < Out.Inputs.size(); n++) {
+        for (size_t n = 0; n < Out.Inputs.size(); n++)
             RefuseSameFile(szInput, Out.OutputOf(n));
-        }
     }
-    if (Out.szOutput == Out.szCsv) {
+    if (Out.szOutput == Out.szCsv)
         Refuse("stream and table cannot both go to '" + Out.szCsv + "'");
-    }
 }
 
 // Fewer files than inputs: the last file serves the rest.
@@ -228,26 +219,22 @@ void SpreadInputs(std::vector<std::string> &Inputs, int nInputs) {
         Refuse(std::to_string(Inputs.size()) + " files for " +
                std::to_string(nInputs > 0 ? nInputs : NUM_VIDEO_INPUTS) + " inputs; name at most one for each");
     }
-    if (!Inputs.empty()) {
+    if (!Inputs.empty())
         Inputs.resize(nWanted, std::string(Inputs.back()));
-    }
 }
 
 Options Finish(Reading &Read) {
     Options &Out = Read.Result;
-    if (Out.bHelp || Out.bVersion) {
+    if (Out.bHelp || Out.bVersion)
         return Out;
-    }
     if (Out.Generate) {
-        if (!Out.Inputs.empty() || !Out.szOutput.empty()) {
+        if (!Out.Inputs.empty() || !Out.szOutput.empty())
             Refuse("--generate makes an input and codes nothing; run the program again with the file that it made");
-        }
         Out.Generate = Read.Generate;
         return Out;
     }
-    if (Read.bGenerateSetting) {
+    if (Read.bGenerateSetting)
         Refuse("--duration, --drop and --start-utc belong to --generate FILE");
-    }
     SpreadInputs(Out.Inputs, Read.nInputs);
     CheckCoding(Out);
     return Out;
@@ -257,31 +244,28 @@ Options Finish(Reading &Read) {
 
 std::string Options::OutputOf(size_t nInput) const {
     std::string szPath = szOutput;
-    if (WritesFilePerInput()) {
+    if (WritesFilePerInput())
         szPath.replace(szPath.find("%d"), 2, std::to_string(nInput + 1));
-    }
     return szPath;
 }
 
 Options ParseOptions(int nArguments, char *const pszArguments[]) {
     std::vector<option> Table;
-    for (const OptionRow &Row : OPTION_ROWS) {
+    for (const OptionRow &Row : OPTION_ROWS)
         Table.push_back({Row.szName, Row.nArgument, nullptr, 0});
-    }
     Table.push_back({});
     Reading Read;
     int nRow = 0;
-    for (int nFound = 0; (nFound = getopt_long(nArguments, pszArguments, "ho:", Table.data(), &nRow)) != -1;) {
-        if (nFound == '?') {
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): no thread has been started yet.
+    for (int nFound = 0; (nFound = getopt_long(nArguments, pszArguments, "ho:", Table.data(), &nRow)) != -1;)
+        if (nFound == '?')
             Refuse("see --help"); // getopt has said what is wrong
-        } else if (nFound == 'h') {
+        else if (nFound == 'h')
             Read.Result.bHelp = true;
-        } else if (nFound == 'o') {
+        else if (nFound == 'o')
             Read.Result.szOutput = optarg;
-        } else {
+        else
             OPTION_ROWS[nRow].pfnTake(Read, optarg);
-        }
-    }
     Read.Result.Inputs.assign(pszArguments + optind, pszArguments + nArguments);
     return Finish(Read);
 }

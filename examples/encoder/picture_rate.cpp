@@ -28,9 +28,8 @@ UINT TicksPerFrame(AVRational Rate) {
 
 std::optional<PictureRate> MakePictureRate(AVRational Rate) {
     const double Hz = Rate.den > 0 ? av_q2d(Rate) : 0;
-    if (!(Hz >= MIN_RATE && Hz <= MAX_RATE)) {
+    if (!(Hz >= MIN_RATE && Hz <= MAX_RATE))
         return std::nullopt;
-    }
     for (const FractionalRate &Row : FRACTIONAL_RATES) {
         const AVRational Exact{Row.nWhole * 1000, 1001};
         if (std::fabs(Hz - av_q2d(Exact)) < TOLERANCE) {

@@ -11,9 +11,8 @@ namespace encoder {
 void Outcome::Record(const Failure &Failed) {
     m_Console.Error(Failed.what());
     const std::lock_guard Lock(m_Mutex);
-    if (m_enCode == ExitCode::Ok) {
+    if (m_enCode == ExitCode::Ok)
         m_enCode = Failed.Code();
-    }
 }
 
 ExitCode Outcome::Code() const {
@@ -33,13 +32,11 @@ Pipeline::~Pipeline() {
 }
 
 PictureRate Pipeline::ChooseRate() const {
-    if (m_Options.Rate) {
+    if (m_Options.Rate)
         return *m_Options.Rate;
-    }
     const std::optional<PictureRate> Rate = MakePictureRate(m_Demuxer.Rate());
-    if (!Rate) {
+    if (!Rate)
         throw Failure(ExitCode::Input, "input '" + m_Demuxer.Path() + "' does not tell its picture rate; give --rate");
-    }
     return *Rate;
 }
 
@@ -89,17 +86,14 @@ void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
 }
 
 void Pipeline::Interrupt() {
-    if (m_ProducerThread.joinable()) {
+    if (m_ProducerThread.joinable())
         pthread_kill(m_ProducerThread.native_handle(), SIGUSR1);
-    }
 }
 
 void Pipeline::Join() {
-    for (std::thread *const pThread : {&m_ProducerThread, &m_EncodingThread}) {
-        if (pThread->joinable()) {
+    for (std::thread *const pThread : {&m_ProducerThread, &m_EncodingThread})
+        if (pThread->joinable())
             pThread->join();
-        }
-    }
 }
 
 } // namespace encoder

@@ -34,30 +34,26 @@ void Producer::Run() {
         Failed = std::current_exception();
     }
     Queue(0);
-    if (Failed) {
+    if (Failed)
         std::rethrow_exception(Failed);
-    }
 }
 
 void Producer::ReadAll() {
     const PacketPtr Packet = MakePacket();
-    while (!m_bStop && !m_bEnded && m_Demuxer.Read(*Packet)) {
+    while (!m_bStop && !m_bEnded && m_Demuxer.Read(*Packet))
         TakePacket(*Packet);
-    }
 }
 
 void Producer::TakePacket(const AVPacket &Packet) {
-    if ((Packet.flags & AV_PKT_FLAG_CORRUPT) != 0) {
+    if ((Packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
         m_Tally.Count(Event::DamagedPacket);
-    }
     if (!m_Demuxer.IsVideo(Packet)) {
         m_Intake.TakeKlvPacket(Packet);
         return;
     }
     m_Intake.TakeVideoPacket(Packet);
-    if (!m_Decoder.Decode(Packet, [this](FramePtr Frame) { TakeFrame(std::move(Frame)); })) {
+    if (!m_Decoder.Decode(Packet, [this](FramePtr Frame) { TakeFrame(std::move(Frame)); }))
         m_Tally.Count(Event::UndecodablePacket);
-    }
 }
 
 void Producer::TakeFrame(FramePtr Frame) {
@@ -72,9 +68,8 @@ void Producer::TakeFrame(FramePtr Frame) {
         return;
     }
     m_llLastPTS = llPTS;
-    if (m_bRealtime) {
+    if (m_bRealtime)
         m_Pacer.WaitUntilDue(llPTS, m_bStop);
-    }
     Frame->pts = llPTS;
     Frame = m_Filter.Filter(std::move(Frame));
     m_Intake.TakePicture(*Frame);

@@ -23,9 +23,8 @@ std::int64_t PtsUnwrapper::Unwrap(std::uint64_t nStreamPTS) {
         return *m_Last;
     }
     std::int64_t llStep = static_cast<std::int64_t>(StreamPTS(llStreamPTS - *m_Last));
-    if (llStep >= PTS_WRAP - LARGEST_STEP_BACK) {
+    if (llStep >= PTS_WRAP - LARGEST_STEP_BACK)
         llStep -= PTS_WRAP;
-    }
     const std::int64_t llPTS = *m_Last + llStep;
     m_Last = std::max(*m_Last, llPTS);
     return llPTS;
@@ -46,9 +45,8 @@ void Pacer::WaitUntilDue(std::int64_t llPTS, const std::atomic<bool> &bStop) {
     m_LastPTS = llPTS;
     const std::chrono::duration<std::int64_t, std::ratio<1, TICKS_PER_SECOND>> SinceStart(llPTS - m_llStartPTS);
     const Clock::time_point Due = m_Start + std::chrono::duration_cast<Clock::duration>(SinceStart);
-    while (!bStop && Clock::now() < Due) {
+    while (!bStop && Clock::now() < Due)
         std::this_thread::sleep_until(std::min(Due, Clock::now() + LONGEST_NAP));
-    }
 }
 
 } // namespace encoder

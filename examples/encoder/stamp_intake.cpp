@@ -38,50 +38,42 @@ StampIntake::StampIntake(int nInput, const Options &Settings, const AVStream &Vi
 
 void StampIntake::TakeVideoPacket(const AVPacket &Packet) {
     const bool bHasPTS = Packet.pts != AV_NOPTS_VALUE;
-    if (bHasPTS) {
+    if (bHasPTS)
         m_LastVideoPTS = StreamPTS(Packet.pts);
-    }
-    if (!m_bHasNalUnits || IsDamaged(Packet)) {
+    if (!m_bHasNalUnits || IsDamaged(Packet))
         return;
-    }
     const StampsRead Read = ReadStamps(BytesOf(Packet), m_NalFormat);
     m_Tally.Count(Event::BrokenStampSei, Read.nBroken);
     if (!bHasPTS) {
         m_Tally.Count(Event::StampWithoutPts, Read.Stamps.size());
         return;
     }
-    for (const UtcStamp &Stamp : Read.Stamps) {
+    for (const UtcStamp &Stamp : Read.Stamps)
         HandInUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, StreamPTS(Packet.pts), Stamp.nStatusByte, Stamp.llUTC);
-    }
 }
 
 void StampIntake::TakeKlvPacket(const AVPacket &Packet) {
-    if (IsDamaged(Packet)) {
+    if (IsDamaged(Packet))
         return;
-    }
     const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
     m_Tally.Count(Event::BrokenLocalSet, Read.nBroken);
     // Asynchronous carriage gives a local set no PTS. It was sent about when the picture read before it was, so it
     // takes that picture's PTS: right to a few pictures, which is all that such a stream promises.
     std::optional<UINT64> PTS = m_LastVideoPTS;
-    if (Packet.pts != AV_NOPTS_VALUE) {
+    if (Packet.pts != AV_NOPTS_VALUE)
         PTS = StreamPTS(Packet.pts);
-    } else {
+    else
         m_Tally.Count(Event::LocalSetWithoutPts, Read.UTCs.size());
-    }
-    for (const INT64 llUTC : Read.UTCs) {
-        if (PTS) {
+    for (const INT64 llUTC : Read.UTCs)
+        if (PTS)
             HandInUTC(TCSOURCE_LDS_TIMESTAMP, *PTS, m_nLdsStatus, llUTC);
-        }
-    }
 }
 
 void StampIntake::TakePicture(const AVFrame &Frame) {
     switch (m_enTimecodeFrom) {
     case TimecodeFrom::Auto:
-        if (!TakeTimecodeSei(Frame)) {
+        if (!TakeTimecodeSei(Frame))
             TakeVitc(Frame);
-        }
         break;
     case TimecodeFrom::Sei:
         TakeTimecodeSei(Frame);
@@ -97,48 +89,41 @@ void StampIntake::TakePicture(const AVFrame &Frame) {
 bool StampIntake::TakeTimecodeSei(const AVFrame &Frame) {
     const AVFrameSideData *const pData = av_frame_get_side_data(&Frame, AV_FRAME_DATA_S12M_TIMECODE);
     // The number of timecodes, then up to three of them; the first belongs to the picture's first field.
-    if (pData == nullptr || pData->size < 2 * sizeof(uint32_t)) {
+    if (pData == nullptr || pData->size < 2 * sizeof(uint32_t))
         return false;
-    }
     const auto *const pnValues = reinterpret_cast<const uint32_t *>(pData->data);
     const std::optional<TimecodeLabel> Label = pnValues[0] > 0 ? FromSmpte12M(pnValues[1], m_nRate) : std::nullopt;
-    if (Label) {
+    if (Label)
         HandInTimecode(StreamPTS(Frame.pts), *Label);
-    }
     return Label.has_value();
 }
 
 void StampIntake::TakeVitc(const AVFrame &Frame) {
     const std::optional<TimecodeLabel> Label = PictureFilter::VitcOf(Frame);
-    if (!Label) {
+    if (!Label)
         return;
-    }
-    for (const TimecodeReading &Believed : m_VitcFilter.Offer(*Label, StreamPTS(Frame.pts))) {
+    for (const TimecodeReading &Believed : m_VitcFilter.Offer(*Label, StreamPTS(Frame.pts)))
         HandInTimecode(Believed.nPTS, Believed.Label);
-    }
     m_Tally.Count(Event::VitcRejected, m_VitcFilter.Rejected() - m_nVitcRejected);
     m_nVitcRejected = m_VitcFilter.Rejected();
 }
 
 void StampIntake::HandInUTC(int enSource, UINT64 nPTS, BYTE nStatusByte, INT64 llUTC) {
-    if (llUTC < YEAR_1990_USEC || llUTC >= YEAR_2100_USEC) {
+    if (llUTC < YEAR_1990_USEC || llUTC >= YEAR_2100_USEC)
         m_Tally.Count(Event::AbsurdTime);
-    }
     TCPayload Payload{};
     Payload.KLVTC.MISPStatusByte = nStatusByte;
     Payload.KLVTC.llUTCTime = llUTC;
-    if (Timecode_SetUTC(m_nInput, enSource, nPTS, &Payload) == TRUE) {
+    if (Timecode_SetUTC(m_nInput, enSource, nPTS, &Payload) == TRUE)
         m_Tally.Count(enSource == TCSOURCE_LDS_TIMESTAMP ? Event::StampLds : Event::StampHighPrecision);
-    }
 }
 
 void StampIntake::HandInTimecode(UINT64 nPTS, const TimecodeLabel &Label) {
     TCPayload Payload{};
     Payload.vitc = ToVitc(Label);
     Payload.vitc.Flag1 = Label.bDropFrame ? VITC_FLAG1_DROP_FRAME : 0;
-    if (Timecode_SetUTC(m_nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPTS, &Payload) == TRUE) {
+    if (Timecode_SetUTC(m_nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPTS, &Payload) == TRUE)
         m_Tally.Count(Event::StampSmpte12M);
-    }
 }
 
 } // namespace encoder

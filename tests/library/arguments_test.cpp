@@ -132,12 +132,20 @@ TEST_F(Arguments, ANullOutputLosesOnlyItsOwnWrite) {
         EXPECT_EQ(Timecode_GetSystemUTC(25, 25000, 9000, 0, 0, &Utc, nullptr), TRUE);
         EXPECT_THAT(TakeAsserts(), ElementsAre("pVitcRecord != NULL"));
         EXPECT_EQ(Utc.nTimestamp64, 9000U);
+        Queue(2, 20000, "12:00:00:00");
+        int enSource = 2;
+        BOOL bSame = FALSE;
+        Timecode_GetUTC(0, &enSource, FALSE, 25, 25000, 20400, 0, 0, &Utc, &Vitc, &bSame, nullptr);
+        EXPECT_THAT(TakeTraces(6), testing::Contains(testing::EndsWith("*ppRecordAddress:(nil).")));
+        TakeAsserts();
     }
 }
 
 TEST_F(Arguments, AFailingClockIsReportedAndTheCallStaysHarmless) {
-    Queue(1, 9000, "0 1f");
+    TimecodeLib_Shutdown();
     g_Services.bClockFails = true;
+    TimecodeLib_Init(MISP_PROFILE_62);
+    EXPECT_THAT(TakeAsserts(), ElementsAre(CLOCK));
     EXPECT_EQ(Queue(1, 12600, "40000 9f"), TRUE);
     EXPECT_THAT(TakeAsserts(), ElementsAre(CLOCK));
     EXPECT_EQ(Text(Ask({1, 12600})), "1 40000 9f 12600 1 12:00:00:01");

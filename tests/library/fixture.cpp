@@ -243,3 +243,13 @@ std::string Text(const Answer &Got) {
                  Got.Utc.enTimecodeSource);
     return std::to_string(Got.bResult) + " " + szUtc + " " + (IsUntouched(Got.Vitc) ? "-" : Text(Got.Vitc));
 }
+
+void Play(const std::vector<Step> &Pictures) {
+    for (const auto &Picture : Pictures) {
+        SetClockMs(Picture.nMs);
+        if (Picture.enStamp)
+            Queue(Picture.enStamp, Picture.nStampPts, Picture.szStamp, Picture.Asked.nInput);
+        EXPECT_EQ(Text(Ask(Picture.Asked)), Picture.szExpected) << "picture at " << Picture.nMs << " ms";
+        EXPECT_EQ(Stats(Picture.Asked.nInput), Picture.szStats) << "picture at " << Picture.nMs << " ms";
+    }
+}

@@ -63,6 +63,18 @@ Answer Ask(const Request &Asked, void *pCursor = nullptr);
 Answer AskSystem(const Request &Asked);
 std::string Text(const Answer &Got); // "result microseconds-from-noon status pts source timecode"; "-" where untouched
 
+// One picture: clock, a time stamp queued just before (source 0: none), the request, the answer and the statistics.
+struct Step {
+    INT64 nMs;
+    int enStamp;
+    UINT64 nStampPts;
+    const char *szStamp;
+    Request Asked;
+    const char *szExpected;
+    const char *szStats = "57005/0";
+};
+void Play(const std::vector<Step> &Pictures);
+
 class LibraryTest : public testing::Test {
 protected:
     explicit LibraryTest(int enRevision = MISP_PROFILE_62) { StartDay(enRevision); }

@@ -67,9 +67,8 @@ TEST_F(Search, NearestRecordOldestOfEqualsNextNewerOfTheSource) {
         EXPECT_EQ(Index(Got), Row.nMatch);
         EXPECT_EQ(Got.bSame, Row.bSame);
         EXPECT_EQ(Got.pCursor != nullptr, Row.nNext >= 0);
-        if (Row.nNext >= 0) {
+        if (Row.nNext >= 0)
             EXPECT_EQ(Index(Ask({1, Row.Stamps[static_cast<size_t>(Row.nNext)].nPts}, Got.pCursor)), Row.nNext);
-        }
     }
 }
 
@@ -87,6 +86,12 @@ TEST_F(Search, TracesSayWhatWasFound) {
         testing::Contains(
             "6 PTSDiff:9223372036854775806(102481911520608620ms) is bigger than threshold:3ms, CodedPicturePTS64:0, "
             "TCPTS:9223372036854775806. enConfigMISBTimesource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil)."));
+    Queue(2, 0, "10:00:00:00", 1);
+    Queue(2, 90000, "10:00:00:00", 1);
+    const Answer Far = Ask({.enSource = 2, .nPts = 400, .nInput = 1});
+    char szCursor[40];
+    snprintf(szCursor, sizeof(szCursor), "*ppRecordAddress:%p.", Far.pCursor);
+    EXPECT_THAT(TakeTraces(6), testing::Contains(testing::EndsWith(szCursor)));
     Queue(3, UINT64_MAX / 2 + 1, "0 1f");
     Ask({3, 0});
     EXPECT_THAT(

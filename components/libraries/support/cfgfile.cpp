@@ -30,10 +30,9 @@ bool IsOneOf(char cByte, std::string_view szSet) {
 
 /* Cuts a comment: a mark at the start or after a blank. */
 std::string_view WithoutComment(std::string_view szText) {
-    for (size_t nAt = 0; nAt < szText.size(); ++nAt) {
+    for (size_t nAt = 0; nAt < szText.size(); ++nAt)
         if (IsOneOf(szText[nAt], COMMENT_MARKS) && (nAt == 0 || IsOneOf(szText[nAt - 1], BLANKS)))
             return szText.substr(0, nAt);
-    }
     return szText;
 }
 
@@ -84,6 +83,7 @@ ssize_t ReadBytes(int nFileDescriptor, char *pBytes, size_t nSize) {
 /* Collects the bytes of a line and hands it on when it is complete. */
 class LineCollector {
 public:
+    // cppcheck-suppress uninitMemberVar ; only the first m_nUsed bytes of m_acLine are ever read
     explicit LineCollector(SEARCH &tSearch) : m_tSearch(tSearch) {}
 
     void Take(char cByte) {
@@ -122,10 +122,9 @@ bool SearchFile(int nFileDescriptor, SEARCH &tSearch) {
     LineCollector tCollector(tSearch);
     char acBytes[512];
     ssize_t nRead = 0;
-    while ((nRead = ReadBytes(nFileDescriptor, acBytes, sizeof acBytes)) > 0) {
+    while ((nRead = ReadBytes(nFileDescriptor, acBytes, sizeof acBytes)) > 0)
         for (const char cByte : std::string_view(acBytes, static_cast<size_t>(nRead)))
             tCollector.Take(cByte);
-    }
     tCollector.EndLine();
     return nRead == 0;
 }

@@ -37,7 +37,7 @@ std::atomic_ref<DWORD> StateOf(MODULE &tModule) {
 
 /* The open module behind a handle; null when the handle is null, closed or none of the pool's. */
 MODULE *FindOpen(HDBG hDbg) {
-    const auto pFound =
+    auto *const pFound =
         std::find_if(modules.begin(), modules.end(), [hDbg](const MODULE &t) { return &t.tRecord == hDbg; });
     const bool bOpen = pFound != modules.end() && StateOf(*pFound).load(std::memory_order_acquire) == HANDLE_OPEN;
     return bOpen ? &*pFound : nullptr;

@@ -20,10 +20,9 @@ std::size_t HeaderSize(bool bHevc) {
 
 // Offset of the next 00 00 01, or the end.
 std::size_t FindStartCode(Bytes Data) {
-    for (std::size_t n = 0; n + START_CODE_SIZE <= Data.size(); ++n) {
+    for (std::size_t n = 0; n + START_CODE_SIZE <= Data.size(); ++n)
         if (Data[n] == 0 && Data[n + 1] == 0 && Data[n + 2] == 1)
             return n;
-    }
     return Data.size();
 }
 

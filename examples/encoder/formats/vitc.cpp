@@ -48,10 +48,9 @@ LineBits BitsOf(const TimecodeLabel &Label, int nRate) {
     LineBits Line = {};
     for (std::size_t nGroup = 0; nGroup * GROUP_BITS < LINE_BITS; ++nGroup)
         Line[nGroup * GROUP_BITS] = true;
-    for (std::size_t nGroup = 0; nGroup < Digits.size(); ++nGroup) {
+    for (std::size_t nGroup = 0; nGroup < Digits.size(); ++nGroup)
         for (std::size_t nBit = 0; nBit < 4; ++nBit)
             Line[nGroup * GROUP_BITS + SYNC_BITS + nBit] = (Digits[nGroup] >> nBit & 1) != 0;
-    }
     Line[DROP_FLAG] = Label.bDropFrame;
     if (bPairs && Label.nFrames % 2 != 0)
         Line[nRate == 50 ? FIELD_FLAG_AT_50 : FIELD_FLAG] = true;

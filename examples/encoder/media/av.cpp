@@ -22,9 +22,8 @@ std::string AvErrorText(int nError) {
 }
 
 int Check(int nResult, ExitCode enCode, const std::string &szWhat) {
-    if (nResult < 0) {
+    if (nResult < 0)
         throw Failure(enCode, szWhat + ": " + AvErrorText(nResult));
-    }
     return nResult;
 }
 

@@ -14,9 +14,8 @@ Decoder::Decoder(const AVStream &Stream, const std::string &szName) {
                       szName + ": this FFmpeg has no decoder for " + avcodec_get_name(Stream.codecpar->codec_id));
     }
     m_Context.reset(avcodec_alloc_context3(pCodec));
-    if (!m_Context) {
+    if (!m_Context)
         throw std::bad_alloc();
-    }
     Check(avcodec_parameters_to_context(m_Context.get(), Stream.codecpar), ExitCode::Input, szName);
     m_Context->pkt_timebase = k90kHz;
     m_Context->thread_count = 1;
@@ -36,9 +35,8 @@ bool Decoder::Send(const AVPacket *pPacket, const FrameSink &Sink) {
     for (;;) {
         FramePtr Frame = MakeFrame();
         const int nResult = avcodec_receive_frame(m_Context.get(), Frame.get());
-        if (nResult < 0) {
+        if (nResult < 0)
             return nSent >= 0 && (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF);
-        }
         Sink(std::move(Frame));
     }
 }

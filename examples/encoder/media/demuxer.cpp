@@ -18,17 +18,15 @@ int IsStopped(void *pbStop) {
 // The data streams of another program carry another video's times.
 bool SharesProgram(AVFormatContext *pContext, int nVideo, unsigned nStream) {
     const AVProgram *const pProgram = av_find_program_from_stream(pContext, nullptr, nVideo);
-    if (pProgram == nullptr) {
+    if (pProgram == nullptr)
         return true;
-    }
     const unsigned *const pEnd = pProgram->stream_index + pProgram->nb_stream_indexes;
     return std::find<const unsigned *>(pProgram->stream_index, pEnd, nStream) != pEnd;
 }
 
 void MakeStreamTime(int64_t &llTime) {
-    if (llTime != AV_NOPTS_VALUE) {
+    if (llTime != AV_NOPTS_VALUE)
         llTime = static_cast<int64_t>(StreamPTS(llTime));
-    }
 }
 
 } // namespace
@@ -49,9 +47,8 @@ Demuxer::~Demuxer() {
 
 void Demuxer::Open() {
     m_pContext = avformat_alloc_context();
-    if (m_pContext == nullptr) {
+    if (m_pContext == nullptr)
         throw std::bad_alloc();
-    }
     m_pContext->interrupt_callback = {IsStopped, const_cast<std::atomic<bool> *>(&m_bStop)};
     // The PTS of a stream that wraps at 33 bits must come out as the stream carries them: this program and the library
     // know the wrap, and a guess at where it lies would move the times of the pictures before it.
@@ -65,9 +62,8 @@ void Demuxer::Open() {
 
 void Demuxer::ChooseStreams() {
     m_nVideo = av_find_best_stream(m_pContext, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (m_nVideo < 0) {
+    if (m_nVideo < 0)
         throw Failure(ExitCode::Input, "input '" + m_szPath + "' has no video stream");
-    }
     const AVCodecID enCodec = Video().codecpar->codec_id;
     if (enCodec != AV_CODEC_ID_H264 && enCodec != AV_CODEC_ID_HEVC && enCodec != AV_CODEC_ID_MPEG2VIDEO) {
         throw Failure(ExitCode::Input, "input '" + m_szPath + "', stream " + std::to_string(m_nVideo) +
@@ -86,9 +82,8 @@ bool Demuxer::Read(AVPacket &Packet) {
     for (;;) {
         av_packet_unref(&Packet);
         const int nResult = av_read_frame(m_pContext, &Packet);
-        if (nResult == AVERROR_EOF || nResult == AVERROR_EXIT || m_bStop) {
+        if (nResult == AVERROR_EOF || nResult == AVERROR_EXIT || m_bStop)
             return false;
-        }
         Check(nResult, ExitCode::Input, "input '" + m_szPath + "' broke off (what was read before is coded)");
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
         // A KLV stream may also turn up in the middle of the input.

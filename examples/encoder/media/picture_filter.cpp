@@ -23,9 +23,8 @@ AVFilterContext *AddFilter(AVFilterGraph *pGraph, const char *szFilter, const st
     Check(pKind == nullptr ? AVERROR_FILTER_NOT_FOUND : 0, ExitCode::Encoder, szWhat);
     Check(avfilter_graph_create_filter(&pFilter, pKind, szFilter, szArguments.c_str(), nullptr, pGraph),
           ExitCode::Encoder, szWhat);
-    if (pBefore != nullptr) {
+    if (pBefore != nullptr)
         Check(avfilter_link(pBefore, 0, pFilter, 0), ExitCode::Encoder, szWhat);
-    }
     return pFilter;
 }
 
@@ -38,9 +37,8 @@ std::string SourceArguments(const AVFrame &Frame) {
 
 void PictureFilter::Build(const AVFrame &Frame) {
     m_Graph.reset(avfilter_graph_alloc());
-    if (!m_Graph) {
+    if (!m_Graph)
         throw std::bad_alloc();
-    }
     m_pIn = AddFilter(m_Graph.get(), "buffer", SourceArguments(Frame), nullptr);
     AVFilterContext *const pVitc = m_bReadVitc ? AddFilter(m_Graph.get(), "readvitc", "", m_pIn) : m_pIn;
     AVFilterContext *const pFormat = AddFilter(m_Graph.get(), "format", "pix_fmts=yuv420p", pVitc);
@@ -52,9 +50,8 @@ void PictureFilter::Build(const AVFrame &Frame) {
 }
 
 FramePtr PictureFilter::Filter(FramePtr Frame) {
-    if (Frame->format != m_nPixelFormat || Frame->width != m_nWidth || Frame->height != m_nHeight) {
+    if (Frame->format != m_nPixelFormat || Frame->width != m_nWidth || Frame->height != m_nHeight)
         Build(*Frame);
-    }
     Check(av_buffersrc_add_frame(m_pIn, Frame.get()), ExitCode::Encoder, "filtering a picture");
     Check(av_buffersink_get_frame(m_pOut, Frame.get()), ExitCode::Encoder, "filtering a picture");
     return Frame;
@@ -63,9 +60,8 @@ FramePtr PictureFilter::Filter(FramePtr Frame) {
 std::optional<TimecodeLabel> PictureFilter::VitcOf(const AVFrame &Frame) {
     const AVDictionaryEntry *const pFound = av_dict_get(Frame.metadata, "lavfi.readvitc.found", nullptr, 0);
     const AVDictionaryEntry *const pText = av_dict_get(Frame.metadata, "lavfi.readvitc.tc_str", nullptr, 0);
-    if (pFound == nullptr || pText == nullptr || std::strcmp(pFound->value, "1") != 0) {
+    if (pFound == nullptr || pText == nullptr || std::strcmp(pFound->value, "1") != 0)
         return std::nullopt;
-    }
     return FromText(pText->value);
 }
 

@@ -29,21 +29,18 @@ TsWriter::~TsWriter() {
 
 void TsWriter::AddProgram(const std::string &szName) {
     m_pProgram = av_new_program(m_pContext, static_cast<int>(m_pContext->nb_programs) + 1);
-    if (m_pProgram == nullptr) {
+    if (m_pProgram == nullptr)
         throw std::bad_alloc();
-    }
     av_dict_set(&m_pProgram->metadata, "service_name", szName.c_str(), 0);
 }
 
 AVStream &TsWriter::AddStream() {
     AVStream *const pStream = avformat_new_stream(m_pContext, nullptr);
-    if (pStream == nullptr) {
+    if (pStream == nullptr)
         throw std::bad_alloc();
-    }
     pStream->time_base = k90kHz;
-    if (m_pProgram != nullptr) {
+    if (m_pProgram != nullptr)
         av_program_add_stream_index(m_pContext, m_pProgram->id, static_cast<unsigned>(pStream->index));
-    }
     return *pStream;
 }
 
@@ -82,9 +79,8 @@ void TsWriter::Write(AVPacket &Packet, int nStream) {
 
 void TsWriter::Finish() {
     const std::lock_guard Lock(m_Mutex);
-    if (!std::exchange(m_bStarted, false)) {
+    if (!std::exchange(m_bStarted, false))
         return;
-    }
     const int nTrailer = av_write_trailer(m_pContext);
     const int nClose = avio_closep(&m_pContext->pb);
     Check(nTrailer < 0 ? nTrailer : nClose, ExitCode::Output, "ending output '" + m_szPath + "'");

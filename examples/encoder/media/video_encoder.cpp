@@ -24,9 +24,8 @@ constexpr const char *X264_PARAMETERS = "force-cfr=1:pic-struct=1:aud=1:b-adapt=
 
 CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Options) {
     CodecContextPtr Context(avcodec_alloc_context3(&Codec));
-    if (!Context) {
+    if (!Context)
         throw std::bad_alloc();
-    }
     Context->width = Options.nWidth;
     Context->height = Options.nHeight;
     Context->pix_fmt = AV_PIX_FMT_YUV420P;
@@ -45,9 +44,8 @@ CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Opt
 
 VideoEncoder::VideoEncoder(const VideoEncoderOptions &Options) : m_Packet(MakePacket()) {
     const AVCodec *const pCodec = avcodec_find_encoder_by_name("libx264");
-    if (pCodec == nullptr) {
+    if (pCodec == nullptr)
         throw Failure(ExitCode::Encoder, "this FFmpeg has no libx264; install a build that has it");
-    }
     m_Context = MakeContext(*pCodec, Options);
     Check(av_opt_set(m_Context->priv_data, "preset", Options.szPreset.c_str(), 0), ExitCode::Encoder, "x264 preset");
     Check(av_opt_set(m_Context->priv_data, "x264-params", X264_PARAMETERS, 0), ExitCode::Encoder, "x264 settings");
@@ -70,9 +68,8 @@ void VideoEncoder::Send(const AVFrame *pFrame, const PacketSink &Sink) {
     Check(avcodec_send_frame(m_Context.get(), pFrame), ExitCode::Encoder, "coding a picture");
     for (;;) {
         const int nResult = avcodec_receive_packet(m_Context.get(), m_Packet.get());
-        if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF) {
+        if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF)
             return;
-        }
         Check(nResult, ExitCode::Encoder, "coding a picture");
         Sink(*m_Packet);
         av_packet_unref(m_Packet.get());

@@ -42,15 +42,13 @@ void Console::Error(const std::string &szText) {
 }
 
 void Console::Notice(const std::string &szText) {
-    if (m_bTerminal) {
+    if (m_bTerminal)
         WriteLine(szText);
-    }
 }
 
 void Console::Status(const std::string &szText) {
-    if (!m_bTerminal) {
+    if (!m_bTerminal)
         return;
-    }
     const std::lock_guard Lock(m_Mutex);
     EraseStatus();
     // A line that breaks could not be taken back.

@@ -3,7 +3,7 @@
 #include "report/csv.h"
 
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "media/failure.h"
@@ -18,12 +18,12 @@ constexpr const char *HEADER = "input,coding_index,pts,result,source,source_name
 
 // MISB ST 0603: bit 7 not locked, bit 6 discontinuity, bit 5 backwards.
 std::string StatusColumns(std::optional<BYTE> StatusByte) {
-    if (!StatusByte) {
+    if (!StatusByte)
         return ",";
-    }
     char szText[64];
-    std::snprintf(szText, sizeof(szText), "0x%02X,%s %s %s", *StatusByte, *StatusByte & 0x80 ? "FLYWHEEL" : "LOCKED",
-                  *StatusByte & 0x40 ? "DISCONTINUITY" : "NORMAL", *StatusByte & 0x20 ? "REVERSE" : "FORWARD");
+    std::snprintf(
+        szText, sizeof(szText), "0x%02X,%s %s %s", *StatusByte, (*StatusByte & 0x80) != 0 ? "FLYWHEEL" : "LOCKED",
+        (*StatusByte & 0x40) != 0 ? "DISCONTINUITY" : "NORMAL", (*StatusByte & 0x20) != 0 ? "REVERSE" : "FORWARD");
     return szText;
 }
 
@@ -39,34 +39,31 @@ std::string RowText(const CsvRow &Row) {
 } // namespace
 
 CsvWriter::CsvWriter(std::string szPath) : m_szPath(std::move(szPath)) {
-    if (m_szPath.empty()) {
+    if (m_szPath.empty())
         return;
-    }
     m_File.reset(m_szPath == "-" ? stdout : std::fopen(m_szPath.c_str(), "we"));
     if (!m_File) {
-        throw Failure(ExitCode::Output, "cannot write table '" + m_szPath + "': " + std::strerror(errno));
+        throw Failure(ExitCode::Output,
+                      "cannot write table '" + m_szPath + "': " + std::generic_category().message(errno));
     }
     WriteText(HEADER);
 }
 
 void CsvWriter::WriteText(const std::string &szText) {
     const std::lock_guard Lock(m_Mutex);
-    if (std::fputs(szText.c_str(), m_File.get()) == EOF) {
-        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::strerror(errno));
-    }
+    if (std::fputs(szText.c_str(), m_File.get()) == EOF)
+        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::generic_category().message(errno));
 }
 
 void CsvWriter::Write(const CsvRow &Row) {
-    if (m_File) {
+    if (m_File)
         WriteText(RowText(Row));
-    }
 }
 
 void CsvWriter::Finish() {
     const std::lock_guard Lock(m_Mutex);
-    if (m_File && std::fflush(m_File.get()) == EOF) {
-        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::strerror(errno));
-    }
+    if (m_File && std::fflush(m_File.get()) == EOF)
+        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::generic_category().message(errno));
 }
 
 } // namespace encoder

@@ -36,9 +36,8 @@ public:
 private:
     struct Close {
         void operator()(std::FILE *pFile) const {
-            if (pFile != stdout) {
+            if (pFile != stdout)
                 std::fclose(pFile);
-            }
         }
     };
 

@@ -21,9 +21,8 @@ std::atomic<unsigned> g_nMessages{0};
 
 void TakeMessage(void *pObject, int nLevel, const char *szFormat, va_list Arguments) {
     Console *const pConsole = g_pConsole;
-    if (nLevel > AV_LOG_ERROR || pConsole == nullptr || g_nMessages++ >= MESSAGES_SHOWN) {
+    if (nLevel > AV_LOG_ERROR || pConsole == nullptr || g_nMessages++ >= MESSAGES_SHOWN)
         return;
-    }
     char szLine[512];
     int nPrefix = 1;
     av_log_format_line2(pObject, nLevel, szFormat, Arguments, szLine, sizeof(szLine), &nPrefix);
@@ -42,9 +41,8 @@ FfmpegLog::FfmpegLog(Console &Out) {
 FfmpegLog::~FfmpegLog() {
     av_log_set_callback(av_log_default_callback);
     Console *const pConsole = g_pConsole.exchange(nullptr);
-    if (g_nMessages > MESSAGES_SHOWN) {
+    if (g_nMessages > MESSAGES_SHOWN)
         pConsole->Error("FFmpeg: " + std::to_string(g_nMessages - MESSAGES_SHOWN) + " more messages");
-    }
 }
 
 } // namespace encoder

@@ -46,11 +46,9 @@ const EventRow &RowOf(Event enEvent) {
 
 constexpr bool RowsAreInOrder() {
     size_t n = 0;
-    for (const EventRow &Row : EVENT_ROWS) {
-        if (static_cast<size_t>(Row.enEvent) != n++) {
+    for (const EventRow &Row : EVENT_ROWS)
+        if (static_cast<size_t>(Row.enEvent) != n++)
             return false;
-        }
-    }
     return n == static_cast<size_t>(Event::NumberOfEvents);
 }
 static_assert(RowsAreInOrder());
@@ -62,9 +60,8 @@ Tally::Tally(int nInput, std::string szPath, Console &Out)
 
 void Tally::Count(Event enEvent, std::uint64_t nTimes) {
     const std::uint64_t nBefore = m_Times[static_cast<size_t>(enEvent)].fetch_add(nTimes);
-    if (nTimes > 0 && nBefore == 0 && RowOf(enEvent).szFirst != nullptr) {
+    if (nTimes > 0 && nBefore == 0 && RowOf(enEvent).szFirst != nullptr)
         m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + RowOf(enEvent).szFirst);
-    }
 }
 
 std::string Tally::Status(double Seconds) const {

@@ -1,6 +1,5 @@
 // UTC to the timecode of its time of day.
 #include <algorithm>
-#include <array>
 
 #include "clock_api.h"
 #include "conversion/frame_period.h"
@@ -14,9 +13,10 @@ using namespace timecode;
 static constexpr INT64 PLAUSIBLE_SINCE_USEC = 1262304000000000;
 
 static const char *MonthName(int nMonth) {
-    static constexpr std::array<const char *, 12> szMonths = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                                              "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
-    return nMonth >= 1 && nMonth <= 12 ? szMonths[static_cast<size_t>(nMonth) - 1] : "0";
+    static constexpr const char *szMonths[] = {"0",   "Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    const bool bMonth = nMonth >= 1 && nMonth <= 12;
+    return szMonths[bMonth ? nMonth : 0];
 }
 
 static INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {

@@ -74,10 +74,9 @@ static bool IsRecovered(const Recovery &Rec, int enCandidate) {
 // end the walk.
 static int BestRecovered(const Recovery &Rec) {
     const int enLast = Rec.enCurrentSource == TCSOURCE_NONE ? TCSOURCE_SYSTEM_TIMESTAMP : Rec.enCurrentSource - 1;
-    for (int enCandidate = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enCandidate <= enLast; ++enCandidate) {
+    for (int enCandidate = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enCandidate <= enLast; ++enCandidate)
         if (IsUsable(Rec, enCandidate) && IsRecovered(Rec, enCandidate))
             return enCandidate;
-    }
     return Rec.enCurrentSource;
 }
 
