@@ -216,7 +216,7 @@ XTYPES_EXPORT void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourc
  * nEncodedPictureRate is the whole-number rate; nVUIFramerate 59000, 29000 or 23000 stretches the frame period by
  * 1001/1000, in whole 90 kHz ticks. All fields but the eight digits become 0. Returns TRUE when the record was
  * filled; FALSE, with the record untouched, for a null pointer (traced), a rate of 0 (traced) or a negative rate
- * (reported). At the three rate codes, a rate whose period is below a tick (above 90089) gives frame 0. Frame numbers
+ * (reported). At the three rate codes, a rate whose period is below a tick (above 90090) gives frame 0. Frame numbers
  * of 100 and above do not fit two digits; rates up to 100 always do. Any thread. */
 XTYPES_EXPORT BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFramerate,
                                           vitc_t *pVitcRecord);

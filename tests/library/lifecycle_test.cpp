@@ -13,7 +13,6 @@ class Lifecycle : public LibraryTest {};
 
 // Runs in a process of its own, since a revision outlives a shut-down.
 TEST(LifecycleDeathTest, UnsupportedRevisionIsReportedAndNeverReplacesASupportedOne) {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
     const auto Check = [] {
         EXPECT_EQ(Timecode_GetMISPRevision(), -1);
         EXPECT_EQ(Queue(1, 9000, "0 1f"), FALSE);
