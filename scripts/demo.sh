@@ -69,8 +69,7 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $BUILD_PACKAGES $DEMO_PACKAGES
 echo "Building ..."
-# The tests have their own script; a demo needs nothing of theirs.
-cmake --preset release -DBUILD_TESTING=OFF -DTIMECODE_REQUIRE_ALL=ON >/dev/null
+cmake --preset release >/dev/null
 cmake --build --preset release --target stamp-encoder >/dev/null
 encoder=build/release/bin/stamp-encoder
 output=${output:-$PWD/demo-output}

@@ -7,6 +7,6 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 # shellcheck disable=SC2086 # lists of words
 ensure_packages $BUILD_PACKAGES $TEST_PACKAGES
-cmake --preset "$preset" -DTIMECODE_REQUIRE_ALL=ON
+cmake --preset "$preset" -DTIMECODE_REQUIRE_ALL=ON -DBUILD_TESTING=ON
 cmake --build --preset "$preset"
 ctest --preset "$preset"
