@@ -28,6 +28,8 @@ ensure_packages() {
 }
 
 BUILD_PACKAGES="g++ cmake make pkg-config libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev binutils"
+TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev binutils"
 DEMO_PACKAGES="gnuplot-nox ffmpeg"
-CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck"
+ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest"
+FUZZ_PACKAGES="clang libclang-rt-dev"
+CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck gcovr abigail-tools"

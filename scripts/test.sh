@@ -7,6 +7,14 @@ cd "$(dirname "$0")/.."
 preset=${1:-release}
 # shellcheck disable=SC2086 # lists of words
 ensure_packages $BUILD_PACKAGES $TEST_PACKAGES
-cmake --preset "$preset" -DTIMECODE_REQUIRE_ALL=ON -DBUILD_TESTING=ON
+require_all=ON
+if [ "$preset" = aarch64 ]; then
+    # Debian has the compiler, but neither FFmpeg nor GoogleTest built for the other machine: the tests take
+    # GoogleTest's sources, and stamp-encoder is left out.
+    # shellcheck disable=SC2086
+    ensure_packages $ARM_PACKAGES
+    require_all=OFF
+fi
+cmake --preset "$preset" -DTIMECODE_REQUIRE_ALL=$require_all -DBUILD_TESTING=ON
 cmake --build --preset "$preset"
 ctest --preset "$preset"
