@@ -93,6 +93,8 @@ echo "Coding in real time, revision $revision, switching allowed ..."
     --switching --bframes "$bframes"
 scripts/timeline.sh "$output/times.csv" "$output/timeline.png"
 
+# A folder as the shell must be given it, blanks and quotes included.
+quoted="'$(printf '%s' "$output" | sed "s/'/'\\\\''/g")'"
 cat <<TEXT
 
 Written to $output:
@@ -101,7 +103,7 @@ Written to $output:
   timeline.png   the source in use, the status byte and the accuracy over time
 
 Look at them with
-  ffprobe -v error -select_streams v -show_frames $output/stamped.ts | grep timecode
-  ffmpeg -v info -i $output/stamped.ts -vf showinfo -f null - 2>&1 | grep 'User Data'
-  xdg-open $output/timeline.png
+  ffprobe -v error -select_streams v -show_frames $quoted/stamped.ts | grep timecode
+  ffmpeg -v info -i $quoted/stamped.ts -vf showinfo -f null - 2>&1 | grep 'User Data'
+  xdg-open $quoted/timeline.png
 TEXT

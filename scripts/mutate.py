@@ -20,6 +20,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
 EQUIVALENT = ROOT / "scripts" / "equivalent-mutants.txt"
 LIBRARIES = "components/libraries"
+TESTS = ["support_tests", "library_tests", "arithmetic_tests"]
 NOTICED_SHARE = 0.95
 
 REPLACEMENTS = [
@@ -105,7 +106,7 @@ class Tree:
             else:
                 shutil.copy2(ROOT / part, target)
         self.run(["cmake", "-S", ".", "-B", "build", "-DCMAKE_BUILD_TYPE=Debug"], check=True)
-        self.run(["cmake", "--build", "build", "-j2", "--target", "library_tests", "support_tests"], check=True)
+        self.run(["cmake", "--build", "build", "-j2", "--target", *TESTS], check=True)
         self.tests_pass_or_exit()
 
     def run(self, command, check=False, timeout=600):
@@ -116,7 +117,7 @@ class Tree:
         return result.returncode == 0
 
     def tests_pass(self):
-        for program in ("support_tests", "library_tests"):
+        for program in TESTS:
             try:
                 if not self.run([f"build/bin/{program}", "--gtest_fail_fast", "--gtest_brief=1"], timeout=self.timeout):
                     return False

@@ -12,6 +12,10 @@ set -eu
 }
 table=$1
 picture=$2
+[ -r "$table" ] || {
+    echo "cannot read $table" >&2
+    exit 1
+}
 points=$(mktemp)
 trap 'rm -f "$points"' EXIT
 
@@ -68,7 +72,7 @@ plot "$points" using 1:(\$3 > 0 ? 0 : NaN) with points pt 5 ps 0.6 lc rgb "#c87f
      "$points" using 1:(\$5 > 0 ? 2 : NaN) with points pt 5 ps 0.6 lc rgb "#6a1b9a"
 set title "Stamped UTC minus true UTC, milliseconds"
 set autoscale y
-set yrange [*:*] noreverse
+set yrange [*<-1:1<*] noreverse
 set ytics auto
 set xlabel "seconds of video"
 plot "$points" using 1:6 with points pt 7 ps 0.4 lc rgb "#2a7f3f"

@@ -126,6 +126,7 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel 
     }
     m_Tally.SetSource(Row.enSourceInUse);
     m_Target.Table.Write(Row);
+    m_Tally.Coded().Add(nPTS);
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);
 }

@@ -21,11 +21,13 @@ struct Picture {
 
 class FrameQueue {
 public:
-    // How far the producer runs ahead is bounded twice. The library keeps the last 180 time stamps of an input, three a
-    // picture: 60 pictures. And its search gives up after 12 time stamps that lie farther off than the best: where the
-    // PTS of a stream jump back, pictures that are still to be coded would no longer be reached behind more than 12 of
-    // the new ones. 6 pictures here, 3 with the producer and 3 with the encoder stay within both.
-    static constexpr size_t CAPACITY = 6;
+    // Time stamps are handed in when their packet is read. Until their picture is coded, more are handed in: for the
+    // pictures in the decoder (2 in most streams, 16 at most), those held back and the one that waits for room here,
+    // those here, and those in the encoder (its B pictures and one). The library has room for 60 pictures with three
+    // time stamps each. And its search gives up after 12 time stamps that lie farther off than the best: where the PTS
+    // of a stream jump, a picture that is more than 12 behind loses its time. With 3 pictures held back and 2 B
+    // pictures it is 2 + 4 + 2 + 3 = 11.
+    static constexpr size_t CAPACITY = 2;
 
     // Waits for room. False when nobody takes pictures out any more.
     bool Push(Picture Item) {

@@ -16,6 +16,7 @@
 #include "formats/vitc.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
+#include "options.h"
 #include "report/utc_text.h"
 
 extern "C" {
@@ -150,8 +151,9 @@ private:
     AVFilterContext *m_pSink = nullptr;
 };
 
-VideoEncoderOptions EncoderOptions(AVRational Rate) {
+VideoEncoderOptions EncoderOptions(const std::string &szFile, AVRational Rate) {
     VideoEncoderOptions Options;
+    Options.szName = "cannot generate '" + szFile + "'";
     Options.nWidth = WIDTH;
     Options.nHeight = HEIGHT;
     Options.Rate = Rate;
@@ -167,20 +169,20 @@ PacketPtr PacketOf(Bytes Data) {
 
 class Generator {
 public:
-    explicit Generator(const GenerateOptions &Options)
+    Generator(const GenerateOptions &Options, const std::atomic<bool> &bStop)
         : m_Options(Options), m_Rate{Options.nRateNumerator, Options.nRateDenominator}, m_Times(Options),
-          m_Pattern(m_Rate), m_Encoder(EncoderOptions(m_Rate)), m_Writer(Options.szFile),
-          m_pReport(Options.szFile == "-" ? stderr : stdout) {
+          m_Pattern(m_Rate), m_Encoder(EncoderOptions(Options.szFile, m_Rate)), m_Writer(Options.szFile, bStop),
+          m_bStop(bStop), m_pReport(NamesStdout(Options.szFile) ? stderr : stdout) {
         m_nVideoStream = m_Writer.AddVideo(m_Encoder.Context());
         m_nKlvStream = m_Writer.AddKlv();
     }
 
-    void Run(const std::atomic<bool> &bStop) {
+    void Run() {
         const auto nPictures = std::llround(m_Options.DurationSeconds * av_q2d(m_Rate));
         m_Writer.Start();
         Report("first picture " + UtcText(m_Times.Utc(0)) + ", timecode " + ToText(m_Times.Label(0)) + ", PTS " +
                std::to_string(m_Times.Pts(0)));
-        for (; m_nPictures < nPictures && !bStop; ++m_nPictures) {
+        for (; m_nPictures < nPictures && !m_bStop; ++m_nPictures) {
             MakePicture(m_nPictures);
             ReportProgress(nPictures);
         }
@@ -255,6 +257,7 @@ private:
     Pattern m_Pattern;
     VideoEncoder m_Encoder;
     TsWriter m_Writer;
+    const std::atomic<bool> &m_bStop;
     std::FILE *m_pReport; // where the stream itself does not go
     int m_nVideoStream = 0;
     int m_nKlvStream = 0;
@@ -267,7 +270,7 @@ private:
 int GenerateInput(const GenerateOptions &Options, const std::atomic<bool> &bStop) {
     try {
         CheckOptions(Options);
-        Generator(Options).Run(bStop);
+        Generator(Options, bStop).Run();
         return static_cast<int>(ExitCode::Ok);
     } catch (const Failure &Error) {
         const bool bOutput = Error.Code() == ExitCode::Output;

@@ -11,8 +11,8 @@ const char *const HELP_TEXT =
 
 The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, hands each to the
 library with the PTS of its picture (Timecode_SetUTC), decodes, codes with libx264, and asks once for each coded
-picture, in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the picture:
-the UTC and its status byte as a MISB ST 0604 SEI message, a SMPTE 12M timecode with drop-frame numbering
+picture, in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the
+picture: the UTC and its status byte as a MISB ST 0604 SEI message, a SMPTE 12M timecode with drop-frame numbering
 (Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and one that codes.
 
 Try it:
@@ -30,6 +30,7 @@ Input
                       source 2  SMPTE 12M timecode in SEI, or VITC lines in the picture,
                       source 3  KLV local sets (MISB ST 0601, tag 2) in data streams. A set without a PTS
                                 (asynchronous carriage) takes the PTS of the video picture last read.
+                    "-" is the standard input, which serves one input only.
                     At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in.
   --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
@@ -37,7 +38,13 @@ Input
                     one with every UTC. 0x1F says: locked to the reference
   --rate R          picture rate, such as 25 or 30000/1001, when the input says a wrong one
   --realtime        read the input at the pace of its PTS, as a live video comes
-  --start-at T      the same, with the first picture due at the UTC time T, such as 2024-05-01T23:59:50Z
+  --start-at T      the same, with the first picture due at the UTC time T, such as 2024-05-01T23:59:50Z, at most a
+                    day from now; at once when T has passed
+  --hold N          hold the last N decoded pictures back, 0 to 50, until the time stamps that are sent after them have
+                    been read. Default: 20 with --source 3, whose local sets often come half a second after their
+                    picture (take 30 at 60 Hz); else 3, and 2 with --realtime. The summary counts the sets that came
+                    too late. Each picture costs a picture period of delay and its memory; and from about 5 on, the last
+                    pictures before a jump of the PTS may go without a time. 0 may cost source 2 its first picture
 
 Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are
@@ -57,10 +64,11 @@ Time
 Output
   -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.
                     Otherwise one stream with a program for each input. PTS are those of the input
-  --csv FILE        a table with a row for each coded picture; "-" for the standard output
+  --csv FILE        a table with a row for each coded picture; "-" for the standard output. The UTC is in it as text
+                    (utc) and in microseconds since 1970 (utc_us)
   --bframes N       B pictures between two others, 0 to 7 (default 2)
   --bitrate K       kbit/s of each input (default 4000)
-  --preset P        libx264's preset (default veryfast)
+  --preset P        libx264's preset, ultrafast to placebo (default veryfast)
 
 An input of one's own
   --generate FILE   write a test pattern with time stamps of sources 1, 2 and 3 into FILE
@@ -72,8 +80,9 @@ An input of one's own
   -h, --help        this text
   --version         the library's release
 
-Ctrl-C ends the run with a whole, playable output; a second one ends it at once. TIMECODE_TRACE_LEVEL=6 in the
-environment shows what the library does.
+Ctrl-C ends the run with a whole, playable output, unless nobody reads the output for a second: then it ends where it
+is (exit code 3). A second Ctrl-C ends the run at once. TIMECODE_TRACE_LEVEL=6 in the environment shows what the library
+does.
 
 Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept);
 3 an output could not be written; 4 coding failed.

@@ -2,8 +2,10 @@
 // Starts the library, an input's threads for each input, and watches them; everything else has a file of its own.
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -22,12 +24,16 @@ using Clock = std::chrono::steady_clock;
 constexpr std::chrono::milliseconds STATUS_PERIOD{250};
 constexpr std::chrono::milliseconds WATCH_PERIOD{20};
 
+// After a stop, the main thread's own wait for a reader is interrupted once more.
+constexpr unsigned LONGEST_BLOCK_SECONDS = 2;
+
 std::atomic<bool> g_bStop{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler sets it");
 
 void HandleStopSignal(int nSignal) {
     if (g_bStop.exchange(true))
         _exit(128 + nSignal);
+    alarm(LONGEST_BLOCK_SECONDS);
 }
 
 void Handle(int nSignal, void (*pfnHandler)(int)) {
@@ -40,9 +46,19 @@ void HandleSignals() {
     Handle(SIGINT, HandleStopSignal);
     Handle(SIGTERM, HandleStopSignal);
     Handle(SIGUSR1, [](int) {});
+    Handle(SIGALRM, [](int) {});
     // A closed output and a file that grows too large are errors of the write.
     Handle(SIGPIPE, SIG_IGN);
     Handle(SIGXFSZ, SIG_IGN);
+}
+
+// A file opened while a standard stream is closed would take its number, and the summary would go into that file. What
+// takes the number here cannot be written, so that the loss of the summary is noticed.
+void FillStandardStreams() {
+    int nFile = 0;
+    while (nFile >= 0 && nFile <= STDERR_FILENO)
+        nFile = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    close(nFile);
 }
 
 // The library's life: started before any thread of an input, stopped when none is left.
@@ -66,7 +82,8 @@ private:
     void OpenOutputs();
     void Watch();
     void Close();
-    double Seconds() const { return std::chrono::duration<double>(Clock::now() - m_Start).count(); }
+    void Summarise();
+    std::string Status() const;
 
     const Options &m_Options;
     Console &m_Console;
@@ -75,13 +92,11 @@ private:
     Outcome m_Outcome;
     std::vector<std::unique_ptr<TsWriter>> m_Writers;
     std::vector<std::unique_ptr<Pipeline>> m_Pipelines;
-    Clock::time_point m_Start;
 };
 
 ExitCode Run::Carry() {
     OpenInputs();
     OpenOutputs();
-    m_Start = Clock::now();
     for (const auto &Input : m_Pipelines)
         Input->Start(*m_Table, m_Outcome);
     Watch();
@@ -96,28 +111,38 @@ void Run::OpenInputs() {
 }
 
 void Run::OpenOutputs() {
-    m_Table.emplace(m_Options.szCsv);
+    m_Table.emplace(m_Options.szCsv, g_bStop);
     for (size_t n = 0; n < m_Pipelines.size(); n++) {
         if (m_Writers.empty() || m_Options.WritesFilePerInput())
-            m_Writers.push_back(std::make_unique<TsWriter>(m_Options.OutputOf(n)));
+            m_Writers.push_back(std::make_unique<TsWriter>(m_Options.OutputOf(n), g_bStop));
         m_Pipelines[n]->AddTo(*m_Writers.back());
     }
     for (const auto &Writer : m_Writers)
         Writer->Start();
 }
 
+// Four inputs fit into 80 columns.
+std::string Run::Status() const {
+    if (m_Pipelines.size() == 1)
+        return m_Pipelines.front()->Counts().Status();
+    double Speed = 0;
+    std::string szInputs;
+    for (const auto &Input : m_Pipelines) {
+        Speed += Input->Counts().Speed();
+        szInputs += " | " + Input->Counts().ShortStatus();
+    }
+    return std::to_string(std::lround(Speed)) + "/s" + szInputs;
+}
+
 void Run::Watch() {
-    Clock::time_point NextStatus = m_Start;
+    Clock::time_point NextStatus = Clock::now();
     const auto IsRunning = [](const auto &Input) { return Input->IsRunning(); };
     while (std::any_of(m_Pipelines.begin(), m_Pipelines.end(), IsRunning)) {
         if (Clock::now() >= NextStatus) {
-            std::string szStatus;
-            for (const auto &Input : m_Pipelines) {
-                szStatus += (szStatus.empty() ? "" : " | ") + Input->Counts().Status(Seconds());
+            for (const auto &Input : m_Pipelines)
                 if (g_bStop)
                     Input->Interrupt();
-            }
-            m_Console.Status(szStatus);
+            m_Console.Status(Status());
             NextStatus += STATUS_PERIOD;
         }
         std::this_thread::sleep_for(WATCH_PERIOD);
@@ -127,7 +152,6 @@ void Run::Watch() {
 }
 
 void Run::Close() {
-    const double Elapsed = Seconds();
     try {
         for (const auto &Writer : m_Writers)
             Writer->Finish();
@@ -137,18 +161,29 @@ void Run::Close() {
         if (m_Outcome.Code() != ExitCode::Output)
             m_Outcome.Record(Failed);
     }
-    for (const auto &Input : m_Pipelines) {
-        if (Input->Counts().Times(Event::PictureCoded) == 0 && m_Outcome.Code() == ExitCode::Ok && !g_bStop)
-            m_Outcome.Record(Failure(ExitCode::Input, "no picture of an input could be coded; see the counts"));
-        m_Console.Summary(Input->Counts().Summary(Elapsed));
+    Summarise();
+}
+
+void Run::Summarise() {
+    try {
+        for (size_t n = 0; n < m_Pipelines.size(); n++) {
+            const Tally &Counts = m_Pipelines[n]->Counts();
+            if (Counts.Times(Event::PictureCoded) == 0 && m_Outcome.Code() == ExitCode::Ok && !g_bStop) {
+                m_Outcome.Record(Failure(ExitCode::Input, "no picture of input '" + m_Options.Inputs[n] +
+                                                              "' could be coded; see the counts"));
+            }
+            m_Console.Summary(Counts.Summary());
+        }
+    } catch (const Failure &Failed) {
+        m_Outcome.Record(Failed);
     }
 }
 
 ExitCode RunProgram(const Options &Settings, Console &Out) {
     if (Settings.bHelp)
-        std::fputs(HELP_TEXT, stdout);
+        PrintAll(HELP_TEXT, stdout);
     else if (Settings.bVersion)
-        std::printf("stamp-encoder %s\n", TIMECODE_VERSION_STRING);
+        PrintAll("stamp-encoder " TIMECODE_VERSION_STRING "\n", stdout);
     else if (Settings.Generate)
         return static_cast<ExitCode>(GenerateInput(*Settings.Generate, g_bStop));
     else
@@ -159,6 +194,7 @@ ExitCode RunProgram(const Options &Settings, Console &Out) {
 } // namespace
 
 int main(int nArguments, char *pszArguments[]) {
+    FillStandardStreams();
     HandleSignals();
     std::unique_ptr<Console> Out = std::make_unique<Console>(false);
     ExitCode enCode = ExitCode::Encoder;

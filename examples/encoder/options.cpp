@@ -1,10 +1,12 @@
 // Reads the command line. One table row for each option: its name, and what to do with its value.
 #include "options.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
 #include <getopt.h>
+#include <iterator>
 #include <string_view>
 
 extern "C" {
@@ -12,12 +14,14 @@ extern "C" {
 }
 
 #include "clock_api.h"
+#include "pts_clock.h"
 
 namespace encoder {
 
 namespace {
 
 constexpr int MAX_BFRAMES = 7;
+constexpr size_t MAX_HELD_PICTURES = 50; // the library has room for the time stamps of 60
 constexpr double MAX_DURATION_SECONDS = 86400;
 
 [[noreturn]] void Refuse(const std::string &szText) {
@@ -65,6 +69,8 @@ constexpr Word TIMECODES[] = {{"auto", static_cast<int>(TimecodeFrom::Auto)},
                               {"vitc", static_cast<int>(TimecodeFrom::Vitc)},
                               {"none", static_cast<int>(TimecodeFrom::None)}};
 constexpr Word CURSORS[] = {{"keep", 1}, {"clear", 0}};
+constexpr Word PRESETS[] = {{"ultrafast", 0}, {"superfast", 1}, {"veryfast", 2}, {"faster", 3},   {"fast", 4},
+                            {"medium", 5},    {"slow", 6},      {"slower", 7},   {"veryslow", 8}, {"placebo", 9}};
 constexpr Word REVISIONS[] = {{"20116", MISP_PROFILE_62}, {"20162", MISP_PROFILE_2016_2}, {"settings", 0}};
 
 int ParseRevision(const char *szText) {
@@ -100,6 +106,15 @@ INT64 ParseUTC(const char *szText, const char *szOption) {
         nLength > 0 && szText[nLength] == '\0' && ClockCvtDateTime2Utc(&Time, &llUTC) == CLOCK_OK)
         return llUTC;
     Refuse(std::string(szOption) + " '" + szText + "': a time such as 2024-05-01T23:59:50Z is expected");
+}
+
+// A start farther away than a day is a slip: nobody lets a program wait for that long.
+INT64 ParseStartAt(const char *szText) {
+    const INT64 llStart = ParseUTC(szText, "--start-at");
+    const INT64 llDistance = llStart - ClockGetUtc();
+    if (llDistance > MAX_START_DISTANCE_USEC || llDistance < -MAX_START_DISTANCE_USEC)
+        Refuse(std::string("--start-at '") + szText + "' is more than a day away; a start within a day is expected");
+    return llStart;
 }
 
 DropOut ParseDropOut(std::string_view Text) {
@@ -155,8 +170,10 @@ constexpr OptionRow OPTION_ROWS[] = {
     {"start-at", required_argument,
      [](Reading &Out, const char *sz) {
          Out.Result.bRealtime = true;
-         Out.Result.llStartAtUTC = ParseUTC(sz, "--start-at");
+         Out.Result.llStartAtUTC = ParseStartAt(sz);
      }},
+    {"hold", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.nHold = ParseNumber<size_t>(sz, 0, MAX_HELD_PICTURES, "--hold"); }},
     {"revision", required_argument, [](Reading &Out, const char *sz) { Out.Result.enRevision = ParseRevision(sz); }},
     {"source", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.enSource = ParseWord(sz, SOURCES, "--source"); }},
@@ -170,7 +187,11 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) {
          Out.Result.llBitrate = 1000 * ParseNumber<int64_t>(sz, 1, 500'000, "--bitrate (kbit/s)");
      }},
-    {"preset", required_argument, [](Reading &Out, const char *sz) { Out.Result.szPreset = sz; }},
+    {"preset", required_argument,
+     [](Reading &Out, const char *sz) {
+         ParseWord(sz, PRESETS, "--preset");
+         Out.Result.szPreset = sz;
+     }},
     {"rate", required_argument,
      [](Reading &Out, const char *sz) {
          Out.Result.Rate = ParseRate(sz);
@@ -192,10 +213,33 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) { GenerateSetting(Out).llStartUTC = ParseUTC(sz, "--start-utc"); }},
 };
 
-void RefuseSameFile(const std::string &szInput, const std::string &szOutput) {
+// The file behind a URL of FFmpeg's, which takes what stands behind "file:" as it is.
+std::string FileOf(const std::string &szUrl) {
+    constexpr std::string_view SCHEME = "file:";
+    return szUrl.starts_with(SCHEME) ? szUrl.substr(SCHEME.size()) : szUrl;
+}
+
+bool NamesStdin(const std::string &szPath) {
+    constexpr std::string_view NAMES[] = {"-", "pipe:", "pipe:0", "/dev/stdin", "/dev/fd/0"};
+    return std::ranges::find(NAMES, FileOf(szPath)) != std::end(NAMES);
+}
+
+// Whether the files exist or not.
+bool IsSameFile(const std::string &szFirst, const std::string &szSecond) {
+    const std::filesystem::path First = FileOf(szFirst);
+    const std::filesystem::path Second = FileOf(szSecond);
+    if (First.empty() || Second.empty())
+        return false;
     std::error_code Ignored;
-    if (std::filesystem::equivalent(szInput, szOutput, Ignored))
-        Refuse("'" + szOutput + "' is an input; choose another file to write");
+    return std::filesystem::equivalent(First, Second, Ignored) ||
+           std::filesystem::weakly_canonical(std::filesystem::absolute(First, Ignored), Ignored) ==
+               std::filesystem::weakly_canonical(std::filesystem::absolute(Second, Ignored), Ignored);
+}
+
+void RefuseInput(const Options &Out, const std::string &szWritten) {
+    const auto IsWritten = [&](const std::string &szInput) { return IsSameFile(szInput, szWritten); };
+    if (szWritten != "-" && std::ranges::any_of(Out.Inputs, IsWritten))
+        Refuse("'" + szWritten + "' is an input; choose another file to write");
 }
 
 void CheckCoding(const Options &Out) {
@@ -203,13 +247,15 @@ void CheckCoding(const Options &Out) {
         Refuse("no input is given; name a video file, or make one with --generate FILE");
     if (Out.szOutput.empty())
         Refuse("no output is given; add -o FILE.ts");
-    for (const std::string &szInput : Out.Inputs) {
-        RefuseSameFile(szInput, Out.szCsv);
-        for (size_t n = 0; n < Out.Inputs.size(); n++)
-            RefuseSameFile(szInput, Out.OutputOf(n));
+    if (std::ranges::count_if(Out.Inputs, NamesStdin) > 1)
+        Refuse("the standard input can be read by one input only");
+    RefuseInput(Out, Out.szCsv);
+    for (size_t n = 0; n < Out.Inputs.size(); n++) {
+        const std::string szStream = Out.OutputOf(n);
+        RefuseInput(Out, szStream);
+        if (IsSameFile(szStream, Out.szCsv) || (NamesStdout(szStream) && NamesStdout(Out.szCsv)))
+            Refuse("stream and table cannot both go to '" + Out.szCsv + "'");
     }
-    if (Out.szOutput == Out.szCsv)
-        Refuse("stream and table cannot both go to '" + Out.szCsv + "'");
 }
 
 // Fewer files than inputs: the last file serves the rest.
@@ -247,6 +293,26 @@ std::string Options::OutputOf(size_t nInput) const {
     if (WritesFilePerInput())
         szPath.replace(szPath.find("%d"), 2, std::to_string(nInput + 1));
     return szPath;
+}
+
+// A VITC reading may wait for the next to confirm it, and a local set may be multiplexed after its picture: video is
+// sent ahead of its PTS, often by half a second, and data is not.
+size_t Options::HeldPictures() const {
+    constexpr size_t FOR_LOCAL_SETS = 20;
+    constexpr size_t FOR_VITC = 3;
+    constexpr size_t FOR_VITC_LIVE = 2;
+    if (nHold || enSource == TCSOURCE_LDS_TIMESTAMP)
+        return nHold.value_or(FOR_LOCAL_SETS);
+    return bRealtime ? FOR_VITC_LIVE : FOR_VITC;
+}
+
+bool Options::UsesStdout() const {
+    return NamesStdout(szOutput) || NamesStdout(szCsv);
+}
+
+bool NamesStdout(const std::string &szPath) {
+    constexpr std::string_view NAMES[] = {"-", "pipe:", "pipe:1", "/dev/stdout", "/dev/fd/1"};
+    return std::ranges::find(NAMES, FileOf(szPath)) != std::end(NAMES);
 }
 
 Options ParseOptions(int nArguments, char *const pszArguments[]) {

@@ -25,6 +25,7 @@ struct Options {
     BYTE nLdsStatus = 0x1F;
     std::optional<PictureRate> Rate; // else what the input says
     bool bRealtime = false;
+    std::optional<size_t> nHold;         // pictures held back, see HeldPictures
     std::optional<int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once
 
     int enRevision = MISP_PROFILE_2016_2;
@@ -39,14 +40,19 @@ struct Options {
     std::string szPreset = "veryfast";
 
     bool KeepsCursor(bool bInputHasBframes) const { return bKeepCursor.value_or(nBframes == 0 && !bInputHasBframes); }
+    // How many decoded pictures wait for time stamps that come after them.
+    size_t HeldPictures() const;
     bool WritesFilePerInput() const { return szOutput.find("%d") != std::string::npos; }
     // The file of an input, which counts from 0.
     std::string OutputOf(size_t nInput) const;
-    bool UsesStdout() const { return szOutput == "-" || szCsv == "-"; }
+    bool UsesStdout() const;
 };
 
 // Throws a Failure (ExitCode::Usage) that says what is wrong and what is expected.
 Options ParseOptions(int nArguments, char *const pszArguments[]);
+
+// A name under which FFmpeg or the system writes to the standard output.
+bool NamesStdout(const std::string &szPath);
 
 extern const char *const HELP_TEXT;
 

@@ -43,6 +43,7 @@ PictureRate Pipeline::ChooseRate() const {
 VideoEncoderOptions Pipeline::EncoderOptions() const {
     const AVCodecParameters &Video = *m_Demuxer.Video().codecpar;
     VideoEncoderOptions Coding;
+    Coding.szName = "input '" + m_Demuxer.Path() + "'";
     Coding.nWidth = Video.width;
     Coding.nHeight = Video.height;
     Coding.Rate = m_Rate.Exact;
@@ -86,8 +87,9 @@ void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
 }
 
 void Pipeline::Interrupt() {
-    if (m_ProducerThread.joinable())
-        pthread_kill(m_ProducerThread.native_handle(), SIGUSR1);
+    for (std::thread *const pThread : {&m_ProducerThread, &m_EncodingThread})
+        if (pThread->joinable())
+            pthread_kill(pThread->native_handle(), SIGUSR1);
 }
 
 void Pipeline::Join() {

@@ -42,7 +42,7 @@ public:
 
     bool IsRunning() const { return m_nRunning > 0; }
 
-    // Wakes a producer that waits for data in a system call, so that it sees the stop flag.
+    // Wakes both threads where they wait in a system call for data or for a reader, so that they see the stop flag.
     void Interrupt();
 
     // Waits for both threads.

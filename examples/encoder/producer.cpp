@@ -8,22 +8,13 @@
 
 namespace encoder {
 
-namespace {
-
-// A local set may be multiplexed a little after its picture, and a VITC reading may wait for the next to confirm it.
-// So the last pictures decoded are held back until as many more have been. A live input cannot wait long.
-constexpr size_t HELD_PICTURES = 3;
-constexpr size_t HELD_PICTURES_LIVE = 2;
-
-} // namespace
-
 Producer::Producer(int nInput, const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out,
                    Tally &Counts, const std::atomic<bool> &bStop)
     : m_bRealtime(Settings.bRealtime), m_Demuxer(In), m_Queue(Out), m_Tally(Counts), m_bStop(bStop),
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc),
       m_Intake(nInput, Settings, In.Video(), Rate, Counts), m_Pacer(Settings.llStartAtUTC),
-      m_nHeld(Settings.bRealtime ? HELD_PICTURES_LIVE : HELD_PICTURES) {}
+      m_nHeld(Settings.HeldPictures()) {}
 
 void Producer::Run() {
     std::exception_ptr Failed;
@@ -70,9 +61,10 @@ void Producer::TakeFrame(FramePtr Frame) {
     m_llLastPTS = llPTS;
     if (m_bRealtime)
         m_Pacer.WaitUntilDue(llPTS, m_bStop);
+    m_Tally.Begin();
     Frame->pts = llPTS;
     Frame = m_Filter.Filter(std::move(Frame));
-    m_Intake.TakePicture(*Frame);
+    m_Intake.TakePicture(*Frame, m_Decoder.Rate());
     m_Held.push_back({std::move(Frame), ClockGetUtc()});
     Queue(m_nHeld);
 }

@@ -43,7 +43,7 @@ private:
     PtsUnwrapper m_Unwrapper;
     Pacer m_Pacer;
     int64_t m_llLastPTS = 0;
-    const size_t m_nHeld; // pictures held back
+    const size_t m_nHeld; // the last pictures decoded are held back until as many more have been
     std::deque<Picture> m_Held;
     bool m_bEnded = false; // the encoding thread takes no more
 };

@@ -31,7 +31,8 @@ std::int64_t PtsUnwrapper::Unwrap(std::uint64_t nStreamPTS) {
 }
 
 std::chrono::microseconds Pacer::DelayOfFirst() const {
-    return std::chrono::microseconds(m_llStartAtUTC ? std::max<std::int64_t>(*m_llStartAtUTC - ClockGetUtc(), 0) : 0);
+    const std::int64_t llDelay = m_llStartAtUTC ? *m_llStartAtUTC - ClockGetUtc() : 0;
+    return std::chrono::microseconds(std::clamp<std::int64_t>(llDelay, 0, MAX_START_DISTANCE_USEC));
 }
 
 void Pacer::WaitUntilDue(std::int64_t llPTS, const std::atomic<bool> &bStop) {

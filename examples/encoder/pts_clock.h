@@ -12,6 +12,7 @@ namespace encoder {
 
 constexpr std::int64_t PTS_WRAP = std::int64_t{1} << 33;
 constexpr std::int64_t TICKS_PER_SECOND = 90000;
+constexpr std::int64_t MAX_START_DISTANCE_USEC = 86'400'000'000; // a day
 
 // The PTS as the stream carries it: what the timecode library and the reports are given.
 constexpr std::uint64_t StreamPTS(std::int64_t llPTS) {
@@ -33,7 +34,7 @@ private:
 // Holds a thread up until a picture is due, as a camera would have delivered it.
 class Pacer {
 public:
-    // The first picture is due at this UTC (microseconds since 1970), or at once without it.
+    // The first picture is due at this UTC (microseconds since 1970), within a day, or at once without it.
     explicit Pacer(std::optional<std::int64_t> llStartAtUTC) : m_llStartAtUTC(llStartAtUTC) {}
 
     // Returns early when bStop is set. A picture after a jump of the PTS is due at once.

@@ -2,6 +2,8 @@
 // Three sources, three places: SEI of the coded picture, the decoded picture, data packets beside the video.
 #include "stamp_intake.h"
 
+#include <algorithm>
+
 #include "formats/klv.h"
 #include "formats/stamp_sei.h"
 #include "media/picture_filter.h"
@@ -11,6 +13,7 @@ namespace encoder {
 
 namespace {
 
+constexpr int MAX_RATE_WITHOUT_PAIRS = 30;
 constexpr INT64 YEAR_1990_USEC = 631'152'000'000'000;
 constexpr INT64 YEAR_2100_USEC = 4'102'444'800'000'000;
 
@@ -63,20 +66,26 @@ void StampIntake::TakeKlvPacket(const AVPacket &Packet) {
     if (Packet.pts != AV_NOPTS_VALUE)
         PTS = StreamPTS(Packet.pts);
     else
-        m_Tally.Count(Event::LocalSetWithoutPts, Read.UTCs.size());
+        m_Tally.Count(PTS ? Event::LocalSetWithoutPts : Event::LocalSetBeforeVideo, Read.UTCs.size());
     for (const INT64 llUTC : Read.UTCs)
         if (PTS)
-            HandInUTC(TCSOURCE_LDS_TIMESTAMP, *PTS, m_nLdsStatus, llUTC);
+            HandInLocalSet(*PTS, llUTC);
 }
 
-void StampIntake::TakePicture(const AVFrame &Frame) {
+void StampIntake::HandInLocalSet(UINT64 nPTS, INT64 llUTC) {
+    if (m_Tally.Coded().Has(nPTS))
+        m_Tally.Count(Event::LocalSetLate);
+    HandInUTC(TCSOURCE_LDS_TIMESTAMP, nPTS, m_nLdsStatus, llUTC);
+}
+
+void StampIntake::TakePicture(const AVFrame &Frame, AVRational DecoderRate) {
     switch (m_enTimecodeFrom) {
     case TimecodeFrom::Auto:
-        if (!TakeTimecodeSei(Frame))
+        if (!TakeTimecodeSei(Frame, DecoderRate))
             TakeVitc(Frame);
         break;
     case TimecodeFrom::Sei:
-        TakeTimecodeSei(Frame);
+        TakeTimecodeSei(Frame, DecoderRate);
         break;
     case TimecodeFrom::Vitc:
         TakeVitc(Frame);
@@ -86,13 +95,16 @@ void StampIntake::TakePicture(const AVFrame &Frame) {
     }
 }
 
-bool StampIntake::TakeTimecodeSei(const AVFrame &Frame) {
+bool StampIntake::TakeTimecodeSei(const AVFrame &Frame, AVRational DecoderRate) {
     const AVFrameSideData *const pData = av_frame_get_side_data(&Frame, AV_FRAME_DATA_S12M_TIMECODE);
     // The number of timecodes, then up to three of them; the first belongs to the picture's first field.
     if (pData == nullptr || pData->size < 2 * sizeof(uint32_t))
         return false;
+    // Above 30 Hz the decoder counts pairs of frames. Which rate it goes by is not for --rate to say.
+    const std::optional<PictureRate> Rate = MakePictureRate(DecoderRate);
+    const int nRate = Rate ? static_cast<int>(Rate->nWhole) : std::min(m_nRate, MAX_RATE_WITHOUT_PAIRS);
     const auto *const pnValues = reinterpret_cast<const uint32_t *>(pData->data);
-    const std::optional<TimecodeLabel> Label = pnValues[0] > 0 ? FromSmpte12M(pnValues[1], m_nRate) : std::nullopt;
+    const std::optional<TimecodeLabel> Label = pnValues[0] > 0 ? FromSmpte12M(pnValues[1], nRate) : std::nullopt;
     if (Label)
         HandInTimecode(StreamPTS(Frame.pts), *Label);
     return Label.has_value();

@@ -30,13 +30,15 @@ public:
     // Source 3: the local sets of one KLV packet.
     void TakeKlvPacket(const AVPacket &Packet);
 
-    // Source 2: the timecode of one decoded picture, which has gone through the picture filter.
-    void TakePicture(const AVFrame &Frame);
+    // Source 2: the timecode of one decoded picture, which has gone through the picture filter. The rate is the
+    // decoder's.
+    void TakePicture(const AVFrame &Frame, AVRational DecoderRate);
 
 private:
     void HandInUTC(int enSource, UINT64 nPTS, BYTE nStatusByte, INT64 llUTC);
     void HandInTimecode(UINT64 nPTS, const TimecodeLabel &Label);
-    bool TakeTimecodeSei(const AVFrame &Frame);
+    bool TakeTimecodeSei(const AVFrame &Frame, AVRational DecoderRate);
+    void HandInLocalSet(UINT64 nPTS, INT64 llUTC);
     void TakeVitc(const AVFrame &Frame);
 
     const int m_nInput; // from 0, as the library counts

@@ -25,11 +25,7 @@ Buffer Changed(int nOffset, int nErase, const Buffer &Insert) {
 }
 
 TEST(Klv, LengthFormsAndItems) {
-    const struct {
-        const char *szCase;
-        Buffer Set;
-        ReadResult enExpected;
-    } rows[] = {
+    const std::tuple<const char *, Buffer, ReadResult> rows[] = {
         {"as built", BuildLocalSet(UTC), ReadResult::Ok},
         {"long form of 1", Changed(KEY_SIZE, 1, {0x81, 17}), ReadResult::Ok},
         {"long form of 8", Changed(KEY_SIZE, 1, {0x88, 0, 0, 0, 0, 0, 0, 0, 17}), ReadResult::Ok},
@@ -46,8 +42,8 @@ TEST(Klv, LengthFormsAndItems) {
         {"other key", Changed(13, 1, {9}), ReadResult::NotOurs},
         {"no key", {1, 2, 3, 4, 5, 6, 7, 8}, ReadResult::NotOurs},
     };
-    for (const auto &row : rows)
-        EXPECT_EQ(ReadLocalSets(row.Set).Result(), row.enExpected) << row.szCase;
+    for (const auto &[szCase, Set, enExpected] : rows)
+        EXPECT_EQ(ReadLocalSets(Set).Result(), enExpected) << szCase;
 }
 
 TEST(Klv, EverySetOfAPacketIsRead) {

@@ -67,19 +67,16 @@ TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
     std::ranges::copy(HevcId, Hevc.begin());
     BadSeparator[22] = 0xFE;
     Foreign[15] = 'X';
-    const struct {
-        const Buffer &Payload;
-        bool bHevc;
-        ReadResult enExpected;
-    } rows[] = {{Good, false, ReadResult::Ok},         {Hevc, true, ReadResult::Ok},
-                {Good, true, ReadResult::NotOurs},     {Hevc, false, ReadResult::NotOurs},
-                {Foreign, false, ReadResult::NotOurs}, {BadSeparator, false, ReadResult::Broken}};
-    for (const auto &row : rows) {
-        const Buffer Header = row.bHevc ? Buffer{39 << 1, 1} : Buffer{6};
-        const auto Read = ReadStamps(Unit({SeiNal({{5, row.Payload}}, Header)}), {row.bHevc, 0});
+    const std::tuple<const Buffer &, bool, ReadResult> rows[] = {
+        {Good, false, ReadResult::Ok},         {Hevc, true, ReadResult::Ok},
+        {Good, true, ReadResult::NotOurs},     {Hevc, false, ReadResult::NotOurs},
+        {Foreign, false, ReadResult::NotOurs}, {BadSeparator, false, ReadResult::Broken}};
+    for (const auto &[Payload, bHevc, enExpected] : rows) {
+        const Buffer Header = bHevc ? Buffer{39 << 1, 1} : Buffer{6};
+        const auto Read = ReadStamps(Unit({SeiNal({{5, Payload}}, Header)}), {bHevc, 0});
         const auto enOther = Read.nBroken == 1 ? ReadResult::Broken : ReadResult::NotOurs;
-        EXPECT_EQ(Read.Stamps.empty() ? enOther : ReadResult::Ok, row.enExpected)
-            << "HEVC " << row.bHevc << ' ' << testing::PrintToString(row.Payload);
+        EXPECT_EQ(Read.Stamps.empty() ? enOther : ReadResult::Ok, enExpected)
+            << "HEVC " << bHevc << ' ' << testing::PrintToString(Payload);
     }
 }
 

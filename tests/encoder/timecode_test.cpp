@@ -9,29 +9,26 @@ namespace encoder {
 namespace {
 
 TEST(TimecodeLabel, EveryLabelOfADayHasItsCount) {
-    const struct {
-        int nRate;
-        bool bDropFrame;
-        std::int64_t nDay;
-    } rows[] = {{24, false, 2073600}, {25, false, 2160000}, {30, false, 2592000},
-                {30, true, 2589408},  {50, false, 4320000}, {60, true, 5178816}};
-    for (const auto &row : rows) {
+    const std::tuple<int, bool, std::int64_t> rows[] = {{24, false, 2073600}, {25, false, 2160000},
+                                                        {30, false, 2592000}, {30, true, 2589408},
+                                                        {50, false, 4320000}, {60, true, 5178816}};
+    for (const auto &[nRate, bDropFrame, nDay] : rows) {
         std::int64_t nCount = 0;
-        TimecodeLabel Label = {0, 0, 0, 0, row.bDropFrame};
+        TimecodeLabel Label = {0, 0, 0, 0, bDropFrame};
         // Every number is visited; those that are no label are passed over without counting.
         for (int nSecond = 0; nSecond < 86400; ++nSecond) {
-            for (int nFrame = 0; nFrame < row.nRate; ++nFrame) {
-                Label = {nSecond / 3600, nSecond / 60 % 60, nSecond % 60, nFrame, row.bDropFrame};
-                if (!IsValid(Label, row.nRate))
+            for (int nFrame = 0; nFrame < nRate; ++nFrame) {
+                Label = {nSecond / 3600, nSecond / 60 % 60, nSecond % 60, nFrame, bDropFrame};
+                if (!IsValid(Label, nRate))
                     continue;
-                ASSERT_EQ(ToFrameCount(Label, row.nRate), nCount) << ToText(Label) << " at " << row.nRate;
-                ASSERT_EQ(FromFrameCount(nCount, row.nRate, row.bDropFrame), Label) << nCount << " at " << row.nRate;
+                ASSERT_EQ(ToFrameCount(Label, nRate), nCount) << ToText(Label) << " at " << nRate;
+                ASSERT_EQ(FromFrameCount(nCount, nRate, bDropFrame), Label) << nCount << " at " << nRate;
                 ++nCount;
             }
         }
-        EXPECT_EQ(nCount, row.nDay);
-        EXPECT_EQ(FramesPerDay(row.nRate, row.bDropFrame), row.nDay);
-        EXPECT_EQ(FromFrameCount(-1 - row.nDay, row.nRate, row.bDropFrame), Label);
+        EXPECT_EQ(nCount, nDay);
+        EXPECT_EQ(FramesPerDay(nRate, bDropFrame), nDay);
+        EXPECT_EQ(FromFrameCount(-1 - nDay, nRate, bDropFrame), Label);
     }
 }
 
@@ -48,27 +45,20 @@ TEST(TimecodeLabel, TextIsReadStrictly) {
 }
 
 TEST(TimecodeLabel, Smpte12MWord) {
-    const struct {
-        std::uint32_t nValue;
-        int nRate;
-        const char *szExpected; // null: no label
-    } rows[] = {{0x24452312, 30, "12:23:45:24"}, {0x69595923, 30, "23:59:59;29"}, {0x24452312, 50, "12:23:45:48"},
-                {0x24452392, 50, "12:23:45:49"}, {0x69D95923, 60, "23:59:59;59"}, {0x0A000000, 30, nullptr},
-                {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr}};
-    for (const auto &row : rows) {
-        const auto Label = FromSmpte12M(row.nValue, row.nRate);
-        EXPECT_EQ(Label ? ToText(*Label) : "none", row.szExpected ? row.szExpected : "none") << std::hex << row.nValue;
+    // A null text stands for no label.
+    const std::tuple<std::uint32_t, int, const char *> rows[] = {
+        {0x24452312, 30, "12:23:45:24"}, {0x69595923, 30, "23:59:59;29"}, {0x24452312, 50, "12:23:45:48"},
+        {0x24452392, 50, "12:23:45:49"}, {0x69D95923, 60, "23:59:59;59"}, {0x0A000000, 30, nullptr},
+        {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr}};
+    for (const auto &[nValue, nRate, szExpected] : rows) {
+        const auto Label = FromSmpte12M(nValue, nRate);
+        EXPECT_EQ(Label ? ToText(*Label) : "none", szExpected ? szExpected : "none") << std::hex << nValue;
     }
 }
 
 // Readings of pictures that follow one another; "-" is a picture without one.
 TEST(TimecodeFilter, BelievesOnlyWhatFollows) {
-    const struct {
-        int nNumerator, nDenominator;
-        std::uint64_t nTicks;
-        const char *szReadings, *szBelieved;
-        unsigned nRejected;
-    } rows[] = {
+    const std::tuple<int, int, std::uint64_t, const char *, const char *, unsigned> rows[] = {
         {25, 1, 3600, "00:00:00:00", "", 0},
         {25, 1, 3600, "00:00:00:00 00:00:00:01", "00:00:00:00 00:00:00:01 ", 0},
         {25, 1, 3600, "00:00:00:00 00:00:00:03", "", 1},
@@ -84,18 +74,18 @@ TEST(TimecodeFilter, BelievesOnlyWhatFollows) {
         {60000, 1001, 1501, "00:00:59;29 00:01:00;02 00:01:00;02", "00:00:59;59 00:01:00;04 00:01:00;05 ", 0},
         {0, 0, 3003, "00:00:00:00 00:00:00:01", "", 2},
     };
-    for (const auto &row : rows) {
-        TimecodeFilter Filter(row.nNumerator, row.nDenominator);
+    for (const auto &[nNumerator, nDenominator, nTicks, szReadings, szBelieved, nRejected] : rows) {
+        TimecodeFilter Filter(nNumerator, nDenominator);
         std::string Believed;
-        std::istringstream Readings(row.szReadings);
+        std::istringstream Readings(szReadings);
         std::uint64_t nPTS = 0x1FFFFFFFF; // wraps behind the first picture
-        for (std::string Text; Readings >> Text; nPTS = (nPTS + row.nTicks) & 0x1FFFFFFFF) {
+        for (std::string Text; Readings >> Text; nPTS = (nPTS + nTicks) & 0x1FFFFFFFF) {
             const auto Label = FromText(Text);
             for (const auto &Reading : Label ? Filter.Offer(*Label, nPTS) : std::vector<TimecodeReading>{})
                 Believed += ToText(Reading.Label) + ' ';
         }
-        EXPECT_EQ(Believed, row.szBelieved) << row.szReadings;
-        EXPECT_EQ(Filter.Rejected(), row.nRejected) << row.szReadings;
+        EXPECT_EQ(Believed, szBelieved) << szReadings;
+        EXPECT_EQ(Filter.Rejected(), nRejected) << szReadings;
     }
 }
 

@@ -7,11 +7,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdarg>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
-#include <iterator>
 #include <mutex>
+#include <regex>
+#include <span>
 
 #include "cfgfile_api.h"
 #include "threadcheck.h"
@@ -31,10 +34,9 @@ Texts g_Traces;
 Texts g_Asserts;
 
 void Record(Texts &Where, const std::string &sText) {
-    if (g_Services.bRecords) {
-        const std::lock_guard Lock(g_RecordMutex);
+    const std::lock_guard Lock(g_RecordMutex);
+    if (g_Services.bRecords)
         Where.push_back(sText);
-    }
 }
 
 Texts Take(Texts &From) {
@@ -50,8 +52,7 @@ std::string Formatted(const char *szFormat, va_list Arguments) {
 
 template <class T>
 bool IsUntouched(const T &Object) {
-    const auto *pBytes = reinterpret_cast<const unsigned char *>(&Object);
-    return std::all_of(pBytes, pBytes + sizeof(T), [](unsigned char nByte) { return nByte == UNTOUCHED; });
+    return std::ranges::count(std::as_bytes(std::span(&Object, 1)), std::byte{UNTOUCHED}) == sizeof(T);
 }
 
 template <class F>
@@ -78,12 +79,12 @@ int clock_gettime(clockid_t nClock, struct timespec *ptpNow) noexcept {
         return -1;
     }
     const INT64 nNsec = g_Services.nClockNsec;
-    *ptpNow = {nNsec / NSEC_PER_SEC, nNsec % NSEC_PER_SEC};
+    *ptpNow = {g_Services.nClockSec + nNsec / NSEC_PER_SEC, nNsec % NSEC_PER_SEC};
     return 0;
 }
 
 time_t time(time_t *ptNow) noexcept {
-    const time_t tNow = g_Services.nClockNsec / NSEC_PER_SEC - g_Services.nTimeLagSec;
+    const time_t tNow = g_Services.nClockSec + g_Services.nClockNsec / NSEC_PER_SEC;
     if (ptNow)
         *ptNow = tNow;
     return tNow;
@@ -143,6 +144,7 @@ INT64 StartUsec() {
 }
 
 void StartDay(int enRevision) {
+    TimecodeLib_Shutdown();
     setenv("TZ", "UTC0", 1);
     tzset();
     g_llStartSec += DAY_SEC;
@@ -155,7 +157,7 @@ void StartDay(int enRevision) {
 LibraryTest::~LibraryTest() {
     for (auto *pFault : {&g_Services.bClockFails, &g_Services.bLocalTimeFails, &g_Services.bHandleStaysNull})
         *pFault = false;
-    g_Services.nTimeLagSec = 0;
+    g_Services.nClockSec = 0;
     g_bThreadStateDebuggingEnabled = FALSE;
     TimecodeLib_Shutdown();
 }
@@ -167,6 +169,13 @@ void SetClockMs(INT64 nMs) {
 Texts TakeTraces(int nMaxLevel) {
     Texts Traces = Take(g_Traces);
     std::erase_if(Traces, [nMaxLevel](const std::string &sText) { return sText[0] > '0' + nMaxLevel; });
+    const std::chrono::year_month_day Today(std::chrono::sys_days(std::chrono::days(g_llStartSec / DAY_SEC)));
+    const std::string sToday = std::to_string(int(Today.year())) + "-" + std::to_string(unsigned(Today.month())) + "-" +
+                               std::to_string(unsigned(Today.day()));
+    for (const auto &[sPattern, szName] :
+         {std::pair(std::to_string(g_llStartSec), "NOON"), {sToday, "TODAY"}, {":0x[0-9a-f]{9,}", ":ADDRESS"}})
+        for (auto &sText : Traces)
+            sText = std::regex_replace(sText, std::regex(sPattern), szName);
     return Traces;
 }
 
@@ -181,15 +190,14 @@ int CountTraces(const std::string &sStart) {
 }
 
 vitc_t Timecode(const char *szTimecode) {
-    unsigned nHour = 0, nMinute = 0, nSecond = 0, nFrame = 0;
-    sscanf(szTimecode, "%u:%u:%u:%u", &nHour, &nMinute, &nSecond, &nFrame);
-    const auto Tens = [](unsigned nValue) { return static_cast<unsigned char>(nValue / 10); };
-    const auto Units = [](unsigned nValue) { return static_cast<unsigned char>(nValue % 10); };
+    unsigned anParts[4] = {}; // from the frames up, as their digits lie in the record
+    sscanf(szTimecode, "%u:%u:%u:%u", &anParts[3], &anParts[2], &anParts[1], &anParts[0]);
     vitc_t Vitc = {};
-    Vitc.HourTens = Tens(nHour), Vitc.HourUnits = Units(nHour);
-    Vitc.MinuteTens = Tens(nMinute), Vitc.MinuteUnits = Units(nMinute);
-    Vitc.SecondTens = Tens(nSecond), Vitc.SecondUnits = Units(nSecond);
-    Vitc.FrameTens = Tens(nFrame), Vitc.FrameUnits = Units(nFrame);
+    for (size_t nPart = 0; nPart < 4; ++nPart) {
+        auto *const pUnits = reinterpret_cast<unsigned char *>(&Vitc) + offsetof(vitc_t, FrameUnits) + 3 * nPart;
+        pUnits[0] = static_cast<unsigned char>(anParts[nPart] % 10);
+        pUnits[1] = static_cast<unsigned char>(anParts[nPart] / 10);
+    }
     return Vitc;
 }
 

@@ -16,7 +16,7 @@ using Texts = std::vector<std::string>;
 // What the services under the library answer and have been asked. The clock is CLOCK_REALTIME in nanoseconds.
 struct Services {
     std::atomic<INT64> nClockNsec{0};
-    std::atomic<INT64> nTimeLagSec{0}; // time() lies this far behind CLOCK_REALTIME
+    std::atomic<INT64> nClockSec{0}; // added, for times beyond all nanoseconds
     std::atomic<bool> bClockFails{false};
     std::atomic<bool> bLocalTimeFails{false};
     std::atomic<bool> bHandleStaysNull{false};

@@ -46,9 +46,8 @@ void Retrieve(int nInput, bool bStored, bool bKeepsCursor, std::latch &Start) {
         BOOL bSame = FALSE;
         const BOOL bResult = Timecode_GetUTC(nInput, &enSource, nRequest % 5 ? TRUE : FALSE, 30, 29000,
                                              g_nNewest[nInput], 0, 0, &Utc, &Vitc, &bSame, &pCursor);
-        const UTCPayload &Payload = Utc.MotionImageryTimestamp.KLVTC;
         const bool bTold = bResult && bStored && enSource != TCSOURCE_SMPTE12M_TIMESTAMP;
-        EXPECT_TRUE(!bTold || Payload.llUTCTime == UtcOf(nInput, enSource, Utc.nTimestamp64)) << enSource;
+        EXPECT_TRUE(!bTold || Utc.MotionImageryTimestamp.KLVTC.llUTCTime == UtcOf(nInput, enSource, Utc.nTimestamp64));
         g_nAnswers += bResult;
         if (!bResult || !bKeepsCursor)
             pCursor = nullptr;

@@ -23,6 +23,9 @@ public:
     // Hands out the pictures that the decoder still holds.
     void Flush(const FrameSink &Sink);
 
+    // As the coded pictures tell it, 0/1 where they do not. The decoder numbers SMPTE 12M timecode by it.
+    AVRational Rate() const { return m_Context->framerate; }
+
 private:
     bool Send(const AVPacket *pPacket, const FrameSink &Sink);
 

@@ -54,28 +54,42 @@ void Demuxer::Open() {
     // know the wrap, and a guess at where it lies would move the times of the pictures before it.
     m_pContext->correct_ts_overflow = 0;
     const std::string szUrl = m_szPath == "-" ? "pipe:0" : m_szPath;
-    Check(avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr), ExitCode::Input,
-          "cannot open input '" + m_szPath + "'");
-    Check(avformat_find_stream_info(m_pContext, nullptr), ExitCode::Input,
-          "input '" + m_szPath + "' is no video that FFmpeg can read");
+    const int nOpened = avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr);
+    CheckStop();
+    Check(nOpened, ExitCode::Input, "cannot open input '" + m_szPath + "'");
+    const int nFound = avformat_find_stream_info(m_pContext, nullptr);
+    CheckStop();
+    Check(nFound, ExitCode::Input, "input '" + m_szPath + "' is no video that FFmpeg can read");
+}
+
+void Demuxer::CheckStop() const {
+    if (m_bStop)
+        throw Failure(ExitCode::Ok, "stopped before input '" + m_szPath + "' was open");
 }
 
 void Demuxer::ChooseStreams() {
     m_nVideo = av_find_best_stream(m_pContext, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (m_nVideo < 0)
         throw Failure(ExitCode::Input, "input '" + m_szPath + "' has no video stream");
-    const AVCodecID enCodec = Video().codecpar->codec_id;
-    if (enCodec != AV_CODEC_ID_H264 && enCodec != AV_CODEC_ID_HEVC && enCodec != AV_CODEC_ID_MPEG2VIDEO) {
-        throw Failure(ExitCode::Input, "input '" + m_szPath + "', stream " + std::to_string(m_nVideo) +
-                                           ": the video is coded as " + avcodec_get_name(enCodec) +
-                                           "; give one that is coded as H.264, HEVC or MPEG-2");
-    }
+    CheckVideo();
     for (unsigned n = 0; n < m_pContext->nb_streams; n++) {
         AVStream *const pStream = m_pContext->streams[n];
         const bool bKlv =
             pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && SharesProgram(m_pContext, m_nVideo, n);
         pStream->discard = bKlv || static_cast<int>(n) == m_nVideo ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     }
+}
+
+void Demuxer::CheckVideo() const {
+    const AVCodecParameters &Parameters = *Video().codecpar;
+    const std::string szStream = "input '" + m_szPath + "', stream " + std::to_string(m_nVideo);
+    const AVCodecID enCodec = Parameters.codec_id;
+    if (enCodec != AV_CODEC_ID_H264 && enCodec != AV_CODEC_ID_HEVC && enCodec != AV_CODEC_ID_MPEG2VIDEO) {
+        throw Failure(ExitCode::Input, szStream + ": the video is coded as " + avcodec_get_name(enCodec) +
+                                           "; give one that is coded as H.264, HEVC or MPEG-2");
+    }
+    if (Parameters.width <= 0 || Parameters.height <= 0)
+        throw Failure(ExitCode::Input, szStream + ": nothing in the video tells its picture size; is it whole?");
 }
 
 bool Demuxer::Read(AVPacket &Packet) {

@@ -13,7 +13,8 @@ namespace encoder {
 
 class Demuxer {
 public:
-    // Throws a Failure (ExitCode::Input) that names file, stream and reason. A set bStop ends a wait for data.
+    // Throws a Failure (ExitCode::Input) that names file, stream and reason. A set bStop ends a wait for data, and
+    // the Failure has ExitCode::Ok.
     Demuxer(std::string szPath, const std::atomic<bool> &bStop);
     ~Demuxer();
     Demuxer(const Demuxer &) = delete;
@@ -32,6 +33,8 @@ public:
 private:
     void Open();
     void ChooseStreams();
+    void CheckStop() const;
+    void CheckVideo() const;
 
     std::string m_szPath;
     const std::atomic<bool> &m_bStop;

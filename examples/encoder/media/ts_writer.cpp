@@ -12,13 +12,19 @@ namespace {
 // How far the program clock runs ahead of the decoding times, so that a receiver can fill its buffer.
 constexpr int CLOCK_LEAD_USEC = 700'000;
 
+int IsOver(void *pPatience) {
+    return static_cast<const Patience *>(pPatience)->IsOver() ? 1 : 0;
+}
+
 } // namespace
 
-TsWriter::TsWriter(std::string szPath) : m_szPath(std::move(szPath)) {
+TsWriter::TsWriter(std::string szPath, const std::atomic<bool> &bStop)
+    : m_szPath(std::move(szPath)), m_Patience(bStop) {
     const std::string szUrl = m_szPath == "-" ? "pipe:1" : m_szPath;
     Check(avformat_alloc_output_context2(&m_pContext, nullptr, "mpegts", szUrl.c_str()), ExitCode::Output,
           "output '" + m_szPath + "'");
     m_pContext->max_delay = CLOCK_LEAD_USEC;
+    m_pContext->flush_packets = 1; // a reader has each picture at once, and the end has nothing left to wait for
     m_pContext->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
 }
 
@@ -58,14 +64,24 @@ int TsWriter::AddKlv() {
     return Stream.index;
 }
 
+void TsWriter::CheckWritten(int nResult, const char *szWhat) const {
+    if (nResult == AVERROR_EXIT)
+        throw Failure(ExitCode::Output, "output '" + m_szPath + "' takes no more data; it ends where it was stopped");
+    Check(nResult, ExitCode::Output, std::string(szWhat) + " output '" + m_szPath + "'");
+}
+
 void TsWriter::Start() {
-    Check(avio_open(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE), ExitCode::Output,
-          "cannot write output '" + m_szPath + "'");
+    const AVIOInterruptCB Interrupt{IsOver, &m_Patience};
+    const int nOpened = avio_open2(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE, &Interrupt, nullptr);
+    if (nOpened < 0 && m_Patience.IsStopped())
+        throw Failure(ExitCode::Ok, "stopped before output '" + m_szPath + "' was open");
+    CheckWritten(nOpened, "cannot write");
+    m_Patience.Begin();
     AVDictionary *pSettings = nullptr;
     av_dict_set(&pSettings, "mpegts_copyts", "1", 0);
     const int nResult = avformat_write_header(m_pContext, &pSettings);
     av_dict_free(&pSettings);
-    Check(nResult, ExitCode::Output, "cannot write output '" + m_szPath + "'");
+    CheckWritten(nResult, "cannot write");
     m_bStarted = true;
 }
 
@@ -73,7 +89,8 @@ void TsWriter::Write(AVPacket &Packet, int nStream) {
     const std::lock_guard Lock(m_Mutex);
     Packet.stream_index = nStream;
     av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
-    Check(av_write_frame(m_pContext, &Packet), ExitCode::Output, "writing output '" + m_szPath + "'");
+    m_Patience.Begin();
+    CheckWritten(av_write_frame(m_pContext, &Packet), "writing");
     av_packet_unref(&Packet);
 }
 
@@ -81,9 +98,10 @@ void TsWriter::Finish() {
     const std::lock_guard Lock(m_Mutex);
     if (!std::exchange(m_bStarted, false))
         return;
+    m_Patience.Begin();
     const int nTrailer = av_write_trailer(m_pContext);
     const int nClose = avio_closep(&m_pContext->pb);
-    Check(nTrailer < 0 ? nTrailer : nClose, ExitCode::Output, "ending output '" + m_szPath + "'");
+    CheckWritten(nTrailer < 0 ? nTrailer : nClose, "ending");
 }
 
 } // namespace encoder

@@ -7,13 +7,15 @@
 #include <string>
 
 #include "media/av.h"
+#include "media/patience.h"
 
 namespace encoder {
 
 class TsWriter {
 public:
     // Opens nothing yet. The target is a path, a URL of FFmpeg's, or "-" for the standard output.
-    explicit TsWriter(std::string szPath);
+    // With bStop set, a write that nobody takes is given up when a signal interrupts the writing thread.
+    TsWriter(std::string szPath, const std::atomic<bool> &bStop);
     ~TsWriter(); // closes the file; a file that was started and not finished has no trailer
     TsWriter(const TsWriter &) = delete;
     TsWriter &operator=(const TsWriter &) = delete;
@@ -24,7 +26,8 @@ public:
     int AddVideo(const AVCodecContext &Encoder);
     int AddKlv();
 
-    // Opens the target and writes the header. Throws a Failure (ExitCode::Output), as do Write and Finish.
+    // Opens the target and writes the header. Throws a Failure (ExitCode::Output), as do Write and Finish;
+    // ExitCode::Ok when bStop was set while it waited for the target.
     void Start();
 
     // Writes a packet with PTS and DTS in 90 kHz; its content is gone afterwards. DTS must not go back within a
@@ -36,9 +39,11 @@ public:
 
 private:
     AVStream &AddStream();
+    void CheckWritten(int nResult, const char *szWhat) const;
 
     std::string m_szPath;
     std::mutex m_Mutex;
+    Patience m_Patience;
     AVFormatContext *m_pContext = nullptr;
     AVProgram *m_pProgram = nullptr;
     bool m_bStarted = false;

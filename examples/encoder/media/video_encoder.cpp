@@ -42,15 +42,17 @@ CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Opt
 
 } // namespace
 
-VideoEncoder::VideoEncoder(const VideoEncoderOptions &Options) : m_Packet(MakePacket()) {
+VideoEncoder::VideoEncoder(const VideoEncoderOptions &Options) : m_szName(Options.szName), m_Packet(MakePacket()) {
     const AVCodec *const pCodec = avcodec_find_encoder_by_name("libx264");
     if (pCodec == nullptr)
         throw Failure(ExitCode::Encoder, "this FFmpeg has no libx264; install a build that has it");
     m_Context = MakeContext(*pCodec, Options);
-    Check(av_opt_set(m_Context->priv_data, "preset", Options.szPreset.c_str(), 0), ExitCode::Encoder, "x264 preset");
-    Check(av_opt_set(m_Context->priv_data, "x264-params", X264_PARAMETERS, 0), ExitCode::Encoder, "x264 settings");
+    Check(av_opt_set(m_Context->priv_data, "preset", Options.szPreset.c_str(), 0), ExitCode::Encoder,
+          m_szName + ": x264 preset");
+    Check(av_opt_set(m_Context->priv_data, "x264-params", X264_PARAMETERS, 0), ExitCode::Encoder,
+          m_szName + ": x264 settings");
     Check(avcodec_open2(m_Context.get(), pCodec, nullptr), ExitCode::Encoder,
-          "libx264 cannot code " + std::to_string(Options.nWidth) + "x" + std::to_string(Options.nHeight) +
+          m_szName + ": libx264 cannot code " + std::to_string(Options.nWidth) + "x" + std::to_string(Options.nHeight) +
               " with preset " + Options.szPreset);
 }
 
@@ -65,12 +67,12 @@ void VideoEncoder::Flush(const PacketSink &Sink) {
 }
 
 void VideoEncoder::Send(const AVFrame *pFrame, const PacketSink &Sink) {
-    Check(avcodec_send_frame(m_Context.get(), pFrame), ExitCode::Encoder, "coding a picture");
+    Check(avcodec_send_frame(m_Context.get(), pFrame), ExitCode::Encoder, m_szName + ": coding a picture");
     for (;;) {
         const int nResult = avcodec_receive_packet(m_Context.get(), m_Packet.get());
         if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF)
             return;
-        Check(nResult, ExitCode::Encoder, "coding a picture");
+        Check(nResult, ExitCode::Encoder, m_szName + ": coding a picture");
         Sink(*m_Packet);
         av_packet_unref(m_Packet.get());
     }

@@ -11,6 +11,7 @@
 namespace encoder {
 
 struct VideoEncoderOptions {
+    std::string szName; // what is coded; messages begin with it
     int nWidth = 0;
     int nHeight = 0;
     AVRational Rate{30, 1}; // pictures a second
@@ -42,6 +43,7 @@ public:
 private:
     void Send(const AVFrame *pFrame, const PacketSink &Sink);
 
+    const std::string m_szName;
     CodecContextPtr m_Context;
     PacketPtr m_Packet;
 };

@@ -1,9 +1,12 @@
 // What a person sees while the program runs.
 #include "report/console.h"
 
-#include <cstdio>
+#include <cerrno>
 #include <sys/ioctl.h>
+#include <system_error>
 #include <unistd.h>
+
+#include "media/failure.h"
 
 namespace encoder {
 
@@ -17,6 +20,13 @@ size_t TerminalColumns() {
 }
 
 } // namespace
+
+void PrintAll(const char *szText, std::FILE *pTarget) {
+    const bool bWritten = std::fputs(szText, pTarget) != EOF && std::fflush(pTarget) != EOF;
+    if (!bWritten && pTarget == stdout)
+        throw Failure(ExitCode::Output,
+                      "cannot write to the standard output: " + std::generic_category().message(errno));
+}
 
 Console::Console(bool bStdoutIsData) : m_bStdoutIsData(bStdoutIsData), m_bTerminal(isatty(STDERR_FILENO) == 1) {}
 
@@ -61,8 +71,7 @@ void Console::Summary(const std::string &szText) {
     const std::lock_guard Lock(m_Mutex);
     EraseStatus();
     std::FILE *const pTarget = m_bStdoutIsData ? stderr : stdout;
-    std::fputs(szText.c_str(), pTarget);
-    std::fflush(pTarget);
+    PrintAll(szText.c_str(), pTarget);
 }
 
 } // namespace encoder

@@ -3,10 +3,15 @@
 #ifndef ENCODER_REPORT_CONSOLE_H
 #define ENCODER_REPORT_CONSOLE_H
 
+#include <cstdio>
 #include <mutex>
 #include <string>
 
 namespace encoder {
+
+// Writes the text at once. Throws a Failure (ExitCode::Output) when the standard output does not take it; whether the
+// standard error does is nothing that could be told.
+void PrintAll(const char *szText, std::FILE *pTarget);
 
 class Console {
 public:
@@ -20,7 +25,8 @@ public:
     void Notice(const std::string &szText);
     // Replaces the status line; on a terminal only.
     void Status(const std::string &szText);
-    // Text for the end of the run, with its line ends.
+    // Text for the end of the run, with its line ends. Throws a Failure (ExitCode::Output) when the standard output
+    // does not take it.
     void Summary(const std::string &szText);
 
 private:

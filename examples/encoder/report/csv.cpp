@@ -3,7 +3,9 @@
 #include "report/csv.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 #include "media/failure.h"
@@ -14,7 +16,7 @@ namespace encoder {
 namespace {
 
 constexpr const char *HEADER = "input,coding_index,pts,result,source,source_name,status,status_words,utc,timecode,"
-                               "generated_timecode,same_record\n";
+                               "generated_timecode,same_record,utc_us\n";
 
 // MISB ST 0603: bit 7 not locked, bit 6 discontinuity, bit 5 backwards.
 std::string StatusColumns(std::optional<BYTE> StatusByte) {
@@ -33,37 +35,55 @@ std::string RowText(const CsvRow &Row) {
     return std::to_string(Row.nInput) + "," + std::to_string(Row.nCodingIndex) + "," + std::to_string(Row.nPTS) + "," +
            (Row.bTimed ? "TRUE" : "FALSE") + "," + std::to_string(Row.enSourceInUse) + "," + szSource + "," +
            StatusColumns(Row.StatusByte) + "," + (Row.UTC ? UtcText(*Row.UTC) : "") + "," + Row.szTimecode + "," +
-           Row.szGenerated + "," + (Row.bSameRecord ? "TRUE" : "FALSE") + "\n";
+           Row.szGenerated + "," + (Row.bSameRecord ? "TRUE" : "FALSE") + "," +
+           (Row.UTC ? std::to_string(*Row.UTC) : "") + "\n";
 }
 
 } // namespace
 
-CsvWriter::CsvWriter(std::string szPath) : m_szPath(std::move(szPath)) {
+CsvWriter::CsvWriter(std::string szPath, const std::atomic<bool> &bStop)
+    : m_szPath(std::move(szPath)), m_Patience(bStop) {
     if (m_szPath.empty())
         return;
-    m_File.reset(m_szPath == "-" ? stdout : std::fopen(m_szPath.c_str(), "we"));
-    if (!m_File) {
-        throw Failure(ExitCode::Output,
-                      "cannot write table '" + m_szPath + "': " + std::generic_category().message(errno));
-    }
+    constexpr mode_t FOR_ALL = 0666; // what the user's mask leaves of it
+    m_nFile =
+        m_szPath == "-" ? STDOUT_FILENO : open(m_szPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FOR_ALL);
+    if (m_nFile < 0)
+        Fail("cannot write table");
     WriteText(HEADER);
 }
 
-void CsvWriter::WriteText(const std::string &szText) {
+CsvWriter::~CsvWriter() {
+    if (m_nFile > STDOUT_FILENO)
+        close(m_nFile);
+}
+
+void CsvWriter::Fail(const std::string &szWhat) const {
+    throw Failure(ExitCode::Output, szWhat + " '" + m_szPath + "': " + std::generic_category().message(errno));
+}
+
+// Unbuffered, so that whoever reads along sees each picture at once and nothing is left to be written at the end.
+void CsvWriter::WriteText(std::string_view Text) {
     const std::lock_guard Lock(m_Mutex);
-    if (std::fputs(szText.c_str(), m_File.get()) == EOF)
-        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::generic_category().message(errno));
+    m_Patience.Begin();
+    while (!Text.empty()) {
+        const ssize_t nWritten = write(m_nFile, Text.data(), Text.size());
+        if (nWritten < 0 && (errno != EINTR || m_Patience.IsOver()))
+            Fail("writing table");
+        Text.remove_prefix(nWritten < 0 ? 0 : static_cast<size_t>(nWritten));
+    }
 }
 
 void CsvWriter::Write(const CsvRow &Row) {
-    if (m_File)
+    if (m_nFile >= 0)
         WriteText(RowText(Row));
 }
 
 void CsvWriter::Finish() {
     const std::lock_guard Lock(m_Mutex);
-    if (m_File && std::fflush(m_File.get()) == EOF)
-        throw Failure(ExitCode::Output, "writing table '" + m_szPath + "': " + std::generic_category().message(errno));
+    const int nFile = std::exchange(m_nFile, -1);
+    if (nFile > STDOUT_FILENO && close(nFile) < 0)
+        Fail("ending table");
 }
 
 } // namespace encoder

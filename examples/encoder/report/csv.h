@@ -2,12 +2,12 @@
 #ifndef ENCODER_REPORT_CSV_H
 #define ENCODER_REPORT_CSV_H
 
-#include <cstdio>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
+#include "media/patience.h"
 #include "timecode.h"
 
 namespace encoder {
@@ -27,25 +27,25 @@ struct CsvRow {
 
 class CsvWriter {
 public:
-    // "-" is the standard output, "" nothing at all. Throws a Failure (ExitCode::Output), as do Write and Finish.
-    explicit CsvWriter(std::string szPath);
+    // "-" is the standard output, "" nothing at all. Throws a Failure (ExitCode::Output), as do Write and Finish. With
+    // bStop set, a row that nobody takes is given up when a signal interrupts the writing thread.
+    CsvWriter(std::string szPath, const std::atomic<bool> &bStop);
+    ~CsvWriter();
+    CsvWriter(const CsvWriter &) = delete;
+    CsvWriter &operator=(const CsvWriter &) = delete;
 
     void Write(const CsvRow &Row);
+    // Closes the file.
     void Finish();
 
 private:
-    struct Close {
-        void operator()(std::FILE *pFile) const {
-            if (pFile != stdout)
-                std::fclose(pFile);
-        }
-    };
-
-    void WriteText(const std::string &szText);
+    void WriteText(std::string_view Text);
+    [[noreturn]] void Fail(const std::string &szWhat) const;
 
     std::string m_szPath;
     std::mutex m_Mutex;
-    std::unique_ptr<std::FILE, Close> m_File;
+    Patience m_Patience;
+    int m_nFile = -1;
 };
 
 } // namespace encoder

@@ -2,6 +2,7 @@
 #include "report/tally.h"
 
 #include <cstdio>
+#include <iterator>
 #include <utility>
 
 #include "report/utc_text.h"
@@ -34,6 +35,10 @@ constexpr EventRow EVENT_ROWS[] = {
      "a time stamp in a packet without a PTS is passed over"},
     {Event::LocalSetWithoutPts, "KLV local sets without a PTS (took that of the picture last read)",
      "KLV local sets come without a PTS and take that of the picture last read"},
+    {Event::LocalSetBeforeVideo, "KLV local sets without a PTS before the first picture, passed over",
+     "a KLV local set without a PTS before the first picture is passed over"},
+    {Event::LocalSetLate, "KLV local sets that came after their picture had been coded (see --hold)",
+     "a KLV local set came after its picture had been coded; --hold holds pictures back for longer"},
     {Event::VitcRejected, "VITC readings that were not believed",
      "a VITC reading that follows from no other is not believed"},
     {Event::AbsurdTime, "time stamps outside the years 1990 to 2100, passed on unchanged",
@@ -64,21 +69,45 @@ void Tally::Count(Event enEvent, std::uint64_t nTimes) {
         m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + RowOf(enEvent).szFirst);
 }
 
-std::string Tally::Status(double Seconds) const {
+void Tally::Begin() {
+    Clock::rep nNotYet = 0;
+    m_nBegan.compare_exchange_strong(nNotYet, Clock::now().time_since_epoch().count());
+}
+
+double Tally::Seconds() const {
+    const Clock::rep nBegan = m_nBegan;
+    return nBegan == 0
+               ? 0
+               : std::chrono::duration<double>(Clock::now().time_since_epoch() - Clock::duration(nBegan)).count();
+}
+
+double Tally::Speed() const {
+    const double Elapsed = Seconds();
+    return Elapsed > 0 ? static_cast<double>(Times(Event::PictureCoded)) / Elapsed : 0;
+}
+
+std::string Tally::ShortStatus() const {
+    constexpr const char *SHORT_NAMES[] = {"-", "HP", "VITC", "LDS", "SYS"};
+    const auto nSource = static_cast<size_t>(m_enSource);
+    const INT64 llLastUTC = m_llLastUTC;
+    return std::to_string(m_nInput) + " " + (nSource < std::size(SHORT_NAMES) ? SHORT_NAMES[nSource] : "-") + " " +
+           (llLastUTC == 0 ? "--:--:--" : TimeOfDayText(llLastUTC));
+}
+
+std::string Tally::Status() const {
     char szSource[40] = "";
     Timecode_GetTimecodeSourceString(m_enSource, szSource, sizeof(szSource));
-    const std::uint64_t nCoded = Times(Event::PictureCoded);
     const INT64 llLastUTC = m_llLastUTC;
     char szText[160];
     std::snprintf(szText, sizeof(szText), "%d: %llu pictures %.0f/s, %s, %s", m_nInput,
-                  static_cast<unsigned long long>(nCoded), Seconds > 0 ? static_cast<double>(nCoded) / Seconds : 0.0,
-                  szSource, llLastUTC == 0 ? "no UTC yet" : UtcText(llLastUTC).c_str());
+                  static_cast<unsigned long long>(Times(Event::PictureCoded)), Speed(), szSource,
+                  llLastUTC == 0 ? "no UTC yet" : UtcText(llLastUTC).c_str());
     return szText;
 }
 
-std::string Tally::Summary(double Seconds) const {
+std::string Tally::Summary() const {
     char szSpeed[32];
-    std::snprintf(szSpeed, sizeof(szSpeed), "%.1f s", Seconds);
+    std::snprintf(szSpeed, sizeof(szSpeed), "%.1f s", Seconds());
     std::string szText = "input " + std::to_string(m_nInput) + " '" + m_szPath + "' (" + szSpeed + "):\n";
     for (const EventRow &Row : EVENT_ROWS) {
         // What a run is about is told even when it did not happen; problems only when they did.

@@ -5,9 +5,11 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <string>
 
+#include "report/coded_pictures.h"
 #include "report/console.h"
 #include "timecode.h"
 
@@ -28,6 +30,8 @@ enum class Event {
     PictureNotLater,
     StampWithoutPts,
     LocalSetWithoutPts,
+    LocalSetBeforeVideo,
+    LocalSetLate,
     VitcRejected,
     AbsurdTime,
     NumberOfEvents
@@ -41,19 +45,35 @@ public:
     void Count(Event enEvent, std::uint64_t nTimes = 1);
     std::uint64_t Times(Event enEvent) const { return m_Times[static_cast<size_t>(enEvent)]; }
 
+    // The first picture has been read: from here on the run's seconds count.
+    void Begin();
+
+    // The pictures that have been coded, by their PTS.
+    CodedPictures &Coded() { return m_Coded; }
+
     void SetSource(int enSource) { m_enSource = enSource; }
     void SetLastUTC(INT64 llUTC) { m_llLastUTC = llUTC; }
 
+    // Pictures a second since the first one.
+    double Speed() const;
     // One line: pictures, speed, source in use, last UTC.
-    std::string Status(double Seconds) const;
+    std::string Status() const;
+    // The same in 15 columns, for a line that several inputs share: source in use, time of day of the last UTC.
+    std::string ShortStatus() const;
     // The whole account, a line for each kind of thing that happened.
-    std::string Summary(double Seconds) const;
+    std::string Summary() const;
 
 private:
+    using Clock = std::chrono::steady_clock;
+
+    double Seconds() const;
+
     const int m_nInput; // from 1
     const std::string m_szPath;
     Console &m_Console;
     std::array<std::atomic<std::uint64_t>, static_cast<size_t>(Event::NumberOfEvents)> m_Times{};
+    std::atomic<Clock::rep> m_nBegan{0}; // 0: no picture yet
+    CodedPictures m_Coded;
     std::atomic<int> m_enSource{TCSOURCE_NONE};
     std::atomic<INT64> m_llLastUTC{0};
 };

@@ -21,6 +21,14 @@ inline std::string UtcText(INT64 llUTC) {
     return szText;
 }
 
+inline std::string TimeOfDayText(INT64 llUTC) {
+    date_time_t Time{};
+    ClockCvtUtc2DateTime(llUTC, &Time);
+    char szText[40];
+    std::snprintf(szText, sizeof(szText), "%02d:%02d:%02d", Time.hour, Time.min, Time.sec);
+    return szText;
+}
+
 } // namespace encoder
 
 #endif

@@ -1,0 +1,116 @@
+// Drop-frame numbers against an independent source: libavutil's timecode functions.
+#include <gtest/gtest.h>
+
+#include <ctime>
+#include <tuple>
+#include <vector>
+
+extern "C" {
+#include <libavutil/timecode.h>
+}
+
+#include "timecode.h"
+
+static time_t g_tNow;
+
+// The generator's guard between two skips runs by the clock, which here keeps pace with the video.
+extern "C" time_t time(time_t *ptNow) noexcept {
+    if (ptNow != nullptr)
+        *ptNow = g_tNow;
+    return g_tNow;
+}
+
+namespace {
+
+struct Rate {
+    UINT nWhole, nCode;
+    UINT64 nHalfTicks; // a frame's duration in half ticks
+    int nFramesPerDay;
+} const RATES[] = {{30, 29000, 6006, 2589408}, {60, 59000, 3003, 5178816}};
+
+// Frames since midnight as libavutil numbers them, in the fields of a label.
+vitc_t LabelOf(int nFrame, const Rate &At) {
+    const int nWhole = static_cast<int>(At.nWhole);
+    const int nNumber = av_timecode_adjust_ntsc_framenum2(nFrame % At.nFramesPerDay, nWhole);
+    const auto Digits = [](int nValue, unsigned char &nTens, unsigned char &nUnits) {
+        nTens = static_cast<unsigned char>(nValue / 10);
+        nUnits = static_cast<unsigned char>(nValue % 10);
+    };
+    vitc_t Label{};
+    Digits(nNumber % nWhole, Label.FrameTens, Label.FrameUnits);
+    Digits(nNumber / nWhole % 60, Label.SecondTens, Label.SecondUnits);
+    Digits(nNumber / nWhole / 60 % 60, Label.MinuteTens, Label.MinuteUnits);
+    Digits(nNumber / nWhole / 3600, Label.HourTens, Label.HourUnits);
+    return Label;
+}
+
+auto Fields(const vitc_t &Label) {
+    return std::tuple(Label.HourTens * 10 + Label.HourUnits, Label.MinuteTens * 10 + Label.MinuteUnits,
+                      Label.SecondTens * 10 + Label.SecondUnits, Label.FrameTens * 10 + Label.FrameUnits);
+}
+
+// A generator that is told of each picture by its number in display order.
+class Generator {
+public:
+    Generator(const Rate &At, UINT nBframes, int nFirst) : m_Rate(At) {
+        m_Context.PTSTicksPerFrame = static_cast<UINT>(At.nHalfTicks / 2);
+        m_Context.nEncodedPictureRate = At.nWhole;
+        m_Context.nVUIFramerate = At.nCode;
+        m_Context.nBframes = nBframes;
+        Seed(LabelOf(nFirst, At), nFirst);
+    }
+
+    vitc_t Next(int nFrame) {
+        g_tNow = 1'700'000'000 + static_cast<time_t>(Pts(nFrame) / 90'000);
+        vitc_t Label{};
+        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, Pts(nFrame), &Label);
+        Seed(Label, nFrame);
+        return Label;
+    }
+
+private:
+    void Seed(const vitc_t &Label, int nFrame) {
+        m_Context.OldSystemTC = Label;
+        m_Context.OldTimestamp64 = Pts(nFrame);
+    }
+    UINT64 Pts(int nFrame) const { return 900'000 + static_cast<UINT64>(nFrame) * m_Rate.nHalfTicks / 2; }
+
+    const Rate &m_Rate;
+    SMPTE12M1_CONTEXT m_Context{};
+};
+
+TEST(DropFrame, EveryLabelOfADayIsGeneratedAndCounted) {
+    for (const Rate &At : RATES) {
+        Generator Labels(At, 0, 0);
+        const int nNoon = At.nFramesPerDay / 2;
+        for (int nFrame = 1; nFrame <= At.nFramesPerDay; ++nFrame) {
+            const vitc_t Expected = LabelOf(nFrame, At);
+            ASSERT_EQ(Fields(Labels.Next(nFrame)), Fields(Expected)) << "frame " << nFrame << " at " << At.nCode;
+            int nDiff = 0;
+            Timecode_CalcFrameCountDiff(At.nWhole, At.nCode, LabelOf(nNoon, At), Expected, &nDiff);
+            ASSERT_EQ(nDiff, nFrame % At.nFramesPerDay - nNoon) << "frame " << nFrame << " at " << At.nCode;
+        }
+    }
+}
+
+// Coded order: each reference picture before the B pictures that it follows in display order.
+TEST(DropFrame, PicturesCodedOutOfDisplayOrderGetTheirDisplayOrderNumber) {
+    for (const Rate &At : RATES) {
+        const int nEnd = 25 * 60 * static_cast<int>(At.nWhole);
+        for (const int nBframes : {1, 2, 3}) {
+            for (int nPhase = 0; nPhase <= nBframes; ++nPhase) {
+                Generator Labels(At, static_cast<UINT>(nBframes), nPhase);
+                for (int nBefore = nPhase; nBefore < nEnd; nBefore += nBframes + 1) {
+                    std::vector<int> Coded = {nBefore + nBframes + 1};
+                    for (int nB = 1; nB <= nBframes; ++nB)
+                        Coded.push_back(nBefore + nB);
+                    for (const int nFrame : Coded)
+                        ASSERT_EQ(Fields(Labels.Next(nFrame)), Fields(LabelOf(nFrame, At)))
+                            << "frame " << nFrame << " at " << At.nCode << ", " << nBframes << " B, phase " << nPhase;
+                }
+            }
+        }
+    }
+}
+
+} // namespace
