@@ -99,12 +99,11 @@ class Tree:
         self.folder = WORK / f"tree{index}"
         self.timeout = timeout
         self.folder.mkdir(parents=True, exist_ok=True)
-        for part in ("components", "tests", "examples", "packaging", "cmake", "CMakeLists.txt"):
-            target = self.folder / part
-            if (ROOT / part).is_dir():
-                shutil.copytree(ROOT / part, target, dirs_exist_ok=True)
-            else:
-                shutil.copy2(ROOT / part, target)
+        tracked = subprocess.run(["git", "ls-files"], cwd=ROOT, stdout=subprocess.PIPE, check=True, text=True)
+        for name in tracked.stdout.splitlines():
+            target = self.folder / name
+            target.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy2(ROOT / name, target)
         self.run(["cmake", "-S", ".", "-B", "build", "-DCMAKE_BUILD_TYPE=Debug"], check=True)
         self.run(["cmake", "--build", "build", "-j2", "--target", *TESTS], check=True)
         self.tests_pass_or_exit()

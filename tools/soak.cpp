@@ -21,7 +21,7 @@ constexpr INT64 START_SEC = 1'767'225'600; // 2026-01-01 00:00:00 UTC
 constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
 constexpr UINT64 PTS_MASK = (UINT64{1} << 33) - 1;
 constexpr UINT64 FIRST_PTS = PTS_MASK - UINT64{90'000} * 3600; // the PTS wraps after an hour
-constexpr int RATE = 60;
+constexpr int PICTURE_RATE = 60;
 constexpr int RATE_CODE = 59000;
 
 INT64 g_nNowNsec = START_SEC * NSEC_PER_SEC;
@@ -29,6 +29,7 @@ INT64 g_nNowNsec = START_SEC * NSEC_PER_SEC;
 } // namespace
 
 extern "C" {
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library names them otherwise.
 int clock_gettime(clockid_t nClock, timespec *pTime) noexcept {
     if (nClock != CLOCK_REALTIME)
         return static_cast<int>(syscall(SYS_clock_gettime, nClock, pTime));
@@ -41,6 +42,7 @@ time_t time(time_t *ptNow) noexcept {
         *ptNow = tNow;
     return tNow;
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 
 namespace {
@@ -51,7 +53,7 @@ void Demand(bool bHolds, const char *szPromise, int nInput) {
         return;
     std::fprintf(stderr, "input %d, second %lld: %s\n", nInput,
                  static_cast<long long>(g_nNowNsec / NSEC_PER_SEC - START_SEC), szPromise);
-    std::exit(1);
+    std::exit(1); // NOLINT(concurrency-mt-unsafe): the only thread
 }
 
 struct Resources {
@@ -82,7 +84,7 @@ bool IsSilent(int nInput, int enSource, INT64 nSecond) {
     constexpr std::array<INT64, 3> PERIOD_SEC = {97, 151, 211};
     constexpr std::array<INT64, 3> SILENT_SEC = {20, 45, 70};
     const auto nIndex = static_cast<size_t>(enSource) - 1;
-    return nSecond > 10 && (nSecond + nInput * 13) % PERIOD_SEC[nIndex] < SILENT_SEC[nIndex];
+    return nSecond > 10 && (nSecond + INT64{nInput} * 13) % PERIOD_SEC[nIndex] < SILENT_SEC[nIndex];
 }
 
 TCPayload UtcPayload(INT64 llUTC) {
@@ -100,7 +102,7 @@ void HandIn(const Input &In, UINT64 nPTS, INT64 llUTC, INT64 nSecond) {
         TCPayload Payload = UtcPayload(llUTC);
         if (enSource == TCSOURCE_SMPTE12M_TIMESTAMP) {
             vitc_t Vitc{};
-            TimeCode_UTCToSMPTE12M(&llUTC, RATE, RATE_CODE, &Vitc);
+            TimeCode_UTCToSMPTE12M(&llUTC, PICTURE_RATE, RATE_CODE, &Vitc);
             Payload.vitc = Vitc;
         }
         Demand(Timecode_SetUTC(In.nInput, enSource, nPTS, &Payload) == TRUE, "a time stamp was refused", In.nInput);
@@ -138,8 +140,8 @@ void Ask(Input &In, int enRevision, UINT64 nPTS, INT64 llUTC, INT64 nSecond) {
     vitc_t Vitc{};
     BOOL bSame = FALSE;
     void *pCursor = nullptr;
-    const BOOL bTimed =
-        Timecode_GetUTC(In.nInput, &enSource, TRUE, RATE, RATE_CODE, nPTS, nPTS, llUTC, &Utc, &Vitc, &bSame, &pCursor);
+    const BOOL bTimed = Timecode_GetUTC(In.nInput, &enSource, TRUE, PICTURE_RATE, RATE_CODE, nPTS, nPTS, llUTC, &Utc,
+                                        &Vitc, &bSame, &pCursor);
     if (enRevision == MISP_PROFILE_2016_2) {
         const bool bHasStamp = !IsSilent(In.nInput, enSource, nSecond);
         Demand(bTimed == (bHasStamp ? TRUE : FALSE), "a picture was not answered as its source allows", In.nInput);
@@ -198,7 +200,7 @@ int main(int nArguments, char **pszArguments) {
             return 1;
         }
     }
-    setenv("TZ", "UTC0", 1);
+    setenv("TZ", "UTC0", 1); // NOLINT(concurrency-mt-unsafe): the only thread
     for (const int enRevision : {MISP_PROFILE_2016_2, MISP_PROFILE_62})
         Run(enRevision, nHours);
     return 0;

@@ -1,7 +1,6 @@
 // Callers' errors: each is reported to the letter and in order, refused where it must be, and changes nothing.
 #include <climits>
 #include <cstring>
-#include <source_location>
 
 #include "fixture.h"
 
@@ -33,9 +32,8 @@ BOOL GetUTC(int nInput, int nNulls, std::string *psAnswer = nullptr) {
 }
 
 // Checks a refused call's reports and its traces of level 4 and below; a failure names the line of the call.
-void Refused(BOOL bResult, const Texts &Asserts, const Texts &Traces = {},
-             std::source_location Where = std::source_location::current()) {
-    SCOPED_TRACE("call of line " + std::to_string(Where.line()));
+void Refused(BOOL bResult, const Texts &Asserts, const Texts &Traces = {}, int nLine = __builtin_LINE()) {
+    SCOPED_TRACE("call of line " + std::to_string(nLine));
     EXPECT_EQ(bResult, FALSE);
     EXPECT_EQ(TakeAsserts(), Asserts);
     EXPECT_EQ(TakeTraces(4), Traces);

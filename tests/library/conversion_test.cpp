@@ -34,6 +34,7 @@ TEST_F(Conversion, UtcBecomesTheTimecodeOfItsDay) {
             EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUTC, nRate, nCode, &Vitc), TRUE);
             EXPECT_EQ(Text(Vitc), sExpected) << llUTC << " at " << nRate << "/" << nCode;
             const vitc_t Expected = Timecode(sExpected.c_str());
+            // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison,cert-exp42-c,cert-flp37-c): both were cleared whole
             EXPECT_EQ(memcmp(&Vitc, &Expected, sizeof(Vitc)), 0) << "a field beside the digits was set";
             EXPECT_EQ(llUTC, llGiven);
         }
