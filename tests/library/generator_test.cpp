@@ -84,6 +84,12 @@ TEST_F(Generator, SaysWhatItSkips) {
                     "7 BackFill State count:1, after frame drop.", "7 Extra Skip frame.", "7 BackFill State end."}));
 }
 
+TEST_F(Generator, OtherRatesDropNothing) {
+    SMPTE12M1_CONTEXT Stream = Context(30000, 2, "00:01:59:29");
+    EXPECT_EQ(Next(Stream, 3000), "00:02:00:00");
+    EXPECT_EQ(Stream.tDropFrameOccurred + Stream.BackFillStateCount + Stream.bExtraSkipAllowed, 0);
+}
+
 TEST_F(Generator, OnlyDigitsAreWrittenAndBadConfigurationWritesNothing) {
     SMPTE12M1_CONTEXT Stream = Context(29000, 0, "00:00:00:00");
     vitc_t Got;

@@ -156,6 +156,8 @@ TEST_F(Messages, CarryTheirArguments) {
             "3 Failed to format SMPTE12M VITC from UTC.",
             "6 Failed to format SMPTE12M VITC from UTC.",
             "7 nEncodedPictureRate:0 is 0. Cannot translate.",
+            "7  DEBUG - Function end, enTimecodeSource:1, MISPStatusByte:0x1f, GPSLocked:LOCKED, Status:NORMAL, "
+            "Disc:FORWARD",
             "4 Failed to get system timecode."}));
     StartDay(MISP_PROFILE_2016_2);
     Queue(2, UINT64_MAX / 2 - 1, "10:00:00:00");

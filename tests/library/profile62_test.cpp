@@ -105,6 +105,15 @@ TEST_F(Profile62, ABetterSourceRecoversAfterMoreThan750Ms) {
     EXPECT_EQ(CountTraces("3 Fail to retreive UTC time from system time. RetCode:-1"), 1);
 }
 
+TEST_F(Profile62, AClockThatCannotBeReadIsNoSource) {
+    g_Services.bClockFails = true;
+    for (const INT64 nMs : {0, 2000}) {
+        SetClockMs(nMs);
+        Ask({0, 9000, TRUE});
+        EXPECT_EQ(Stats(0), "0/1") << "after " << nMs << " ms";
+    }
+}
+
 TEST_F(Profile62, TheFirstSightingIsKept) {
     for (const auto &[nMs, nPts] : {std::pair(0, 9000U), {99, 90000U}, {999, 9000U}}) {
         SetClockMs(nMs);
