@@ -52,6 +52,10 @@ awk -F, '
     echo "$table holds no picture of input 1" >&2
     exit 1
 }
+# At least a millisecond either way, so that a perfect recording has a range too; and some room at both ends.
+range=$(awk 'BEGIN { low = -1; high = 1 }
+    $6 != "NaN" { if ($6 < low) low = $6; if ($6 > high) high = $6 }
+    END { room = (high - low) / 20; print low - room ":" high + room }' "$points")
 
 gnuplot <<PLOT
 set terminal pngcairo size 1100,760 font "sans,11"
@@ -71,8 +75,7 @@ plot "$points" using 1:(\$3 > 0 ? 0 : NaN) with points pt 5 ps 0.6 lc rgb "#c87f
      "$points" using 1:(\$4 > 0 ? 1 : NaN) with points pt 5 ps 0.6 lc rgb "#b02418", \
      "$points" using 1:(\$5 > 0 ? 2 : NaN) with points pt 5 ps 0.6 lc rgb "#6a1b9a"
 set title "Stamped UTC minus true UTC, milliseconds"
-set autoscale y
-set yrange [*<-1:1<*] noreverse
+set yrange [$range] noreverse
 set ytics auto
 set xlabel "seconds of video"
 plot "$points" using 1:6 with points pt 7 ps 0.4 lc rgb "#2a7f3f"

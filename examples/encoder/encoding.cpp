@@ -40,6 +40,8 @@ void Encoding::TakeCodedPicture(AVPacket &Packet) {
     // The encoder counts on where the stream's PTS wraps; the library is given the PTS that the stream carries, the
     // same that the time stamps were handed in with.
     const UINT64 nPTS = StreamPTS(Packet.pts);
+    // Before the question: a time stamp that comes after it must find its picture here.
+    m_Tally.Coded().Add(nPTS);
     const PictureTime Time = AskForTime(nPTS);
     const TimecodeLabel Generated = GenerateTimecode(Time, nPTS);
     Write(Packet, Time, Generated);
@@ -126,7 +128,6 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel 
     }
     m_Tally.SetSource(Row.enSourceInUse);
     m_Target.Table.Write(Row);
-    m_Tally.Coded().Add(nPTS);
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);
 }

@@ -44,7 +44,8 @@ Input
                     been read. Default: 20 with --source 3, whose local sets often come half a second after their
                     picture (take 30 at 60 Hz); else 3, and 2 with --realtime. The summary counts the sets that came
                     too late. Each picture costs a picture period of delay and its memory; and from about 5 on, the last
-                    pictures before a jump of the PTS may go without a time. 0 may cost source 2 its first picture
+                    pictures before a jump of the PTS may go without a time. 0 may cost source 2 its first picture. At
+                    most 52 together with --bframes, since the library keeps the time stamps of 60 pictures
 
 Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are

@@ -22,6 +22,7 @@ namespace {
 
 constexpr int MAX_BFRAMES = 7;
 constexpr size_t MAX_HELD_PICTURES = 50; // the library has room for the time stamps of 60
+constexpr size_t MAX_HELD_AND_BFRAMES = 52;
 constexpr double MAX_DURATION_SECONDS = 86400;
 
 [[noreturn]] void Refuse(const std::string &szText) {
@@ -247,6 +248,10 @@ void CheckCoding(const Options &Out) {
         Refuse("no input is given; name a video file, or make one with --generate FILE");
     if (Out.szOutput.empty())
         Refuse("no output is given; add -o FILE.ts");
+    if (Out.HeldPictures() + static_cast<size_t>(Out.nBframes) > MAX_HELD_AND_BFRAMES) {
+        Refuse("--hold and --bframes together must not exceed " + std::to_string(MAX_HELD_AND_BFRAMES) +
+               ": the library would no longer have the time stamps of the pictures to be coded");
+    }
     if (std::ranges::count_if(Out.Inputs, NamesStdin) > 1)
         Refuse("the standard input can be read by one input only");
     RefuseInput(Out, Out.szCsv);

@@ -73,9 +73,9 @@ void StampIntake::TakeKlvPacket(const AVPacket &Packet) {
 }
 
 void StampIntake::HandInLocalSet(UINT64 nPTS, INT64 llUTC) {
+    HandInUTC(TCSOURCE_LDS_TIMESTAMP, nPTS, m_nLdsStatus, llUTC);
     if (m_Tally.Coded().Has(nPTS))
         m_Tally.Count(Event::LocalSetLate);
-    HandInUTC(TCSOURCE_LDS_TIMESTAMP, nPTS, m_nLdsStatus, llUTC);
 }
 
 void StampIntake::TakePicture(const AVFrame &Frame, AVRational DecoderRate) {

@@ -68,8 +68,11 @@ void CsvWriter::WriteText(std::string_view Text) {
     m_Patience.Begin();
     while (!Text.empty()) {
         const ssize_t nWritten = write(m_nFile, Text.data(), Text.size());
-        if (nWritten < 0 && (errno != EINTR || m_Patience.IsOver()))
+        if (nWritten < 0 && errno != EINTR)
             Fail("writing table");
+        if (nWritten < 0 && m_Patience.IsOver())
+            throw Failure(ExitCode::Output,
+                          "table '" + m_szPath + "' takes no more data; it ends where it was stopped");
         Text.remove_prefix(nWritten < 0 ? 0 : static_cast<size_t>(nWritten));
     }
 }
