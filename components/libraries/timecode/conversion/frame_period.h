@@ -11,6 +11,11 @@ inline bool IsThousandAndOneRate(ULONG nVUIFramerate) {
     return nVUIFramerate == 59000 || nVUIFramerate == 29000 || nVUIFramerate == 23000;
 }
 
+// The rate code as the conversions take it: a request carries it as an int, which is widened with its sign.
+inline ULONG RateCode(int nVUIFrameRate) {
+    return static_cast<ULONG>(static_cast<INT64>(nVUIFrameRate));
+}
+
 // Microseconds a frame. At the 1000/1001 rates whole 90 kHz ticks, cut: 3003 at 30, 1501 at 60, 3753 at 24.
 // There, 0 for rates whose period is below a tick.
 float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate);

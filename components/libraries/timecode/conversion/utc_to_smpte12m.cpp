@@ -1,6 +1,4 @@
 // UTC to the timecode of its time of day.
-#include <algorithm>
-
 #include "clock_api.h"
 #include "conversion/frame_period.h"
 #include "core/record.h"

@@ -2,6 +2,7 @@
 #include "retrieval/klv_source.h"
 
 #include "conversion/elapsed_time.h"
+#include "conversion/frame_period.h"
 #include "conversion/system_clock.h"
 #include "core/record.h"
 #include "core/shared.h"
@@ -110,8 +111,7 @@ static bool FormatTimecode(const Request &Req, const KlvRow &Row) {
     tc_private_t &Tc = *Req.pTc;
     INT64 llUTC = UtcOf(Fetch(Req.pUTC));
     vitc_t Vitc{};
-    if (TimeCode_UTCToSMPTE12M(&llUTC, Req.nEncodedFrameRate, static_cast<ULONG>(static_cast<INT64>(Req.nVUIFrameRate)),
-                               &Vitc) != TRUE) {
+    if (TimeCode_UTCToSMPTE12M(&llUTC, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &Vitc) != TRUE) {
         TC_TRACE(DBG_LEVEL_INFO, "Failed to format SMPTE12M VITC from UTC.\n");
         return false;
     }

@@ -2,6 +2,7 @@
 #include "retrieval/smpte12m_source.h"
 
 #include "conversion/elapsed_time.h"
+#include "conversion/frame_period.h"
 #include "conversion/smpte12m_to_utc.h"
 #include "core/record.h"
 #include "core/shared.h"
@@ -12,10 +13,6 @@
 #include "retrieval/status_byte.h"
 
 namespace timecode {
-
-static ULONG RateCode(const Request &Req) {
-    return static_cast<ULONG>(static_cast<INT64>(Req.nVUIFrameRate));
-}
 
 static void TraceSilence(const Request &Req) {
     if (!ThrottlePasses(Req.pTc->tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
@@ -49,7 +46,8 @@ static void CarryForward(Request &Req) {
     CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &Req.tpGoodInterval);
     TraceSilence(Req);
     vitc_t Vitc = VitcOf(Tc.LastRetrivedSMPTE12mTC);
-    if (_ElapsedNsecToSMPTE12M(&Req.tpNanosecTdiff, Req.nEncodedFrameRate, RateCode(Req), &Vitc) == TRUE) {
+    if (_ElapsedNsecToSMPTE12M(&Req.tpNanosecTdiff, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &Vitc) ==
+        TRUE) {
         TraceCorrection(Req, Vitc);
         Tc.bTimeDiscontinuity = FALSE;
     }
@@ -65,7 +63,7 @@ static bool ConvertToUtc(const Request &Req) {
     tc_private_t &Tc = *Req.pTc;
     const vitc_t Vitc = VitcOf(Tc.LocalUTC);
     INT64 llUTC = UtcOf(Tc.LastRetrivedUTC);
-    const BOOL bConverted = _SMPTE12MtoUTC(&Vitc, Req.nEncodedFrameRate, RateCode(Req), &llUTC);
+    const BOOL bConverted = _SMPTE12MtoUTC(&Vitc, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &llUTC);
     // A failed conversion leaves in the last UTC what it left in its output.
     SetUtc(Tc.LastRetrivedUTC, llUTC);
     return bConverted == TRUE;

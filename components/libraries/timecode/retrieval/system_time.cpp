@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "clock_api.h"
+#include "conversion/frame_period.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
@@ -85,8 +86,7 @@ static bool FormatTimecode(const SystemTimeRow &Row, const MISP_UTC &Record, int
                            vitc_t *pVitcRecord) {
     INT64 llUTC = UtcOf(Record);
     vitc_t Vitc{};
-    if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, static_cast<ULONG>(static_cast<INT64>(nVUIFrameRate)),
-                               &Vitc) != TRUE) {
+    if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), &Vitc) != TRUE) {
         TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
         return false;
     }
