@@ -4,6 +4,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cinttypes>
 #include <cstdarg>
@@ -39,6 +40,7 @@ void Demand(bool bHolds, const char *szPromise, int nLine) {
 
 // The library's clock and services are these.
 extern "C" {
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library names them otherwise.
 int clock_gettime(clockid_t nClock, timespec *pTime) {
     if (!g_bInSession)
         return static_cast<int>(syscall(SYS_clock_gettime, nClock, pTime));
@@ -62,6 +64,10 @@ time_t time(time_t *ptNow) {
         *ptNow = tpNow.tv_sec;
     return tpNow.tv_sec;
 }
+tm *localtime_r(const time_t *ptTime, tm *pLocal) {
+    return g_bInSession && g_bClockFails ? nullptr : gmtime_r(ptTime, pLocal);
+}
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 }
 
 namespace {
@@ -192,14 +198,14 @@ private:
             return std::memcmp(&Stamp.Payload, &Record.MotionImageryTimestamp, sizeof(vitc_t)) == 0;
         MISP_UTC Copy{};
         Copy.MotionImageryTimestamp = Stamp.Payload;
-        return UtcOf(Copy) == UtcOf(Record);
+        // The status byte is the one received, or the one that the library forms when time went backwards.
+        const bool bMayForm = Timecode_GetMISPRevision() == MISP_PROFILE_62 && IsFormedByte(StatusByteOf(Record));
+        return UtcOf(Copy) == UtcOf(Record) && (StatusByteOf(Copy) == StatusByteOf(Record) || bMayForm);
     }
 
     bool WasQueued(int nInput, const MISP_UTC &Record) const {
-        for (const Queued &Stamp : m_Queued[static_cast<size_t>(nInput)])
-            if (SameTime(Stamp, Record))
-                return true;
-        return false;
+        return std::ranges::any_of(
+            m_Queued[static_cast<size_t>(nInput)], [&Record](const Queued &Stamp) { return SameTime(Stamp, Record); });
     }
 
     void Retrieve() {
@@ -208,8 +214,9 @@ private:
         MISP_UTC Utc;
         vitc_t Vitc;
         BOOL bSame = 7;
-        std::memset(static_cast<void *>(&Utc), UNTOUCHED, sizeof Utc);
-        std::memset(&Vitc, UNTOUCHED, sizeof Vitc);
+        Mark(Utc);
+        Mark(Vitc);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): any bits as a cursor
         void *pLoose = m_Data.ConsumeBool() ? nullptr : reinterpret_cast<void *>(m_Data.ConsumeIntegral<uintptr_t>());
         const bool bKeep = IsInput(nInput) && m_Data.ConsumeBool();
         void **const ppCursor = bKeep ? &m_Cursors[static_cast<size_t>(nInput)] : &pLoose;
@@ -225,16 +232,22 @@ private:
             DEMAND(bResult == FALSE);
         if (bResult == TRUE && nOmitted == 0)
             CheckAnswer(nInput, nPts, nRate, Utc, Vitc);
-        else if (bResult == FALSE && nRate > 0)
-            CheckUntouched(Utc, Vitc);
+        else if (bResult == FALSE && nRate > 0) // with a usable rate, a request that gives no time writes nothing
+            DEMAND(IsUntouched(Utc) && IsUntouched(Vitc));
     }
 
-    // Where the rate is usable, a request that gives no time writes nothing.
-    static void CheckUntouched(const MISP_UTC &Utc, const vitc_t &Vitc) {
-        for (size_t nByte = 0; nByte < sizeof Utc; ++nByte)
-            DEMAND(reinterpret_cast<const unsigned char *>(&Utc)[nByte] == UNTOUCHED);
-        for (size_t nByte = 0; nByte < sizeof Vitc; ++nByte)
-            DEMAND(reinterpret_cast<const unsigned char *>(&Vitc)[nByte] == UNTOUCHED);
+    // For what a call must leave alone.
+    template <class T>
+    static void Mark(T &Record) {
+        std::memset(static_cast<void *>(&Record), UNTOUCHED, sizeof Record);
+    }
+
+    template <class T>
+    static bool IsUntouched(const T &Record) {
+        for (size_t nByte = 0; nByte < sizeof Record; ++nByte)
+            if (reinterpret_cast<const unsigned char *>(&Record)[nByte] != UNTOUCHED)
+                return false;
+        return true;
     }
 
     static bool IsFormedByte(BYTE nByte) { return (nByte & 0x1F) == 0x1F && (nByte & 0x60) != 0x20; }
@@ -289,11 +302,15 @@ private:
     }
 
     void SystemTime() {
-        MISP_UTC Utc{};
-        vitc_t Vitc{};
+        MISP_UTC Utc;
+        vitc_t Vitc;
+        Mark(Utc);
+        Mark(Vitc);
         const int nRate = Rate();
-        if (Timecode_GetSystemUTC(nRate, Code(), Pts(), Pts(), m_Data.ConsumeIntegral<INT64>(), &Utc, &Vitc) != TRUE)
+        if (Timecode_GetSystemUTC(nRate, Code(), Pts(), Pts(), m_Data.ConsumeIntegral<INT64>(), &Utc, &Vitc) != TRUE) {
+            DEMAND(IsUntouched(Vitc) && (Timecode_GetMISPRevision() > 0 || IsUntouched(Utc)));
             return;
+        }
         DEMAND(StatusByteOf(Utc) == 0x9F);
         DEMAND(Utc.enTimecodeSource == TCSOURCE_SYSTEM_TIMESTAMP);
         CheckDigits(Vitc, nRate);
@@ -318,9 +335,12 @@ private:
     void Arithmetic() {
         INT64 llUTC = m_Data.ConsumeIntegral<INT64>();
         const int nRate = Rate();
-        vitc_t Vitc{};
+        vitc_t Vitc;
+        Mark(Vitc);
         if (TimeCode_UTCToSMPTE12M(&llUTC, nRate, static_cast<ULONG>(static_cast<INT64>(Code())), &Vitc) == TRUE)
             CheckDigits(Vitc, nRate);
+        else
+            DEMAND(IsUntouched(Vitc));
         SMPTE12M1_CONTEXT Context{};
         Context.PTSTicksPerFrame = m_Data.ConsumeBool() ? 3003 : m_Data.ConsumeIntegral<UINT>();
         Context.nEncodedPictureRate = static_cast<UINT>(Rate());

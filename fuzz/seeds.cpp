@@ -1,4 +1,5 @@
 // Writes the seed corpora into the folder named: one well-formed input of each kind.
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -12,11 +13,14 @@
 using namespace encoder;
 
 static void Write(const std::filesystem::path &File, const std::vector<std::uint8_t> &Content) {
-    std::filesystem::create_directories(File.parent_path());
+    std::error_code Ignored; // a folder that is missing shows when the file is opened
+    std::filesystem::create_directories(File.parent_path(), Ignored);
     std::ofstream Out(File, std::ios::binary);
     Out.write(reinterpret_cast<const char *>(Content.data()), static_cast<std::streamsize>(Content.size()));
-    if (!Out.flush())
-        throw std::runtime_error("cannot write " + File.string());
+    if (!Out.flush()) {
+        std::cerr << "cannot write " << File << '\n';
+        std::exit(1); // NOLINT(concurrency-mt-unsafe): the only thread
+    }
 }
 
 static std::vector<std::uint8_t> WithKind(std::uint8_t nKind, std::vector<std::uint8_t> Content) {

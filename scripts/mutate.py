@@ -31,7 +31,7 @@ REPLACEMENTS = [
     (r"\+=", "-="), (r"-=", "+="), (r"\+\+", "--"), (r"(?<=[\s(])--(?=\w)", "++"),
     (r"\bTRUE\b", "FALSE"), (r"\bFALSE\b", "TRUE"), (r"\btrue\b", "false"), (r"\bfalse\b", "true"),
     (r"DBG_LEVEL_(ERROR|WARNING|NOTICE|INFO)\b", "DBG_LEVEL_DEBUG"), (r"DBG_LEVEL_DEBUG\b", "DBG_LEVEL_INFO"),
-    (r"%d", "%i "), (r"%s", "%.1s"), (r"\bmemory_order_\w+\b", None),
+    (r"%d", "%i "), (r"%s", "%.1s"),
 ]
 
 
@@ -62,15 +62,27 @@ def depend(first, second):
     return any(re.search(rf"\b{re.escape(written(a))}\b", b) for a, b in ((first, second), (second, first)) if written(a))
 
 
+def message_lines(lines):
+    """Numbers of the lines of trace statements: their arguments can be changed without the compiler's notice."""
+    numbers, inside = [], False
+    for number, line in enumerate(lines):
+        inside = inside or bool(re.match(r"\s+(TC_TRACE|_DoDbgPrintEx)\(", line))
+        if inside:
+            numbers.append(number)
+        inside = inside and not line.rstrip().endswith(";")
+    return set(numbers)
+
+
 def changes_of(path):
     """Every single-point change of a file: (line number, new text of the lines, how many lines it replaces, what)."""
     lines = path.read_text().split("\n")
     found = []
+    messages = message_lines(lines)
     for number in code_lines("\n".join(lines)):
         line = lines[number]
         code = line.split("//")[0]
         for pattern, replacement in REPLACEMENTS:
-            if replacement is None or "static_assert" in code or code.strip().startswith(("template", "using", "struct")):
+            if "static_assert" in code or code.strip().startswith(("template", "using", "struct")):
                 continue
             for match in re.finditer(pattern, code):
                 found.append((number, [line[:match.start()] + replacement + line[match.end():]], 1, "replace"))
@@ -79,6 +91,10 @@ def changes_of(path):
                 continue
             value = str(int(match.group(1)) + 1)
             found.append((number, [line[:match.start()] + value + line[match.end():]], 1, "constant"))
+        if number in messages:
+            for match in re.finditer(r"(?:, |^ +)((?:static_cast<\w+>\()?[A-Za-z_][\w.>()-]*?)(?=,|\);)", code):
+                if not match.group(1).startswith(("TC_TRACE", "_DoDbgPrintEx")):
+                    found.append((number, [line[:match.start(1)] + "0" + line[match.end(1):]], 1, "argument"))
         if is_statement(line):
             found.append((number, [""], 1, "drop"))
             if number + 1 < len(lines) and is_statement(lines[number + 1]) and depend(line, lines[number + 1]):
@@ -160,7 +176,8 @@ def work_through(tree, jobs):
 def pick(count, seed, only):
     """Slots spread over the files by their lines of code; each slot holds changes to try until one compiles."""
     generator = random.Random(seed)
-    names = sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*.cpp") if only in str(path))
+    names = sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*")
+                   if path.suffix in (".cpp", ".h") and only in str(path))
     weights = {name: len(code_lines((ROOT / name).read_text())) for name in names}
     total = sum(weights.values())
     jobs = []

@@ -1,11 +1,16 @@
 // Drop-frame numbers against an independent source: libavutil's timecode functions.
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <ctime>
+#include <map>
+#include <set>
+#include <string>
 #include <tuple>
 #include <vector>
 
 extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/opt.h>
 #include <libavutil/timecode.h>
 }
 
@@ -60,6 +65,8 @@ public:
         Seed(LabelOf(nFirst, At), nFirst);
     }
 
+    bool IsInBackFill() const { return m_Context.BackFillStateCount > 0; }
+
     vitc_t Next(int nFrame) {
         g_tNow = 1'700'000'000 + static_cast<time_t>(Pts(nFrame) / 90'000);
         vitc_t Label{};
@@ -68,11 +75,12 @@ public:
         return Label;
     }
 
-private:
     void Seed(const vitc_t &Label, int nFrame) {
         m_Context.OldSystemTC = Label;
         m_Context.OldTimestamp64 = Pts(nFrame);
     }
+
+private:
     UINT64 Pts(int nFrame) const { return 900'000 + static_cast<UINT64>(nFrame) * m_Rate.nHalfTicks / 2; }
 
     const Rate &m_Rate;
@@ -110,6 +118,85 @@ TEST(DropFrame, PicturesCodedOutOfDisplayOrderGetTheirDisplayOrderNumber) {
                 }
             }
         }
+    }
+}
+
+// The pictures of a real coder in the order in which it codes them, by their numbers in display order. Half a scene moves
+// and half stands still, so that a coder left to itself chooses the number of B pictures anew all the time.
+std::vector<int> CodedOrder(const char *szSettings) {
+    constexpr int PICTURES = 20'000; // 11 minutes at 29.97 Hz
+    const AVCodec *const pCodec = avcodec_find_encoder_by_name("libx264");
+    AVCodecContext *pCoder = avcodec_alloc_context3(pCodec);
+    AVFrame *pFrame = av_frame_alloc();
+    AVPacket *pPacket = av_packet_alloc();
+    pFrame->width = pFrame->height = pCoder->width = pCoder->height = 64;
+    pCoder->pix_fmt = AV_PIX_FMT_YUV420P;
+    pFrame->format = AV_PIX_FMT_YUV420P;
+    pCoder->time_base = {1001, 30000};
+    pCoder->max_b_frames = 3;
+    pCoder->thread_count = 1;
+    av_opt_set(pCoder->priv_data, "preset", "veryfast", 0);
+    av_opt_set(pCoder->priv_data, "x264-params", szSettings, 0);
+    std::vector<int> Coded;
+    if (av_frame_get_buffer(pFrame, 0) == 0 && avcodec_open2(pCoder, pCodec, nullptr) == 0) {
+        for (int nPicture = 0; nPicture <= PICTURES; ++nPicture) {
+            av_frame_make_writable(pFrame);
+            pFrame->pts = nPicture;
+            for (size_t nPlane = 0; nPlane < 3; ++nPlane)
+                for (int nByte = 0; nByte < pFrame->linesize[nPlane] * (nPlane == 0 ? 64 : 32); ++nByte)
+                    pFrame->data[nPlane][nByte] =
+                        static_cast<uint8_t>(nByte / 3 + (nPicture % 200 < 100 ? nPicture * nPicture : nPicture / 10));
+            avcodec_send_frame(pCoder, nPicture < PICTURES ? pFrame : nullptr);
+            for (; avcodec_receive_packet(pCoder, pPacket) == 0; av_packet_unref(pPacket))
+                Coded.push_back(static_cast<int>(pPacket->pts));
+        }
+    }
+    avcodec_free_context(&pCoder);
+    av_frame_free(&pFrame);
+    av_packet_free(&pPacket);
+    return Coded;
+}
+
+// Which rule gives a picture of the back-fill state another number than the one of its display order.
+std::string ReasonOf(int nAhead, bool bStepsBack, bool bFromBeforeSkip, bool bToBeforeSkip) {
+    if (nAhead < 0 && bStepsBack && bFromBeforeSkip && bToBeforeSkip)
+        return "taken back again"; // in the tail of the second, as its predecessor, which was taken back already
+    if (nAhead < 0 && !bStepsBack && bFromBeforeSkip && !bToBeforeSkip)
+        return "not moved on"; // it passes over the numbers skipped without touching one
+    if (nAhead > 0 && !bFromBeforeSkip && !bToBeforeSkip)
+        return "moved on again"; // the state ends with it, as if it were the first to come back over the skip
+    return "no rule";
+}
+
+// Where the coder keeps to as many B pictures as it was told, all of them disposable, each picture gets the number of its
+// display order. Otherwise the back-fill state ends too early or too late for the pictures that there are.
+TEST(DropFrame, ARealCodersOrderDiffersByTheRulesOfTheBackFillStateOnly) {
+    const std::map<std::string, std::set<std::string>> Rows = {
+        {"b-adapt=0:b-pyramid=none:scenecut=0", {}},
+        {"b-pyramid=none", {"moved on again", "not moved on"}},
+        {"b-pyramid=normal", {"moved on again", "not moved on", "taken back again"}}};
+    for (const auto &[szSettings, Possible] : Rows) {
+        std::set<std::string> Reasons;
+        const std::vector<int> Coded = CodedOrder(szSettings.c_str());
+        ASSERT_FALSE(Coded.empty()) << "is libx264 there?";
+        for (const Rate &At : RATES) {
+            const auto IsBeforeSkip = [&At](int nFrame) { return LabelOf(nFrame, At).SecondTens == 5; };
+            Generator Labels(At, 3, 0);
+            int nBefore = 0;
+            for (const int nFrame : Coded) {
+                const bool bInBackFill = Labels.IsInBackFill();
+                int nAhead = 0;
+                Timecode_CalcFrameCountDiff(At.nWhole, At.nCode, LabelOf(nFrame, At), Labels.Next(nFrame), &nAhead);
+                if (nAhead != 0) {
+                    EXPECT_TRUE(bInBackFill) << "frame " << nFrame << " at " << At.nCode << ", " << szSettings;
+                    Reasons.insert(ReasonOf(nAhead, nFrame < nBefore, IsBeforeSkip(nBefore), IsBeforeSkip(nFrame)));
+                    Labels.Seed(LabelOf(nFrame, At), nFrame); // each difference is to be seen for itself
+                }
+                nBefore = nFrame;
+            }
+        }
+        EXPECT_THAT(Reasons, testing::IsSubsetOf(Possible)) << szSettings;
+        EXPECT_EQ(Reasons.empty(), Possible.empty()) << szSettings;
     }
 }
 
