@@ -51,7 +51,7 @@ def code_lines(text):
 
 def is_statement(line):
     return bool(re.match(r"^\s{4,}(?!return\b|const\b|static\b|using\b|constexpr\b|auto\b|break\b|continue\b)"
-                         r"[\w*&\[\].>:-]+(\(| [-+|&]?= |\+\+|--).*;\s*$", line))
+                         r"[\w*&\[\].>:-]+(\(| [-+|&]?= |\+\+|--).*;\s*$", line)) and "= delete" not in line
 
 
 def depend(first, second):

@@ -160,6 +160,20 @@ TEST_F(Arguments, AFailingClockIsReportedAndTheCallStaysHarmless) {
     EXPECT_EQ(Text(Ask({.nPts = 90000, .nInput = 1})), "1 250000 1f 90000 1 12:00:00:06") << "not the second of time()";
 }
 
+TEST_F(Arguments, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {
+    g_Services.bListLosesRecords = true;
+    for (int nRecord = 0; nRecord < 180; ++nRecord)
+        EXPECT_EQ(Queue(1, 9000, "0 1f"), TRUE);
+    SetClockMs(1);
+    TakeTraces();
+    Refused(Queue(1, 9000, "0 1f"), {},
+            {"3 Failed to get list tail at time:NOON.1000. Something must be wrong with the list."});
+    EXPECT_EQ(Text(Ask({2, 9000})).substr(0, 2), "1 ") << "carried";
+    g_Services.bListLosesRecords = false;
+    TimecodeLib_Init(MISP_PROFILE_62);
+    EXPECT_EQ(Queue(1, 9000, "0 1f"), TRUE);
+}
+
 TEST_F(Arguments, ExtremeRatesAndBasesStayDefined) {
     for (const ULONG nCode : {29000UL, 30UL, ULONG_MAX})
         for (const int nRate : {1, 90089, 90090, 90091, INT_MAX}) {

@@ -50,6 +50,11 @@ std::string Formatted(const char *szFormat, va_list Arguments) {
     return szText;
 }
 
+// Every report names a function, a source file of the library and a line.
+bool IsPlace(const char *szFunction, const char *szFile, int nLine) {
+    return szFunction && *szFunction && szFile && std::string(szFile).find('.') != std::string::npos && nLine > 0;
+}
+
 template <class T>
 bool IsUntouched(const T &Object) {
     return std::ranges::count(std::as_bytes(std::span(&Object, 1)), std::byte{UNTOUCHED}) == sizeof(T);
@@ -103,10 +108,11 @@ BOOL _DoDbgInit(const char *szModule, HDBG *phDbg) {
     return bOpened;
 }
 
-void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *, const char *, int, const char *szFormat, ...) {
+void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *szFile, int nLine, const char *szFormat,
+                   ...) {
     va_list Arguments;
     va_start(Arguments, szFormat);
-    std::string sText = Formatted(szFormat, Arguments);
+    std::string sText = Formatted(szFormat, Arguments) + (IsPlace(szFunction, szFile, nLine) ? "" : " (no place)");
     va_end(Arguments);
     if (sText.ends_with('\n'))
         sText.pop_back();
@@ -115,15 +121,21 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *, const char *, int, const
     Record(g_Traces, (nLevel > hDbg->nMaxLevel ? "untested level " : "") + std::to_string(nLevel) + " " + sText);
 }
 
-void _DoAssert(const char *szCondition, const char *, const char *, int) {
-    Record(g_Asserts, szCondition);
+void _DoAssert(const char *szCondition, const char *szFunction, const char *szFile, int nLine) {
+    Record(g_Asserts, IsPlace(szFunction, szFile, nLine) ? szCondition : "no place");
 }
 
-void _DoTextAssert(const char *, const char *, int, const char *szFormat, ...) {
+void _DoTextAssert(const char *szFunction, const char *szFile, int nLine, const char *szFormat, ...) {
     va_list Arguments;
     va_start(Arguments, szFormat);
-    Record(g_Asserts, Formatted(szFormat, Arguments));
+    Record(g_Asserts, IsPlace(szFunction, szFile, nLine) ? Formatted(szFormat, Arguments) : "no place");
     va_end(Arguments);
+}
+
+void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
+    static const auto pReal = Real<void(FNODE_D *, void *, FLIST_D *)>("FastLinkAtStartD");
+    if (!g_Services.bListLosesRecords)
+        pReal(pNode, pvObject, pList);
 }
 
 void __SaveThreadState(const char *, const char *, int) {
@@ -155,7 +167,8 @@ void StartDay(int enRevision) {
 }
 
 LibraryTest::~LibraryTest() {
-    for (auto *pFault : {&g_Services.bClockFails, &g_Services.bLocalTimeFails, &g_Services.bHandleStaysNull})
+    for (auto *pFault : {&g_Services.bClockFails, &g_Services.bLocalTimeFails, &g_Services.bHandleStaysNull,
+                         &g_Services.bListLosesRecords})
         *pFault = false;
     g_Services.nClockSec = 0;
     g_bThreadStateDebuggingEnabled = FALSE;
@@ -249,7 +262,8 @@ std::string Text(const Answer &Got) {
         snprintf(szUtc, sizeof(szUtc), "%lld %02x %llu %d", static_cast<long long>(Payload.llUTCTime - StartUsec()),
                  Payload.MISPStatusByte, static_cast<unsigned long long>(Got.Utc.nTimestamp64),
                  Got.Utc.enTimecodeSource);
-    return std::to_string(Got.bResult) + " " + szUtc + " " + (IsUntouched(Got.Vitc) ? "-" : Text(Got.Vitc));
+    return std::to_string(Got.bResult) + " " + szUtc + " " + (IsUntouched(Got.Vitc) ? "-" : Text(Got.Vitc)) +
+           (Got.bSame == TRUE ? " same" : "");
 }
 
 void Play(const std::vector<Step> &Pictures) {

@@ -20,7 +20,8 @@ struct Services {
     std::atomic<bool> bClockFails{false};
     std::atomic<bool> bLocalTimeFails{false};
     std::atomic<bool> bHandleStaysNull{false};
-    std::atomic<bool> bRecords{true}; // messages are formatted in any case
+    std::atomic<bool> bListLosesRecords{false}; // none is linked any more
+    std::atomic<bool> bRecords{true};           // messages are formatted in any case
     std::atomic<int> nThreadStates{0};
     std::atomic<int> nSettingsValue{0};
 };
@@ -61,7 +62,8 @@ struct Answer {
 };
 Answer Ask(const Request &Asked, void *pCursor = nullptr);
 Answer AskSystem(const Request &Asked);
-std::string Text(const Answer &Got); // "result microseconds-from-noon status pts source timecode"; "-" where untouched
+std::string
+Text(const Answer &Got); // "result microseconds-from-noon status pts source timecode[ same]"; "-" where untouched
 
 // One picture: clock, a time stamp queued just before (source 0: none), the request, the answer and the statistics.
 struct Step {

@@ -92,13 +92,17 @@ TEST_F(Messages, RepeatedOnesAreThrottledPerInputOrForAll) {
 
 TEST_F(Messages, CarryTheirArguments) {
     const Request Lost = {.nPts = 90000, .bSwitch = TRUE, .nInput = 1};
-    AskSystem({.nPts = 991, .nBasePts = 1000, .llBaseUsec = 1099});
-    Queue(2, 9000, "12:00:00:07", 3);
+    AskSystem({.nPts = 991, .nBasePts = 1000, .llBaseUsec = 2'096'001'099});
+    const std::string sSystemUsec = std::to_string(StartUsec() + 2'096'001'000);
+    Queue(2, 9000, "12:00:50:07", 3);
     Ask({.enSource = 2, .nPts = 8999, .nInput = 3});
+    for (int nTime = 0; nTime < 2; ++nTime)
+        Timecode_Flush(2);
     Queue(2, 9000, "10:59:59:29");
     Ask({2, 9359, FALSE, 30, 30});
     SetClockMs(500);
     Ask({2, 10259, FALSE, 30, 30}); // silent
+    Ask({.enSource = 2, .nPts = 6'758'999, .nInput = 3});
     AskGood(1, 1);
     AskGood(3, 2);
     SetClockMs(540);
@@ -120,13 +124,17 @@ TEST_F(Messages, CarryTheirArguments) {
             "7 BestDiff:359(0x167), pBestUTCBuffer:ADDRESS, CodedPicturePTS64:9359, timecode desired type:2(VITC "
             "Commercial TimeStamp) for inputInterface:0.",
             "6 SetUTC - enTimeCodeSource:2(VITC Commercial TimeStamp), enInputInterface:3, Putting it in the list.",
-            "6 Retreived TC on interface:3:: H:M:S:F(12:0:0:7). enTimecodeSource:2(VITC Commercial TimeStamp), "
+            "6 Retreived TC on interface:3:: H:M:S:F(12:0:50:7). enTimecodeSource:2(VITC Commercial TimeStamp), "
             "CodedPicturePTS64:8999, TCPTS:9000.",
-            "7 Sucessfully converted Date time to UTC. Date:: TODAY-12h00m00s280000us --> UTC:: NOON280000.",
+            "7 Sucessfully converted Date time to UTC. Date:: TODAY-12h00m50s280000us --> UTC:: " +
+                std::to_string(StartUsec() + 50'280'000) + ".",
+            "6 TC Flush finished for inputInterface:2.",
+            "6 Last Timecode flush for enInputInterface:2 was less than 1 seconds ago. Skipping.",
             "6 Success retrieved MSPack UTC::  NOON000005. UTC enTimecodeSource:1(High Precision TimeStamp)",
             "6 Success retrieved MSPack UTC::  NOON000005. UTC enTimecodeSource:3(LDS Timestamp)",
-            "6 Success getting system UTC:H:M:S:mS:(12:00:00.001). UTC64:NOON001000, CodedPicPTS64:0x3df, UTC "
-            "enTimecodeSource:4(System TimeStamp)",
+            "6 Success getting system UTC:H:M:S:mS:(12:34:56.001). UTC64:" + sSystemUsec +
+                ", CodedPicPTS64:0x3df, UTC "
+                "enTimecodeSource:4(System TimeStamp)",
             "7 Recovery - enConfiguredMISBTimeSource:0, enCurrentTimecodeSouce:0(None).",
             "7 Recovered local time:TODAY-12h0m0s.",
             "7 Timecode source:2, successfully converted SMPTE12M to UTC time.",
@@ -138,6 +146,9 @@ TEST_F(Messages, CarryTheirArguments) {
             "7 Beginning to deal with overflow. Current TC H:10M:59S:59F:0. Overflows H:0M:0S:1",
             "6 NowTime:NOON.500000000s, LasRetrivedTime:NOON.000000000s, TimeDiff:0.009999999s. After correction, NEW "
             "TC:: H:M:S:F(11:0:0:0) on interface:0.",
+            "7 Beginning to deal with overflow. Current TC H:12M:1S:4F:6. Overflows H:0M:1S:1",
+            "6 NowTime:NOON.500000000s, LasRetrivedTime:NOON.000000000s, TimeDiff:74.999999250s. After correction, NEW "
+            "TC:: H:M:S:F(12:2:5:6) on interface:3.",
             "6 Fail to get timecode. OLD UTC::  NOON000005, TimeDiff:0.040000000s.",
             "7 After correction, NEW UTC::  NOON040005.",
             "6 After correction, NEW UTC:: NOON040005.",

@@ -127,7 +127,7 @@ TEST_F(Profile62, RecoveredSourceServesTheNextPicture) {
     Play({
         {0, 1, 9000, "0 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "4/1"},
         {751, 1, 9000, "5 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "1/2"},
-        {791, 0, 0, "", {4, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00", "1/2"},
+        {791, 0, 0, "", {4, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00 same", "1/2"},
     });
 }
 
@@ -153,7 +153,7 @@ TEST_F(Profile62, TheCursorIsSharedWithTheSearch) {
     Answer Got = Ask({1, 9000});
     EXPECT_EQ(Got.bSame, TRUE);
     Got = Ask({1, 9000}, Got.pCursor);
-    EXPECT_EQ(Text(Got), "1 10 1f 9000 1 12:00:00:00");
+    EXPECT_EQ(Text(Got), "1 10 1f 9000 1 12:00:00:00 same");
     Got = Ask({1, 9360}, Got.pCursor);
     EXPECT_EQ(Text(Got), "1 10 1f 9360 1 12:00:00:00") << "a record too far is passed over and the time carried";
     EXPECT_EQ(Got.pCursor, nullptr);

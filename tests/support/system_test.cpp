@@ -17,6 +17,7 @@
 using testing::HasSubstr;
 
 static bool g_bPollLies = false;
+static int g_nWriteResult = -1; /* from 0 on, writes are interrupted and take one byte in turn; then this result */
 
 /* Lets every channel look writable, as it does for a thread that is overtaken between poll() and its write. */
 extern "C" int poll(pollfd *pPolls, nfds_t nPolls, int nTimeoutMs) {
@@ -25,6 +26,17 @@ extern "C" int poll(pollfd *pPolls, nfds_t nPolls, int nTimeoutMs) {
         return static_cast<int>(syscall(SYS_ppoll, pPolls, nPolls, &tpTimeout, nullptr, 0));
     pPolls->revents = POLLOUT;
     return 1;
+}
+
+/* Writes in the smallest steps that the kernel may take, or to something that takes nothing any more. */
+extern "C" ssize_t write(int nFile, const void *pBytes, size_t nSize) {
+    static bool bInterrupted = false;
+    if (g_nWriteResult < 0)
+        return syscall(SYS_write, nFile, pBytes, nSize);
+    bInterrupted = !bInterrupted;
+    if (bInterrupted)
+        errno = EINTR;
+    return bInterrupted ? -1 : g_nWriteResult == 0 ? 0 : syscall(SYS_write, nFile, pBytes, 1);
 }
 
 TEST(Settings, ReadsTheValueThatTheFileSays) {
@@ -57,13 +69,14 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
         EXPECT_EQ(nValue, 20116);
     }
     unlink(szPath.c_str());
+    EXPECT_EQ(CfgFile_GetIntValue("/", "S", "K", nullptr, 0), FALSE);
 }
 
 /* Standard error is replaced by one end of a channel; the test reads the other. */
 class Trace : public testing::Test {
 protected:
     Trace() {
-        _DoDbgInit("MODULE", &m_hDbg);
+        _DoDbgInit("MODULE-WITH-A-NAME-THAT-IS-TOO-LONG", &m_hDbg); // 31 characters fit
         Redirect(true);
     }
     ~Trace() override {
@@ -101,13 +114,18 @@ TEST_F(Trace, WritesEachMessageAtOnceAndInOneLine) {
          {std::pair("a", " a\n"), {"a\n\n", " a\n"}, {"", " \n"}, {szLong.c_str(), "xxx\n"}}) {
         Print(szText);
         const std::string szMessage = Read();
-        EXPECT_THAT(szMessage, testing::MatchesRegex(
-                                   "....-..-.. ..:..:..[.]......Z MODULE warning .[0-9]+. Function file.cpp:12: .*\n"));
+        EXPECT_THAT(szMessage, testing::MatchesRegex("....-..-.. ..:..:..[.]......Z MODULE-WITH-A-NAME-THAT-IS-TOO- "
+                                                     "warning .[0-9]+. Function file.cpp:12: .*\n"));
         EXPECT_TRUE(szMessage.ends_with(szEnd) && szMessage.size() <= 1024) << szMessage;
     }
     _DoAssert("p != NULL", "Function", "file.cpp", 3);
     EXPECT_THAT(Read(), HasSubstr(" ASSERT error "));
     EXPECT_EQ(Read(), "");
+    Redirect(false);
+    g_nWriteResult = 1;
+    Print("in small pieces");
+    g_nWriteResult = -1;
+    EXPECT_THAT(Read(), testing::EndsWith("file.cpp:12: in small pieces\n"));
     setenv("TIMECODE_ASSERT_ABORT", "1", 1);
     EXPECT_EXIT(_DoAssert("p", "", "", 0), testing::KilledBySignal(SIGABRT), "");
     unsetenv("TIMECODE_ASSERT_ABORT");
@@ -159,6 +177,8 @@ TEST_F(Trace, StalledGoneAndClosedChannelsLoseMessagesAndNothingElse) {
 
 TEST_F(Trace, HandlesOpenOnceCloseTwiceAndRunOut) {
     const HDBG hFirst = m_hDbg;
+    EXPECT_EQ(_DoDbgInit("NULL", nullptr), FALSE);
+    _DoDbgUninitEx(nullptr, "", "", 0);
     EXPECT_TRUE(_DoDbgInit("OTHER", &m_hDbg) == TRUE && m_hDbg == hFirst);
     HDBG ahDbg[16]{};
     setenv("TIMECODE_TRACE_LEVEL", "6", 1);
@@ -191,6 +211,15 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
         EXPECT_EQ(Read(), szLine);
         EXPECT_THAT(Read(), HasSubstr(" Other b.cpp:3\n"));
     }
-    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 1);
+    for (const int nResult : {-1, 1, 0}) {
+        Redirect(false);
+        g_nWriteResult = nResult;
+        EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), nResult == 0 ? -1 : 1);
+        g_nWriteResult = -1;
+        EXPECT_EQ(Read(), nResult == 0 ? "" : szLine);
+    }
     EXPECT_EQ(ThreadState_Dump(-1), -1);
+    close(m_anEnds[0]);
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1); // SIGPIPE would end the test program
+    m_anEnds[0] = -1;
 }

@@ -73,6 +73,10 @@ consteval bool HasConversions(std::string_view szText, std::string_view szConver
     }
 }
 
+static_assert(HasConversions("%d%016llu: %s", "%d%016llu%s") && HasConversions("", ""));
+static_assert(!HasConversions("%d%d", "%d") && !HasConversions("%d", "%d%d") && !HasConversions("%d", "%s") &&
+              !HasConversions("%", "%d") && !HasConversions("%z", ""));
+
 } // namespace timecode
 
 // These are macros because they take the caller's position and, unevaluated, its arguments or its text.
