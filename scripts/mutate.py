@@ -80,7 +80,7 @@ def changes_of(path):
     messages = message_lines(lines)
     for number in code_lines("\n".join(lines)):
         line = lines[number]
-        code = line.split("//")[0]
+        code = re.split(r"//|/\*", line)[0]
         for pattern, replacement in REPLACEMENTS:
             if "static_assert" in code or code.strip().startswith(("template", "using", "struct")):
                 continue
@@ -105,7 +105,9 @@ def changes_of(path):
 def describe(name, original, change):
     number, new, count, kind = change
     old = " | ".join(text.strip() for text in original[number:number + count])
-    return f"{name}:{number + 1}: {kind}: {old}  ->  {' | '.join(text.strip() for text in new)}"
+    if re.fullmatch(r"return \w+;", old):  # such a line says too little of itself
+        old = f"({original[number - 1].strip()}) {old}"
+    return f"{name}:{number + 1}: {kind}: {old}  ->  {' | '.join(text.strip() for text in new)}".rstrip()
 
 
 class Tree:

@@ -158,6 +158,11 @@ TEST_F(Arguments, AFailingClockIsReportedAndTheCallStaysHarmless) {
     g_Services.bClockFails = false;
     Ask({.nPts = 9000, .nInput = 1});
     EXPECT_EQ(Text(Ask({.nPts = 90000, .nInput = 1})), "1 250000 1f 90000 1 12:00:00:06") << "not the second of time()";
+    StartDay(MISP_PROFILE_2016_2);
+    g_Services.bClockFails = true;
+    Queue(1, 9000, "0 1f");
+    EXPECT_EQ(Text(Ask({1, 9000})), "1 0 1f 9000 1 -");
+    EXPECT_THAT(TakeAsserts(), ElementsAre(CLOCK, CLOCK));
 }
 
 TEST_F(Arguments, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {

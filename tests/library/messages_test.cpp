@@ -90,10 +90,10 @@ TEST_F(Messages, RepeatedOnesAreThrottledPerInputOrForAll) {
     }
 }
 
-TEST_F(Messages, CarryTheirArguments) {
+// Brings about nearly all messages of a revision.
+void SayAll62() {
     const Request Lost = {.nPts = 90000, .bSwitch = TRUE, .nInput = 1};
     AskSystem({.nPts = 991, .nBasePts = 1000, .llBaseUsec = 2'096'001'099});
-    const std::string sSystemUsec = std::to_string(StartUsec() + 2'096'001'000);
     Queue(2, 9000, "12:00:50:07", 3);
     Ask({.enSource = 2, .nPts = 8999, .nInput = 3});
     for (int nTime = 0; nTime < 2; ++nTime)
@@ -118,6 +118,27 @@ TEST_F(Messages, CarryTheirArguments) {
     Ask({2, 1000});
     Ask({.nRate = 0});
     Ask({.enSource = 4, .nPts = 991, .nRate = 0, .nBasePts = 1000});
+}
+
+void SayAll20162() {
+    Queue(2, UINT64_MAX / 2 - 1, "10:00:00:00");
+    Ask({2, 0});
+    Queue(3, UINT64_MAX / 2 + 1, "0 1f");
+    Ask({3, 0});
+    SetClockMs(89);
+    Queue(1, 9000, "5 7f", 1);
+    Ask({.nPts = 9000, .nInput = 1});
+    for (const UINT64 nPts : {0U, 800U})
+        Queue(2, nPts, "12:00:00:00", 2);
+    Ask({.enSource = 2, .nPts = 400, .nInput = 2});
+    AskSystem({.nRate = 0});
+    AskGood(2, 2);
+    AskGood(3, 3);
+}
+
+TEST_F(Messages, CarryTheirArguments) {
+    SayAll62();
+    const std::string sSystemUsec = std::to_string(StartUsec() + 2'096'001'000);
     EXPECT_THAT(
         TakeTraces(),
         IsSupersetOf(Texts{
@@ -171,19 +192,7 @@ TEST_F(Messages, CarryTheirArguments) {
             "Disc:FORWARD",
             "4 Failed to get system timecode."}));
     StartDay(MISP_PROFILE_2016_2);
-    Queue(2, UINT64_MAX / 2 - 1, "10:00:00:00");
-    Ask({2, 0});
-    Queue(3, UINT64_MAX / 2 + 1, "0 1f");
-    Ask({3, 0});
-    SetClockMs(89);
-    Queue(1, 9000, "5 7f", 1);
-    Ask({.nPts = 9000, .nInput = 1});
-    for (const UINT64 nPts : {0U, 800U})
-        Queue(2, nPts, "12:00:00:00", 2);
-    Ask({.enSource = 2, .nPts = 400, .nInput = 2});
-    AskSystem({.nRate = 0});
-    AskGood(2, 2);
-    AskGood(3, 3);
+    SayAll20162();
     EXPECT_THAT(
         TakeTraces(),
         IsSupersetOf(Texts{
@@ -206,6 +215,15 @@ TEST_F(Messages, CarryTheirArguments) {
             "6 Success getting system UTC:H:M:S:mS:(12:0:0.0). UTC64:NOON000000, CodedPicPTS64:0x0, UTC "
             "enTimecodeSource:4(System TimeStamp)",
             "6 Failed to format SMPTE12M VITC from UTC."}));
+}
+
+TEST_F(Messages, OfSuppressedLevelsAreNotWritten) {
+    for (const auto &[enRevision, SayAll] : {std::pair(20116, &SayAll62), {20162, &SayAll20162}}) {
+        StartDay(enRevision);
+        g_hTCLibDbg->nMaxLevel = DBG_LEVEL_ERROR - 1;
+        SayAll();
+        EXPECT_EQ(TakeTraces(), Texts{});
+    }
 }
 
 TEST_F(Messages, ImplausibleDatesAreWarnedAbout) {

@@ -38,6 +38,7 @@ TEST(List, KeepsOrderAndCountThroughUnlinking) {
     }
     FastLinkAtStartD(&atNodes[2], &atNodes[2], &tList);
     EXPECT_TRUE(tList.pHead == &atNodes[2] && tList.pTail == &atNodes[2] && tList.nNumOfEntries == 1);
+    FastLinkAtStartD(&atNodes[1], &atNodes[1], &tList);
     FastListInitD(&tList);
     FastLinkAtStartD(&atNodes[3], &atNodes[3], &tList);
     FastUnlinkD(&atNodes[2]); // held before the list was made empty

@@ -76,6 +76,7 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
 class Trace : public testing::Test {
 protected:
     Trace() {
+        pthread_sigmask(SIG_BLOCK, nullptr, &m_tMask);
         _DoDbgInit("MODULE-WITH-A-NAME-THAT-IS-TOO-LONG", &m_hDbg); // 31 characters fit
         Redirect(true);
     }
@@ -84,6 +85,9 @@ protected:
         dup2(m_nSaved, STDERR_FILENO);
         close(m_nSaved);
         close(m_anEnds[0]);
+        sigset_t tMask{};
+        pthread_sigmask(SIG_BLOCK, nullptr, &tMask);
+        EXPECT_EQ(memcmp(&tMask, &m_tMask, sizeof tMask), 0);
     }
     void Redirect(bool bMessages) {
         close(m_anEnds[0]);
@@ -104,6 +108,7 @@ protected:
     }
 
     HDBG m_hDbg = nullptr;
+    sigset_t m_tMask{};
     int m_nSaved = dup(STDERR_FILENO);
     int m_anEnds[2] = {-1, -1};
 };
@@ -181,7 +186,13 @@ TEST_F(Trace, HandlesOpenOnceCloseTwiceAndRunOut) {
     _DoDbgUninitEx(nullptr, "", "", 0);
     EXPECT_TRUE(_DoDbgInit("OTHER", &m_hDbg) == TRUE && m_hDbg == hFirst);
     HDBG ahDbg[16]{};
-    setenv("TIMECODE_TRACE_LEVEL", "6", 1);
+    for (const auto &[szLevel, nLevel] :
+         {std::pair("0", 0), {"7", 7}, {"8", 3}, {"66", 3}, {"-", 3}, {"", 3}, {"6", 6}}) {
+        setenv("TIMECODE_TRACE_LEVEL", szLevel, 1);
+        _DoDbgInit("LEVEL", &ahDbg[0]);
+        EXPECT_EQ(ahDbg[0]->nMaxLevel, nLevel) << szLevel;
+        _DoDbgUninitEx(&ahDbg[0], "", "", 0);
+    }
     for (HDBG &hDbg : ahDbg)
         EXPECT_EQ(_DoDbgInit("MANY", &hDbg) == TRUE, &hDbg != &ahDbg[15]) << &hDbg - ahDbg;
     unsetenv("TIMECODE_TRACE_LEVEL");
