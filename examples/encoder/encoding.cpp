@@ -127,9 +127,10 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel 
         m_Tally.SetLastUTC(Stamp->llUTC);
     }
     m_Tally.SetSource(Row.enSourceInUse);
-    m_Target.Table.Write(Row);
+    // The stream has the picture, whether the table takes its row or not.
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);
+    m_Target.Table.Write(Row);
 }
 
 } // namespace encoder

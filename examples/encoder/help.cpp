@@ -31,6 +31,8 @@ Input
                       source 3  KLV local sets (MISB ST 0601, tag 2) in data streams. A set without a PTS
                                 (asynchronous carriage) takes the PTS of the video picture last read.
                     "-" is the standard input, which serves one input only.
+                    A connection that falls silent is waited for; "?timeout=3000000" behind udp:// or tcp:// makes it
+                    an error after 3 s.
                     At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in.
   --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none

@@ -152,15 +152,18 @@ void Run::Watch() {
 }
 
 void Run::Close() {
-    try {
-        for (const auto &Writer : m_Writers)
-            Writer->Finish();
-        m_Table->Finish();
-    } catch (const Failure &Failed) {
-        // A full disk has been told about by the thread that met it.
-        if (m_Outcome.Code() != ExitCode::Output)
-            m_Outcome.Record(Failed);
-    }
+    const auto Finish = [this](auto &Written) {
+        try {
+            Written.Finish();
+        } catch (const Failure &Failed) {
+            // A full disk has been told about by the thread that met it.
+            if (m_Outcome.Code() != ExitCode::Output)
+                m_Outcome.Record(Failed);
+        }
+    };
+    for (const auto &Writer : m_Writers)
+        Finish(*Writer);
+    Finish(*m_Table);
     Summarise();
 }
 

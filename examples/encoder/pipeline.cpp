@@ -9,8 +9,10 @@
 namespace encoder {
 
 void Outcome::Record(const Failure &Failed) {
-    m_Console.Error(Failed.what());
     const std::lock_guard Lock(m_Mutex);
+    if (m_szTold != Failed.what())
+        m_Console.Error(Failed.what());
+    m_szTold = Failed.what();
     if (m_enCode == ExitCode::Ok)
         m_enCode = Failed.Code();
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <thread>
 
 #include "encoding.h"
@@ -14,7 +15,8 @@
 
 namespace encoder {
 
-// How the run ends: the first failure decides the exit code, every failure is told at once.
+// How the run ends: the first failure decides the exit code, every failure is told at once. Inputs that share what
+// fails tell it once.
 class Outcome {
 public:
     explicit Outcome(Console &Out) : m_Console(Out) {}
@@ -26,6 +28,7 @@ private:
     Console &m_Console;
     mutable std::mutex m_Mutex;
     ExitCode m_enCode = ExitCode::Ok;
+    std::string m_szTold;
 };
 
 class Pipeline {

@@ -18,12 +18,17 @@ Producer::Producer(int nInput, const Options &Settings, const PictureRate &Rate,
 
 void Producer::Run() {
     std::exception_ptr Failed;
-    try {
-        ReadAll();
-        m_Decoder.Flush([this](FramePtr Frame) { TakeFrame(std::move(Frame)); });
-    } catch (const Failure &) {
-        Failed = std::current_exception();
-    }
+    const auto Try = [&Failed](const auto &Do) {
+        try {
+            Do();
+        } catch (const Failure &) {
+            if (!Failed)
+                Failed = std::current_exception();
+        }
+    };
+    Try([this] { ReadAll(); });
+    // Where the input breaks off, the decoder still has pictures that were read before.
+    Try([this] { m_Decoder.Flush([this](FramePtr Frame) { TakeFrame(std::move(Frame)); }); });
     Queue(0);
     if (Failed)
         std::rethrow_exception(Failed);

@@ -128,7 +128,11 @@ TEST_F(Arguments, ANullOutputLosesOnlyItsOwnWrite) {
         EXPECT_EQ(Utc.nTimestamp64, 9000U);
         Queue(2, 20000, "12:00:00:00");
         int enSource = 2;
-        BOOL bSame = FALSE; // a timecode too far away tells of its cursor
+        void *pCursor = nullptr;
+        BOOL bSame = FALSE;
+        EXPECT_EQ(Timecode_GetUTC(0, &enSource, FALSE, 25, 25000, 20000, 0, 0, &Utc, nullptr, &bSame, &pCursor), TRUE);
+        EXPECT_THAT(TakeAsserts(), ElementsAre("pVitcRecord != NULL"));
+        // A timecode too far away tells of its cursor.
         Timecode_GetUTC(0, &enSource, FALSE, 25, 25000, 20400, 0, 0, &Utc, &Vitc, &bSame, nullptr);
         EXPECT_THAT(TakeAsserts(), ElementsAre("ppRecordAddress != NULL"));
     }

@@ -2,6 +2,7 @@
 #include "fixture.h"
 
 #include <dlfcn.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -134,8 +135,14 @@ void _DoTextAssert(const char *szFunction, const char *szFile, int nLine, const 
 
 void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
     static const auto pReal = Real<void(FNODE_D *, void *, FLIST_D *)>("FastLinkAtStartD");
+    if (g_Services.bWatchesLinks && ++g_Services.nLinking > 1)
+        g_Services.bMetInList = true;
     if (!g_Services.bListLosesRecords)
         pReal(pNode, pvObject, pList);
+    if (g_Services.bWatchesLinks) {
+        sched_yield(); // lets another thread come in, if none keeps it out
+        --g_Services.nLinking;
+    }
 }
 
 void __SaveThreadState(const char *, const char *, int) {

@@ -21,7 +21,10 @@ struct Services {
     std::atomic<bool> bLocalTimeFails{false};
     std::atomic<bool> bHandleStaysNull{false};
     std::atomic<bool> bListLosesRecords{false}; // none is linked any more
-    std::atomic<bool> bRecords{true};           // messages are formatted in any case
+    std::atomic<bool> bWatchesLinks{false};     // the list service tells whether two threads are in it
+    std::atomic<int> nLinking{0};
+    std::atomic<bool> bMetInList{false};
+    std::atomic<bool> bRecords{true}; // messages are formatted in any case
     std::atomic<int> nThreadStates{0};
     std::atomic<int> nSettingsValue{0};
 };

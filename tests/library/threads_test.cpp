@@ -90,6 +90,23 @@ TEST_P(Threads, EveryAnswerWasQueuedAsItIs) {
     TimecodeLib_Shutdown();
 }
 
+TEST_P(Threads, OnlyOneIsInAnInputsList) {
+    StartDay(GetParam());
+    g_Services.bRecords = false;
+    g_Services.bWatchesLinks = true;
+    std::vector<std::jthread> Running;
+    for (int nThread = 0; nThread < 3; ++nThread)
+        Running.emplace_back([] {
+            for (int nStamp = 0; nStamp < 1000; ++nStamp)
+                Queue(1, 9000, "0 1f");
+        });
+    Running.clear();
+    g_Services.bWatchesLinks = false;
+    EXPECT_FALSE(g_Services.bMetInList);
+    g_Services.bRecords = true;
+    TimecodeLib_Shutdown();
+}
+
 INSTANTIATE_TEST_SUITE_P(BothRevisions, Threads, testing::Values(MISP_PROFILE_62, MISP_PROFILE_2016_2));
 
 } // namespace

@@ -7,7 +7,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-static const timespec *g_ptpFakeNow = nullptr;
+extern const timespec *g_ptpFakeNow;
+const timespec *g_ptpFakeNow = nullptr;
 
 /* Replaces the clock of the process; nanoseconds below zero make it fail. */
 extern "C" int clock_gettime(clockid_t nClock, timespec *ptpNow) noexcept {

@@ -2,6 +2,7 @@
 #include "cfgfile_api.h"
 #include "dbgtrace.h"
 #include "threadcheck.h"
+#include <barrier>
 #include <csignal>
 #include <fcntl.h>
 #include <fstream>
@@ -15,6 +16,8 @@
 #include <unistd.h>
 
 using testing::HasSubstr;
+
+extern const timespec *g_ptpFakeNow; /* the clock; below zero nanoseconds it fails */
 
 static bool g_bPollLies = false;
 static int g_nWriteResult = -1; /* from 0 on, writes are interrupted and take one byte in turn; then this result */
@@ -49,6 +52,7 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
                                         {"[S]\nK=2147483647\n", INT32_MAX},
                                         {"[S]\nK=" + szLong + "1234\nK=2\n", 2},
                                         {"[S]\nK=1\nK=2 #" + szLong + "\n", 1},
+                                        {"[S]\nK=1\nK=2 #" + szLong + szLong + "\n", 1},
                                         {"[S]\n" + std::string(506, ' ') + "K=12\r\n", 12},
                                         {std::string("\0[S]\n\0=1\n[S]\nK=3\n", 17), 3}};
     for (const char *szText : {"", "K=1", "[S]\n[S\nK=1", "[S]\n#K=1\n ;K=1", "[s]\nK=1\n[S]\nk=1\nK2=1\nK",
@@ -70,6 +74,8 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
     }
     unlink(szPath.c_str());
     EXPECT_EQ(CfgFile_GetIntValue("/", "S", "K", nullptr, 0), FALSE);
+    EXPECT_EQ(CfgFile_GetIntValue("/", nullptr, "K", &nValue, 0), FALSE);
+    EXPECT_EQ(CfgFile_GetIntValue("/", "S", nullptr, &nValue, 0), FALSE);
 }
 
 /* Standard error is replaced by one end of a channel; the test reads the other. */
@@ -131,6 +137,13 @@ TEST_F(Trace, WritesEachMessageAtOnceAndInOneLine) {
     Print("in small pieces");
     g_nWriteResult = -1;
     EXPECT_THAT(Read(), testing::EndsWith("file.cpp:12: in small pieces\n"));
+    const timespec tpFailing{0, -1};
+    g_ptpFakeNow = &tpFailing;
+    Print("undated");
+    g_ptpFakeNow = nullptr;
+    EXPECT_THAT(Read(), testing::StartsWith("0000-00-00 00:00:00.000000Z "));
+    setenv("TIMECODE_ASSERT_ABORT", "0", 1);
+    _DoAssert("p", "", "", 0);
     setenv("TIMECODE_ASSERT_ABORT", "1", 1);
     EXPECT_EXIT(_DoAssert("p", "", "", 0), testing::KilledBySignal(SIGABRT), "");
     unsetenv("TIMECODE_ASSERT_ABORT");
@@ -147,6 +160,11 @@ TEST_F(Trace, JournalLinesCarryTheLevelOnly) {
     Redirect(true); // no longer the journal
     Print("text");
     EXPECT_THAT(Read(), HasSubstr("MODULE"));
+    for (const char *szStream : {"", "1", ":1", "1:", "1:2x", "x"}) {
+        setenv("JOURNAL_STREAM", szStream, 1);
+        _DoAssert("p", "", "", 0);
+        EXPECT_THAT(Read(), HasSubstr(" ASSERT ")) << szStream;
+    }
     unsetenv("JOURNAL_STREAM");
 }
 
@@ -230,6 +248,19 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
         EXPECT_EQ(Read(), nResult == 0 ? "" : szLine);
     }
     EXPECT_EQ(ThreadState_Dump(-1), -1);
+    std::vector<std::thread> tThreads;
+    std::barrier tAllSaved(71);
+    for (int nThread = 0; nThread < 70; ++nThread)
+        tThreads.emplace_back([&tAllSaved] {
+            __SaveThreadState(nullptr, nullptr, 4);
+            tAllSaved.arrive_and_wait();
+            tAllSaved.arrive_and_wait();
+        });
+    tAllSaved.arrive_and_wait();
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 64);
+    tAllSaved.arrive_and_wait();
+    for (std::thread &tThread : tThreads)
+        tThread.join();
     close(m_anEnds[0]);
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1); // SIGPIPE would end the test program
     m_anEnds[0] = -1;

@@ -5,6 +5,10 @@
 #include <new>
 #include <utility>
 
+extern "C" {
+#include <libavutil/opt.h>
+}
+
 #include "pts_clock.h"
 
 namespace encoder {
@@ -57,6 +61,8 @@ void Demuxer::Open() {
     const int nOpened = avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr);
     CheckStop();
     Check(nOpened, ExitCode::Input, "cannot open input '" + m_szPath + "'");
+    if (m_pContext->pb != nullptr)
+        m_llSize = avio_size(m_pContext->pb);
     const int nFound = avformat_find_stream_info(m_pContext, nullptr);
     CheckStop();
     Check(nFound, ExitCode::Input, "input '" + m_szPath + "' is no video that FFmpeg can read");
@@ -96,9 +102,15 @@ bool Demuxer::Read(AVPacket &Packet) {
     for (;;) {
         av_packet_unref(&Packet);
         const int nResult = av_read_frame(m_pContext, &Packet);
-        if (nResult == AVERROR_EOF || nResult == AVERROR_EXIT || m_bStop)
+        if (nResult == AVERROR_EXIT || m_bStop)
             return false;
-        Check(nResult, ExitCode::Input, "input '" + m_szPath + "' broke off (what was read before is coded)");
+        if (nResult == AVERROR_EOF) {
+            CheckEnd();
+            return false;
+        }
+        Check(nResult, ExitCode::Input, BrokeOff());
+        if (Packet.pos >= 0)
+            m_llPosition = Packet.pos;
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
         // A KLV stream may also turn up in the middle of the input.
         if (IsVideo(Packet) ||
@@ -109,6 +121,31 @@ bool Demuxer::Read(AVPacket &Packet) {
             return true;
         }
     }
+}
+
+std::string Demuxer::BrokeOff() const {
+    return "input '" + m_szPath + "' broke off (what was read before is coded)";
+}
+
+// FFmpeg takes every end for the end of the video. A recording that was cut before is read to its end; but whatever
+// vanishes while it is read has not been read.
+void Demuxer::CheckEnd() const {
+    AVIOContext *const pSource = m_pContext->pb;
+    if (pSource == nullptr)
+        return;
+    if (avio_size(pSource) < m_llSize)
+        throw Failure(ExitCode::Input, BrokeOff() + ": the file has become shorter");
+    if ((pSource->seekable & AVIO_SEEKABLE_NORMAL) == 0 && EndsInsidePacket())
+        throw Failure(ExitCode::Input, BrokeOff() + ": it ends inside a packet");
+}
+
+// Packets of a transport stream follow one another without a gap.
+bool Demuxer::EndsInsidePacket() const {
+    constexpr int64_t TS_PACKET_SIZE = 188;
+    int64_t llPacketSize = 0;
+    const bool bPlainTs =
+        av_opt_get_int(m_pContext->priv_data, "ts_packetsize", 0, &llPacketSize) >= 0 && llPacketSize == TS_PACKET_SIZE;
+    return bPlainTs && (avio_tell(m_pContext->pb) - m_llPosition) % TS_PACKET_SIZE != 0;
 }
 
 AVRational Demuxer::Rate() const {

@@ -21,7 +21,8 @@ public:
     Demuxer &operator=(const Demuxer &) = delete;
 
     // Reads the next packet of one of the streams; its times are in 90 kHz, as the stream carries them (33 bits), or
-    // AV_NOPTS_VALUE. False at the end and after bStop. Throws when the input breaks off.
+    // AV_NOPTS_VALUE. False at the end and after bStop. Throws when the input breaks off: a read fails, a file has
+    // become shorter, or a pipe or connection ends inside a packet of the transport stream.
     bool Read(AVPacket &Packet);
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
@@ -35,11 +36,16 @@ private:
     void ChooseStreams();
     void CheckStop() const;
     void CheckVideo() const;
+    void CheckEnd() const;
+    bool EndsInsidePacket() const;
+    std::string BrokeOff() const;
 
     std::string m_szPath;
     const std::atomic<bool> &m_bStop;
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
+    int64_t m_llSize = -1;    // of a file, when it was opened
+    int64_t m_llPosition = 0; // of the packet last read
 };
 
 } // namespace encoder

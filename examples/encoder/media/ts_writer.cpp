@@ -3,6 +3,9 @@
 #include "media/ts_writer.h"
 
 #include <new>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <utility>
 
 namespace encoder {
@@ -30,7 +33,23 @@ TsWriter::TsWriter(std::string szPath, const std::atomic<bool> &bStop)
 
 TsWriter::~TsWriter() {
     avio_closep(&m_pContext->pb);
+    CutToWholePackets();
     avformat_free_context(m_pContext);
+}
+
+// A full disk has taken a part of a picture. What stands in a file behind the standard output is not cut: it may be
+// another's.
+void TsWriter::CutToWholePackets() const {
+    const char *const szProtocol = avio_find_protocol_name(m_pContext->url);
+    if (!m_WholeBytes || szProtocol == nullptr || std::string_view(szProtocol) != "file")
+        return;
+    constexpr std::string_view SCHEME = "file:";
+    const char *const szFile = m_szPath.c_str() + (m_szPath.starts_with(SCHEME) ? SCHEME.size() : 0);
+    struct stat File {};
+    if (stat(szFile, &File) != 0 || !S_ISREG(File.st_mode) || File.st_size <= *m_WholeBytes)
+        return;
+    // The failure that left the rest behind has been told.
+    [[maybe_unused]] const int nIgnored = truncate(szFile, *m_WholeBytes);
 }
 
 void TsWriter::AddProgram(const std::string &szName) {
@@ -82,6 +101,7 @@ void TsWriter::Start() {
     const int nResult = avformat_write_header(m_pContext, &pSettings);
     av_dict_free(&pSettings);
     CheckWritten(nResult, "cannot write");
+    m_WholeBytes = avio_tell(m_pContext->pb);
     m_bStarted = true;
 }
 
@@ -91,6 +111,7 @@ void TsWriter::Write(AVPacket &Packet, int nStream) {
     av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
     m_Patience.Begin();
     CheckWritten(av_write_frame(m_pContext, &Packet), "writing");
+    m_WholeBytes = avio_tell(m_pContext->pb);
     av_packet_unref(&Packet);
 }
 
@@ -102,6 +123,7 @@ void TsWriter::Finish() {
     const int nTrailer = av_write_trailer(m_pContext);
     const int nClose = avio_closep(&m_pContext->pb);
     CheckWritten(nTrailer < 0 ? nTrailer : nClose, "ending");
+    m_WholeBytes.reset();
 }
 
 } // namespace encoder

@@ -3,7 +3,9 @@
 #ifndef ENCODER_MEDIA_TS_WRITER_H
 #define ENCODER_MEDIA_TS_WRITER_H
 
+#include <cstdint>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "media/av.h"
@@ -16,7 +18,7 @@ public:
     // Opens nothing yet. The target is a path, a URL of FFmpeg's, or "-" for the standard output.
     // With bStop set, a write that nobody takes is given up when a signal interrupts the writing thread.
     TsWriter(std::string szPath, const std::atomic<bool> &bStop);
-    ~TsWriter(); // closes the file; a file that was started and not finished has no trailer
+    ~TsWriter(); // closes the file; one that could not be finished ends after its last whole picture
     TsWriter(const TsWriter &) = delete;
     TsWriter &operator=(const TsWriter &) = delete;
 
@@ -40,6 +42,7 @@ public:
 private:
     AVStream &AddStream();
     void CheckWritten(int nResult, const char *szWhat) const;
+    void CutToWholePackets() const;
 
     std::string m_szPath;
     std::mutex m_Mutex;
@@ -47,6 +50,7 @@ private:
     AVFormatContext *m_pContext = nullptr;
     AVProgram *m_pProgram = nullptr;
     bool m_bStarted = false;
+    std::optional<std::int64_t> m_WholeBytes; // up to the end of the last packet, while the file is not finished
 };
 
 } // namespace encoder

@@ -2,6 +2,7 @@
 #include "report/console.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <sys/ioctl.h>
 #include <system_error>
 #include <unistd.h>
@@ -13,6 +14,7 @@ namespace encoder {
 namespace {
 
 constexpr size_t DEFAULT_COLUMNS = 80;
+constexpr int LONGEST_WAIT_MSEC = 1000;
 
 size_t TerminalColumns() {
     winsize Size{};
@@ -35,14 +37,24 @@ Console::~Console() {
 }
 
 void Console::EraseStatus() {
-    if (m_bStatusShown) {
+    if (m_bStatusShown && IsHeard()) {
         std::fputs("\r\033[K", stderr);
         m_bStatusShown = false;
     }
 }
 
+// The pictures must not wait for somebody to read about them: a write to a pipe that is full or to a terminal that is
+// stopped would block, and with it the thread that decodes.
+bool Console::IsHeard() {
+    pollfd Target{STDERR_FILENO, POLLOUT, 0};
+    m_bHeard = poll(&Target, 1, m_bHeard ? LONGEST_WAIT_MSEC : 0) > 0;
+    return m_bHeard;
+}
+
 void Console::WriteLine(const std::string &szText) {
     const std::lock_guard Lock(m_Mutex);
+    if (!IsHeard())
+        return;
     EraseStatus();
     std::fprintf(stderr, "stamp-encoder: %s\n", szText.c_str());
 }
@@ -60,6 +72,8 @@ void Console::Status(const std::string &szText) {
     if (!m_bTerminal)
         return;
     const std::lock_guard Lock(m_Mutex);
+    if (!IsHeard())
+        return;
     EraseStatus();
     // A line that breaks could not be taken back.
     std::fputs(szText.substr(0, TerminalColumns() - 1).c_str(), stderr);
@@ -70,8 +84,8 @@ void Console::Status(const std::string &szText) {
 void Console::Summary(const std::string &szText) {
     const std::lock_guard Lock(m_Mutex);
     EraseStatus();
-    std::FILE *const pTarget = m_bStdoutIsData ? stderr : stdout;
-    PrintAll(szText.c_str(), pTarget);
+    if (!m_bStdoutIsData || IsHeard())
+        PrintAll(szText.c_str(), m_bStdoutIsData ? stderr : stdout);
 }
 
 } // namespace encoder

@@ -19,24 +19,27 @@ public:
     explicit Console(bool bStdoutIsData);
     ~Console(); // leaves no status line behind
 
-    // A line that must be seen: an error.
+    // A line that must be seen: an error. A reader of the standard error that has stalled gets a second to go on; after
+    // that, lines are dropped until it does.
     void Error(const std::string &szText);
     // A line for whoever is watching; written on a terminal only.
     void Notice(const std::string &szText);
     // Replaces the status line; on a terminal only.
     void Status(const std::string &szText);
-    // Text for the end of the run, with its line ends. Throws a Failure (ExitCode::Output) when the standard output
-    // does not take it.
+    // Text for the end of the run, with its line ends. On the standard error it is a line like others; throws a Failure
+    // (ExitCode::Output) when the standard output does not take it.
     void Summary(const std::string &szText);
 
 private:
     void WriteLine(const std::string &szText);
     void EraseStatus();
+    bool IsHeard();
 
     std::mutex m_Mutex;
     const bool m_bStdoutIsData;
     const bool m_bTerminal;
     bool m_bStatusShown = false;
+    bool m_bHeard = true; // the standard error took what was written last
 };
 
 } // namespace encoder

@@ -46,8 +46,8 @@ CsvWriter::CsvWriter(std::string szPath, const std::atomic<bool> &bStop)
     if (m_szPath.empty())
         return;
     constexpr mode_t FOR_ALL = 0666; // what the user's mask leaves of it
-    m_nFile =
-        m_szPath == "-" ? STDOUT_FILENO : open(m_szPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, FOR_ALL);
+    constexpr int FLAGS = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC;
+    m_nFile = m_szPath == "-" ? STDOUT_FILENO : open(m_szPath.c_str(), FLAGS, FOR_ALL);
     if (m_nFile < 0)
         Fail("cannot write table");
     WriteText(HEADER);
@@ -62,19 +62,33 @@ void CsvWriter::Fail(const std::string &szWhat) const {
     throw Failure(ExitCode::Output, szWhat + " '" + m_szPath + "': " + std::generic_category().message(errno));
 }
 
+// A full disk has taken a part of a row. What stands in a file behind the standard output is not cut: it may be
+// another's. Nothing but a file can be cut.
+void CsvWriter::CutToWholeRows() const {
+    if (m_nFile <= STDOUT_FILENO)
+        return;
+    [[maybe_unused]] const int nIgnored = ftruncate(m_nFile, m_llWholeBytes);
+}
+
 // Unbuffered, so that whoever reads along sees each picture at once and nothing is left to be written at the end.
 void CsvWriter::WriteText(std::string_view Text) {
     const std::lock_guard Lock(m_Mutex);
     m_Patience.Begin();
+    const auto llRow = static_cast<std::int64_t>(Text.size());
     while (!Text.empty()) {
         const ssize_t nWritten = write(m_nFile, Text.data(), Text.size());
-        if (nWritten < 0 && errno != EINTR)
+        if (nWritten < 0 && errno != EINTR) {
+            const int nError = errno;
+            CutToWholeRows();
+            errno = nError;
             Fail("writing table");
+        }
         if (nWritten < 0 && m_Patience.IsOver())
             throw Failure(ExitCode::Output,
                           "table '" + m_szPath + "' takes no more data; it ends where it was stopped");
         Text.remove_prefix(nWritten < 0 ? 0 : static_cast<size_t>(nWritten));
     }
+    m_llWholeBytes += llRow;
 }
 
 void CsvWriter::Write(const CsvRow &Row) {

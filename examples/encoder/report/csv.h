@@ -2,6 +2,7 @@
 #ifndef ENCODER_REPORT_CSV_H
 #define ENCODER_REPORT_CSV_H
 
+#include <cstdint>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -41,11 +42,13 @@ public:
 private:
     void WriteText(std::string_view Text);
     [[noreturn]] void Fail(const std::string &szWhat) const;
+    void CutToWholeRows() const;
 
     std::string m_szPath;
     std::mutex m_Mutex;
     Patience m_Patience;
     int m_nFile = -1;
+    std::int64_t m_llWholeBytes = 0; // up to the end of the last row
 };
 
 } // namespace encoder
