@@ -4,8 +4,8 @@
 usage: scripts/mutate.py [--count N] [--seed N] [--jobs N] [--only TEXT] [--timeout SECONDS]
 
 Works on copies of the tree under build/mutation. A change that does not compile is replaced by another. Prints each
-survivor with its change; writes all results to build/mutation/results.txt. The exit code is 0 when at least 95 % of the
-changes were noticed, or are listed in scripts/equivalent-mutants.txt with the reason why nothing can notice them.
+survivor with its change; writes all results to build/mutation/results.txt. Changes that nothing can notice are listed in
+scripts/equivalent-mutants.txt, each with the reason; the exit code is 0 when at least 95 % of all others were noticed.
 """
 import argparse
 import concurrent.futures
@@ -81,13 +81,15 @@ def changes_of(path):
     for number in code_lines("\n".join(lines)):
         line = lines[number]
         code = re.split(r"//|/\*", line)[0]
+        if "static_assert" in code or "HasConversions" in code:  # the compiler's own tests
+            continue
         for pattern, replacement in REPLACEMENTS:
-            if "static_assert" in code or code.strip().startswith(("template", "using", "struct")):
+            if code.strip().startswith(("template", "using", "struct")):
                 continue
             for match in re.finditer(pattern, code):
                 found.append((number, [line[:match.start()] + replacement + line[match.end():]], 1, "replace"))
         for match in re.finditer(r"(?<![\w.'])(\d+)(?![\w.'])", code):
-            if "static_assert" in code or "#" in code:
+            if "#" in code:
                 continue
             value = str(int(match.group(1)) + 1)
             found.append((number, [line[:match.start()] + value + line[match.end():]], 1, "constant"))
@@ -217,12 +219,13 @@ def main():
     survivors = [text for noticed, text in results if not noticed]
     unexplained = [text for text in survivors if re.sub(r":\d+:", ":", text, count=1) not in equivalents]
     (WORK / "results.txt").write_text("\n".join(sorted(("noticed  " if n else "SURVIVED ") + t for n, t in results)) + "\n")
-    noticed = len(results) - len(unexplained)
-    print(f"\n{len(results)} changes, {len(results) - len(survivors)} noticed, {len(survivors) - len(unexplained)} known to be "
-          f"without effect, {len(unexplained)} unexplained (seed {arguments.seed})")
+    noticed = len(results) - len(survivors)
+    share = noticed / max(1, noticed + len(unexplained))
+    print(f"\n{len(results)} changes, {len(survivors) - len(unexplained)} of them known to be without effect; of the others "
+          f"{noticed} noticed, {len(unexplained)} not: {100 * share:.1f} % (seed {arguments.seed})")
     for text in unexplained:
         print("  " + text)
-    sys.exit(0 if results and noticed / len(results) >= NOTICED_SHARE else 1)
+    sys.exit(0 if share >= NOTICED_SHARE else 1)
 
 
 if __name__ == "__main__":

@@ -75,13 +75,14 @@ TEST_F(Generator, SaysWhatItSkips) {
     SMPTE12M1_CONTEXT Stream = Context(29000, 2, "00:01:59:27");
     for (const INT64 nFrames : {3, -2, 1, 4})
         Next(Stream, nFrames * 3003);
-    EXPECT_THAT(TakeTraces(),
-                testing::IsSupersetOf(Texts{
-                    "7 nEncodedPictureRate:30, nVUIFramerate:29000.",
-                    "7 OldPoc:7, NewPoc:8, DiffPoc:-4, DiffTS64:-6006(FR-Diff:-2), FramesTotal:0.",
-                    "7 H:M:S:F before drop frame adjustements:[00:02:00:00].", "6 NTSC drop frame.",
-                    "7 BackFill State count:3, after frame drop.", "7 BackFill State count:2, after frame drop.",
-                    "7 BackFill State count:1, after frame drop.", "7 Extra Skip frame.", "7 BackFill State end."}));
+    const Texts Said = TakeTraces();
+    EXPECT_EQ(Said.back(), "7 BackFill State end.");
+    EXPECT_THAT(Said, testing::IsSupersetOf(Texts{
+                          "7 nEncodedPictureRate:30, nVUIFramerate:29000.",
+                          "7 OldPoc:7, NewPoc:8, DiffPoc:-4, DiffTS64:-6006(FR-Diff:-2), FramesTotal:0.",
+                          "7 H:M:S:F before drop frame adjustements:[00:02:00:00].", "6 NTSC drop frame.",
+                          "7 BackFill State count:3, after frame drop.", "7 BackFill State count:2, after frame drop.",
+                          "7 BackFill State count:1, after frame drop.", "7 Extra Skip frame."}));
 }
 
 TEST_F(Generator, OtherRatesDropNothing) {

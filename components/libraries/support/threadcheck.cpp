@@ -67,6 +67,7 @@ THREAD_SLOT *ClaimSlot() {
         pid_t nFree = 0;
         if (!tSlot.nThreadId.compare_exchange_strong(nFree, nThreadId, std::memory_order_acq_rel))
             continue;
+        // Keeping it may fail for lack of memory.
         if (slotKey.Set(tSlot))
             return &tSlot;
         ReleaseSlot(&tSlot);

@@ -10,6 +10,7 @@
 namespace timecode {
 
 BOOL _GetUTCFromSystemClock(long long *pllUTC) {
+    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pllUTC))
         return FALSE;
     const INT64 UTCTime = ClockGetUtc();
@@ -27,8 +28,10 @@ BOOL _GetUTCFromSystemClock(long long *pllUTC) {
 BOOL _VerifyDateFromUTC(const INT64 *pllUTC) {
     static time_t _tOldTime;
     const time_t tNow = time(nullptr);
+    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pllUTC))
         return FALSE;
+    // The calendar beneath converts every UTC; one that a platform puts in its place may not.
     date_time_t DateTime{};
     if (ClockCvtUtc2DateTime(*pllUTC, &DateTime) != CLOCK_OK)
         return TRUE;

@@ -13,6 +13,7 @@ static constexpr INT64 PLAUSIBLE_SINCE_USEC = 1262304000000000;
 static const char *MonthName(int nMonth) {
     static constexpr const char *szMonths[] = {"0",   "Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    // Only a calendar that a platform has put beneath the library can leave another one.
     const bool bMonth = nMonth >= 1 && nMonth <= 12;
     return szMonths[bMonth ? nMonth : 0];
 }

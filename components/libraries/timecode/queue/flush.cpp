@@ -15,7 +15,7 @@ static void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
     Record.tpInsertionTime = tpNow;
 }
 
-// FALSE when the list ran out of records on the way.
+// FALSE when the list ran out of records on the way: its service miscounts, or its memory was overwritten.
 static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
     const Lock ListLock(Tc.UTCListMutex, TC_HERE);
     const UINT64 nItems = Tc.UTCList.nNumOfEntries;

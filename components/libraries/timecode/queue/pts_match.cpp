@@ -62,6 +62,7 @@ static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
 
 // The record at the cursor, or null when the address is none of the list's records; only then is it followed.
 static MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
+    // Every caller has tested the input.
     if (!IsInput(enInputInterface))
         return nullptr;
     MISP_UTC *const pPool = _tcInfo[enInputInterface].UTCTimeStamp;
@@ -115,6 +116,7 @@ static MISP_UTC *TakeCursor(void **ppRecordAddress, const FLIST_D &UTCList, int 
 BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, UINT64 CodedPicturePTS64,
                             int enDesiredTCSource, MISP_UTC *pUTC, BOOL *pbSameTSRecord, void **ppRecordAddress,
                             int enInputInterface) {
+    // No caller inside the library hands in null, so no test reaches a refusal for it.
     TC_ASSERT(pUTCList != NULL);
     TC_ASSERT(pUTCListMutex != NULL);
     TC_ASSERT(pUTC != NULL);

@@ -69,6 +69,7 @@ static void TraceSilence(const Request &Req, const KlvRow &Row) {
 static void CorrectUtc(const Request &Req, const KlvRow &Row) {
     tc_private_t &Tc = *Req.pTc;
     INT64 llUTC = UtcOf(Tc.LocalUTC);
+    // It fails for null only.
     if (_ElapsedUsecToUTC(&Req.tpNanosecTdiff, &llUTC) != TRUE)
         return;
     SetUtc(Tc.LocalUTC, llUTC);

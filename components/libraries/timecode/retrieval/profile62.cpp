@@ -72,6 +72,7 @@ static bool UseSource(Request &Req) {
 // Asks whether a better source has come back, and records a source that differs from the last one.
 static void Recover(const Request &Req, int enConfiguredSource) {
     int enNewTimecodeSource = TCSOURCE_NONE;
+    // It fails for null and for inputs that the request has refused.
     if (_RecoveryTimecodeSource(enConfiguredSource, Req.enTimecodeSource, &enNewTimecodeSource, &Req.tpNow,
                                 Req.UnchangedEncoderPTS64, Req.enInputInterface) != TRUE)
         return;
