@@ -49,6 +49,7 @@ void Retrieve(int nInput, bool bStored, bool bKeepsCursor, std::latch &Start) {
         const bool bTold = bResult && bStored && enSource != TCSOURCE_SMPTE12M_TIMESTAMP;
         EXPECT_TRUE(!bTold || Utc.MotionImageryTimestamp.KLVTC.llUTCTime == UtcOf(nInput, enSource, Utc.nTimestamp64));
         g_nAnswers += bResult;
+        _VerifyTimeSourceSwitch(nInput, TRUE, &enSource); // takes no lock: in the thread of the input's requests
         if (!bResult || !bKeepsCursor)
             pCursor = nullptr;
     }

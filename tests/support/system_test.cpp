@@ -48,6 +48,7 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
     std::map<std::string, int> tRows = {{"[S]\nK=20162", 20162},
                                         {"\xEF\xBB\xBF[S]\r\n\tK\t= -5 \r\n", -5},
                                         {"[ S ] ; x\nK = +7 # x\n", 7},
+                                        {"[S]\nK=8 #x\n", 8},
                                         {"[S]\nK=1\nK=2\n[T]\nK=3\n[S]\n", 2},
                                         {"[S]\nK=2147483647\n", INT32_MAX},
                                         {"[S]\nK=" + szLong + "1234\nK=2\n", 2},
@@ -56,7 +57,7 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
                                         {"[S]\n" + std::string(506, ' ') + "K=12\r\n", 12},
                                         {std::string("\0[S]\n\0=1\n[S]\nK=3\n", 17), 3}};
     for (const char *szText : {"", "K=1", "[S]\n[S\nK=1", "[S]\n#K=1\n ;K=1", "[s]\nK=1\n[S]\nk=1\nK2=1\nK",
-                               "[S]\nK=1;x", "[S]\nK=+-1", "[S]\nK=2147483648", "[S]\nK=1\nK=x"})
+                               "[S]\nK=1;x", "[S]\nK=1; x", "[S]\nK=+-1", "[S]\nK=2147483648", "[S]\nK=1\nK=x"})
         tRows[szText] = nNone;
     const std::string szPath = testing::TempDir() + "settings" + std::to_string(getpid());
     int nValue = 0;
