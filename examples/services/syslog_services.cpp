@@ -1,0 +1,229 @@
+/* A platform's own services beneath libtimecode.so: messages go to the system log, settings come from the environment,
+ * the calendar is the C library's. Everything that libtimecode.so imports is here, and nothing else; programs that call
+ * further services need those too. How to put it in place: docs/porting.md.
+ *
+ * TIMECODE_TRACE_LEVEL is left to syslog's own filters: all messages up to DBG_LEVEL_NOTICE are handed on, the rest after
+ * the application raises the handle's level. syslog() may block while the log's socket is full; a platform with
+ * real-time threads puts a queue here. */
+#include <syslog.h>
+
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <limits>
+#include <string>
+
+#include "cfgfile_api.h"
+#include "clock_api.h"
+#include "dbgtrace.h"
+#include "flist_api.h"
+#include "pts_api.h"
+#include "strutil.h"
+#include "threadcheck.h"
+
+constexpr long NSEC_PER_SECOND = 1'000'000'000;
+constexpr INT64 USEC_PER_SECOND = 1'000'000;
+
+/* Trace and assertion reports. One handle serves all modules; syslog needs none. */
+
+static DBG_RECORD g_tRecord;
+
+BOOL _DoDbgInit(const char * /*szModule*/, HDBG *phDbg) {
+    g_tRecord.nMaxLevel = DBG_LEVEL_NOTICE;
+    openlog("timecode", LOG_PERROR, LOG_USER);
+    *phDbg = &g_tRecord;
+    return TRUE;
+}
+
+void _DoDbgPrintEx(HDBG /*hDbg*/, int nLevel, const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/,
+                   const char *szFormat, ...) {
+    va_list tArguments;
+    va_start(tArguments, szFormat);
+    vsyslog(LOG_MAKEPRI(LOG_USER, nLevel), szFormat, tArguments);
+    va_end(tArguments);
+}
+
+void _DoDbgUninitEx(HDBG *phDbg, const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/) {
+    *phDbg = nullptr;
+}
+
+void _DoAssert(const char *szCondition, const char *szFunction, const char *szFile, int nLine) {
+    syslog(LOG_USER | LOG_ERR, "%s:%d %s: %s does not hold", szFile, nLine, szFunction, szCondition);
+}
+
+void _DoTextAssert(const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/, const char *szFormat, ...) {
+    va_list tArguments;
+    va_start(tArguments, szFormat);
+    vsyslog(LOG_USER | LOG_ERR, szFormat, tArguments);
+    va_end(tArguments);
+}
+
+/* Thread states: this platform looks at stuck threads with a debugger. */
+
+BOOL g_bThreadStateDebuggingEnabled = FALSE;
+
+// What the debugger looks at. The positions' texts live as long as the process.
+struct Position {
+    const char *szFunction;
+    const char *szFile;
+    int nLine;
+};
+static thread_local volatile Position g_tLastPosition;
+
+void __SaveThreadState(const char *szFunction, const char *szFile, int nLine) {
+    g_tLastPosition.szFunction = szFunction;
+    g_tLastPosition.szFile = szFile;
+    g_tLastPosition.nLine = nLine;
+}
+
+/* List. */
+
+void FastListInitD(FLIST_D *pList) {
+    *pList = {};
+}
+
+void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
+    pNode->pvObject = pvObject;
+    pNode->pList = pList;
+    pNode->pPrev = nullptr;
+    pNode->pNext = pList->pHead;
+    if (pList->pHead != nullptr)
+        pList->pHead->pPrev = pNode;
+    else
+        pList->pTail = pNode;
+    pList->pHead = pNode;
+    pList->nNumOfEntries++;
+}
+
+void FastUnlinkD(FNODE_D *pNode) {
+    FLIST_D *pList = pNode->pList;
+    if (pList == nullptr)
+        return;
+    if (pNode->pPrev != nullptr)
+        pNode->pPrev->pNext = pNode->pNext;
+    else
+        pList->pHead = pNode->pNext;
+    if (pNode->pNext != nullptr)
+        pNode->pNext->pPrev = pNode->pPrev;
+    else
+        pList->pTail = pNode->pPrev;
+    pNode->pNext = pNode->pPrev = nullptr;
+    pNode->pList = nullptr;
+    pList->nNumOfEntries--;
+}
+
+/* Clock and calendar, for the years that the C library's calendar holds. */
+
+static int ToUsec(time_t tSecond, INT64 llMicroseconds, INT64 *pllUTC) {
+    INT64 llUTC = 0;
+    if (__builtin_mul_overflow(tSecond, USEC_PER_SECOND, &llUTC) ||
+        __builtin_add_overflow(llUTC, llMicroseconds, &llUTC))
+        return CLOCK_ERROR_FIELD_RANGE;
+    *pllUTC = llUTC;
+    return CLOCK_OK;
+}
+
+INT64 ClockGetUtc(void) {
+    timespec tpNow{};
+    INT64 llUTC = -1;
+    if (clock_gettime(CLOCK_REALTIME, &tpNow) == 0)
+        ToUsec(tpNow.tv_sec, tpNow.tv_nsec / 1000, &llUTC);
+    return llUTC;
+}
+
+int ClockCvtUtc2DateTime(INT64 llUTC, date_time_t *pDateTime) {
+    INT64 llMicroseconds = llUTC % USEC_PER_SECOND;
+    time_t tSecond = llUTC / USEC_PER_SECOND;
+    if (llMicroseconds < 0) {
+        llMicroseconds += USEC_PER_SECOND;
+        tSecond--;
+    }
+    tm tDate{};
+    gmtime_r(&tSecond, &tDate);
+    *pDateTime = {tDate.tm_year + 1900,
+                  tDate.tm_mon + 1,
+                  tDate.tm_mday,
+                  tDate.tm_hour,
+                  tDate.tm_min,
+                  tDate.tm_sec,
+                  static_cast<int>(llMicroseconds)};
+    return CLOCK_OK;
+}
+
+int ClockCvtDateTime2Utc(const date_time_t *pDateTime, INT64 *pllUTC) {
+    const bool bInRange = pDateTime->year >= 0 && pDateTime->month >= 1 && pDateTime->month <= 12 &&
+                          pDateTime->microsec >= 0 && pDateTime->microsec < USEC_PER_SECOND;
+    if (!bInRange)
+        return CLOCK_ERROR_FIELD_RANGE;
+    tm tDate{};
+    tDate.tm_year = pDateTime->year - 1900;
+    tDate.tm_mon = pDateTime->month - 1;
+    tDate.tm_mday = pDateTime->dayOfMonth;
+    tDate.tm_hour = pDateTime->hour;
+    tDate.tm_min = pDateTime->min;
+    tDate.tm_sec = pDateTime->sec;
+    // timegm() carries over what is out of range, and then the date is not the one asked for.
+    const time_t tSecond = timegm(&tDate);
+    if (tDate.tm_mday != pDateTime->dayOfMonth || tDate.tm_hour != pDateTime->hour || tDate.tm_min != pDateTime->min ||
+        tDate.tm_sec != pDateTime->sec)
+        return CLOCK_ERROR_FIELD_RANGE;
+    return ToUsec(tSecond, pDateTime->microsec, pllUTC);
+}
+
+int ClockCvtUtc2Time(INT64 llUTC, date_time_t *pDateTime) {
+    return ClockCvtUtc2DateTime(llUTC, pDateTime);
+}
+
+/* Time-stamp arithmetic. */
+
+static INT64 DiffTicks(UINT64 nFirst, UINT64 nSecond) {
+    constexpr INT64 WRAP = INT64{1} << 33;
+    constexpr INT64 HOUR = INT64{90'000} * 3600;
+    const auto nDiff = static_cast<INT64>(nSecond - nFirst);
+    if (nFirst >= static_cast<UINT64>(WRAP) || nSecond >= static_cast<UINT64>(WRAP))
+        return nDiff;
+    if (nDiff <= HOUR - WRAP)
+        return nDiff + WRAP;
+    return nDiff >= WRAP - HOUR ? nDiff - WRAP : nDiff;
+}
+
+INT64 CalcPTSDiff(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {
+    return DiffTicks(nFirstPTS64, nSecondPTS64);
+}
+
+INT64 CalcPTSDiffEx(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {
+    return DiffTicks(nFirstPTS64, nSecondPTS64);
+}
+
+void CalcTimeSpecAbsDiff(const timespec *ptpFirst, const timespec *ptpSecond, timespec *ptpDiff) {
+    const bool bInOrder = ptpFirst->tv_sec < ptpSecond->tv_sec ||
+                          (ptpFirst->tv_sec == ptpSecond->tv_sec && ptpFirst->tv_nsec <= ptpSecond->tv_nsec);
+    const timespec tpEarly = bInOrder ? *ptpFirst : *ptpSecond;
+    const timespec tpLate = bInOrder ? *ptpSecond : *ptpFirst;
+    const int nBorrow = tpLate.tv_nsec < tpEarly.tv_nsec ? 1 : 0;
+    *ptpDiff = {0, tpLate.tv_nsec - tpEarly.tv_nsec + nBorrow * NSEC_PER_SECOND};
+    if (__builtin_sub_overflow(tpLate.tv_sec, tpEarly.tv_sec, &ptpDiff->tv_sec))
+        ptpDiff->tv_sec = std::numeric_limits<time_t>::max();
+    else
+        ptpDiff->tv_sec -= nBorrow;
+}
+
+/* Settings: the environment variable SECTION_KEY stands for a key of a section, whatever the file. */
+
+BOOL CfgFile_GetIntValue(const char * /*szPath*/, const char *szSection, const char *szKey, int *pnValue,
+                         int nDefault) {
+    const std::string sName = std::string(szSection) + "_" + szKey;
+    const char *const szValue = getenv(sName.c_str()); // NOLINT(concurrency-mt-unsafe): read before there are threads
+    const long nValue = szValue != nullptr ? strtol(szValue, nullptr, 10) : nDefault;
+    const bool bTaken = szValue != nullptr && nValue == static_cast<int>(nValue);
+    *pnValue = bTaken ? static_cast<int>(nValue) : nDefault;
+    return bTaken ? TRUE : FALSE;
+}
+
+BOOL CopyString(char *szDestination, const char *szSource, UINT64 nSize) {
+    if (static_cast<INT64>(nSize) <= 0)
+        return FALSE;
+    const int nLength = snprintf(szDestination, nSize, "%s", szSource);
+    return nLength >= 0 && static_cast<UINT64>(nLength) < nSize ? TRUE : FALSE;
+}
