@@ -16,7 +16,7 @@ mkdir -p build/fuzz-failures
 for name in library settings formats; do
     mkdir -p "build/fuzz-corpus/$name"
     log=build/fuzz-$name.log
-    if ! "build/fuzz/bin/fuzz_$name" "-max_total_time=$seconds" -max_len=4096 -print_final_stats=1 \
+    if ! "build/fuzz/bin/fuzz_$name" "-max_total_time=$seconds" -max_len=8192 -print_final_stats=1 \
         -artifact_prefix=build/fuzz-failures/ "build/fuzz-corpus/$name" "build/fuzz-seeds/$name" >"$log" 2>&1; then
         tail -n 40 "$log" >&2
         exit 1
