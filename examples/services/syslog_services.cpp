@@ -1,18 +1,19 @@
 /* A platform's own services beneath libtimecode.so: messages go to the system log, settings come from the environment,
  * the calendar is the C library's. Everything that libtimecode.so imports is here, and nothing else; programs that call
- * further services need those too. How to put it in place: docs/porting.md.
+ * further services need those too, as by preloading. How to put it in place: docs/porting.md.
  *
  * TIMECODE_TRACE_LEVEL is left to syslog's own filters: all messages up to DBG_LEVEL_NOTICE are handed on, the rest after
  * the application raises the handle's level. syslog() may block while the log's socket is full; a platform with
  * real-time threads puts a queue here. */
 #include <syslog.h>
 
+#include <charconv>
 #include <cstdarg>
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <limits>
 #include <string>
+#include <string_view>
 
 #include "cfgfile_api.h"
 #include "clock_api.h"
@@ -22,6 +23,9 @@
 #include "strutil.h"
 #include "threadcheck.h"
 
+// Holds the sum and the difference of any two instants.
+__extension__ typedef __int128 WideInteger;
+
 constexpr long NSEC_PER_SECOND = 1'000'000'000;
 constexpr INT64 USEC_PER_SECOND = 1'000'000;
 
@@ -30,6 +34,8 @@ constexpr INT64 USEC_PER_SECOND = 1'000'000;
 static DBG_RECORD g_tRecord;
 
 BOOL _DoDbgInit(const char * /*szModule*/, HDBG *phDbg) {
+    if (phDbg == nullptr)
+        return FALSE;
     g_tRecord.nMaxLevel = DBG_LEVEL_NOTICE;
     openlog("timecode", LOG_PERROR, LOG_USER);
     *phDbg = &g_tRecord;
@@ -45,7 +51,8 @@ void _DoDbgPrintEx(HDBG /*hDbg*/, int nLevel, const char * /*szFunction*/, const
 }
 
 void _DoDbgUninitEx(HDBG *phDbg, const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/) {
-    *phDbg = nullptr;
+    if (phDbg != nullptr)
+        *phDbg = nullptr;
 }
 
 void _DoAssert(const char *szCondition, const char *szFunction, const char *szFile, int nLine) {
@@ -79,17 +86,24 @@ void __SaveThreadState(const char *szFunction, const char *szFile, int nLine) {
 
 /* List. */
 
+static constexpr DWORD INITIALISED = 1;
+
+static bool IsUsable(const FLIST_D *pList) {
+    return pList != nullptr && pList->dwSignature == INITIALISED;
+}
+
 void FastListInitD(FLIST_D *pList) {
-    *pList = {};
+    if (pList != nullptr)
+        *pList = {INITIALISED, 0, 0, 0, nullptr, nullptr};
 }
 
 void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
-    pNode->pvObject = pvObject;
-    pNode->pList = pList;
-    pNode->pPrev = nullptr;
-    pNode->pNext = pList->pHead;
-    if (pList->pHead != nullptr)
-        pList->pHead->pPrev = pNode;
+    if (pNode == nullptr || !IsUsable(pList))
+        return;
+    FNODE_D *const pNext = pList->pHead;
+    *pNode = {pNext, nullptr, pList, pNode->nReference, pvObject};
+    if (pNext != nullptr)
+        pNext->pPrev = pNode;
     else
         pList->pTail = pNode;
     pList->pHead = pNode;
@@ -97,30 +111,28 @@ void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
 }
 
 void FastUnlinkD(FNODE_D *pNode) {
-    FLIST_D *pList = pNode->pList;
-    if (pList == nullptr)
+    if (pNode == nullptr || pNode->pList == nullptr)
         return;
+    FLIST_D &tList = *pNode->pList;
     if (pNode->pPrev != nullptr)
         pNode->pPrev->pNext = pNode->pNext;
     else
-        pList->pHead = pNode->pNext;
+        tList.pHead = pNode->pNext;
     if (pNode->pNext != nullptr)
         pNode->pNext->pPrev = pNode->pPrev;
     else
-        pList->pTail = pNode->pPrev;
-    pNode->pNext = pNode->pPrev = nullptr;
-    pNode->pList = nullptr;
-    pList->nNumOfEntries--;
+        tList.pTail = pNode->pPrev;
+    tList.nNumOfEntries--;
+    *pNode = {nullptr, nullptr, nullptr, pNode->nReference, pNode->pvObject};
 }
 
-/* Clock and calendar, for the years that the C library's calendar holds. */
+/* Clock and calendar. */
 
 static int ToUsec(time_t tSecond, INT64 llMicroseconds, INT64 *pllUTC) {
-    INT64 llUTC = 0;
-    if (__builtin_mul_overflow(tSecond, USEC_PER_SECOND, &llUTC) ||
-        __builtin_add_overflow(llUTC, llMicroseconds, &llUTC))
+    const WideInteger nUsec = static_cast<WideInteger>(tSecond) * USEC_PER_SECOND + llMicroseconds;
+    if (nUsec != static_cast<INT64>(nUsec))
         return CLOCK_ERROR_FIELD_RANGE;
-    *pllUTC = llUTC;
+    *pllUTC = static_cast<INT64>(nUsec);
     return CLOCK_OK;
 }
 
@@ -133,6 +145,8 @@ INT64 ClockGetUtc(void) {
 }
 
 int ClockCvtUtc2DateTime(INT64 llUTC, date_time_t *pDateTime) {
+    if (pDateTime == nullptr)
+        return CLOCK_ERROR_NULL;
     INT64 llMicroseconds = llUTC % USEC_PER_SECOND;
     time_t tSecond = llUTC / USEC_PER_SECOND;
     if (llMicroseconds < 0) {
@@ -152,12 +166,12 @@ int ClockCvtUtc2DateTime(INT64 llUTC, date_time_t *pDateTime) {
 }
 
 int ClockCvtDateTime2Utc(const date_time_t *pDateTime, INT64 *pllUTC) {
-    const bool bInRange = pDateTime->year >= 0 && pDateTime->month >= 1 && pDateTime->month <= 12 &&
-                          pDateTime->microsec >= 0 && pDateTime->microsec < USEC_PER_SECOND;
-    if (!bInRange)
-        return CLOCK_ERROR_FIELD_RANGE;
+    if (pDateTime == nullptr || pllUTC == nullptr)
+        return CLOCK_ERROR_NULL;
     tm tDate{};
-    tDate.tm_year = pDateTime->year - 1900;
+    if (pDateTime->month < 1 || pDateTime->month > 12 || pDateTime->microsec < 0 ||
+        pDateTime->microsec >= USEC_PER_SECOND || __builtin_sub_overflow(pDateTime->year, 1900, &tDate.tm_year))
+        return CLOCK_ERROR_FIELD_RANGE;
     tDate.tm_mon = pDateTime->month - 1;
     tDate.tm_mday = pDateTime->dayOfMonth;
     tDate.tm_hour = pDateTime->hour;
@@ -197,33 +211,43 @@ INT64 CalcPTSDiffEx(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {
 }
 
 void CalcTimeSpecAbsDiff(const timespec *ptpFirst, const timespec *ptpSecond, timespec *ptpDiff) {
-    const bool bInOrder = ptpFirst->tv_sec < ptpSecond->tv_sec ||
-                          (ptpFirst->tv_sec == ptpSecond->tv_sec && ptpFirst->tv_nsec <= ptpSecond->tv_nsec);
-    const timespec tpEarly = bInOrder ? *ptpFirst : *ptpSecond;
-    const timespec tpLate = bInOrder ? *ptpSecond : *ptpFirst;
-    const int nBorrow = tpLate.tv_nsec < tpEarly.tv_nsec ? 1 : 0;
-    *ptpDiff = {0, tpLate.tv_nsec - tpEarly.tv_nsec + nBorrow * NSEC_PER_SECOND};
-    if (__builtin_sub_overflow(tpLate.tv_sec, tpEarly.tv_sec, &ptpDiff->tv_sec))
-        ptpDiff->tv_sec = std::numeric_limits<time_t>::max();
+    if (ptpFirst == nullptr || ptpSecond == nullptr || ptpDiff == nullptr)
+        return;
+    WideInteger nNsec = static_cast<WideInteger>(ptpSecond->tv_sec) * NSEC_PER_SECOND + ptpSecond->tv_nsec -
+                        static_cast<WideInteger>(ptpFirst->tv_sec) * NSEC_PER_SECOND - ptpFirst->tv_nsec;
+    nNsec = nNsec < 0 ? -nNsec : nNsec;
+    constexpr time_t LAST = std::numeric_limits<time_t>::max();
+    if (nNsec / NSEC_PER_SECOND > LAST)
+        *ptpDiff = {LAST, NSEC_PER_SECOND - 1};
     else
-        ptpDiff->tv_sec -= nBorrow;
+        *ptpDiff = {static_cast<time_t>(nNsec / NSEC_PER_SECOND), static_cast<long>(nNsec % NSEC_PER_SECOND)};
 }
 
 /* Settings: the environment variable SECTION_KEY stands for a key of a section, whatever the file. */
 
 BOOL CfgFile_GetIntValue(const char * /*szPath*/, const char *szSection, const char *szKey, int *pnValue,
                          int nDefault) {
+    if (pnValue == nullptr)
+        return FALSE;
+    *pnValue = nDefault;
+    if (szSection == nullptr || szKey == nullptr)
+        return FALSE;
     const std::string sName = std::string(szSection) + "_" + szKey;
     const char *const szValue = getenv(sName.c_str()); // NOLINT(concurrency-mt-unsafe): read before there are threads
-    const long nValue = szValue != nullptr ? strtol(szValue, nullptr, 10) : nDefault;
-    const bool bTaken = szValue != nullptr && nValue == static_cast<int>(nValue);
-    *pnValue = bTaken ? static_cast<int>(nValue) : nDefault;
-    return bTaken ? TRUE : FALSE;
+    const std::string_view szText = szValue != nullptr ? szValue : "";
+    int nValue = 0;
+    const auto [pStop, enError] = std::from_chars(szText.begin(), szText.end(), nValue);
+    if (enError != std::errc{} || pStop != szText.end())
+        return FALSE;
+    *pnValue = nValue;
+    return TRUE;
 }
 
 BOOL CopyString(char *szDestination, const char *szSource, UINT64 nSize) {
-    if (static_cast<INT64>(nSize) <= 0)
+    if (szDestination == nullptr || static_cast<INT64>(nSize) <= 0)
         return FALSE;
-    const int nLength = snprintf(szDestination, nSize, "%s", szSource);
-    return nLength >= 0 && static_cast<UINT64>(nLength) < nSize ? TRUE : FALSE;
+    const std::string_view szText = szSource != nullptr ? szSource : "";
+    const size_t nCopied = szText.copy(szDestination, nSize - 1);
+    szDestination[nCopied] = '\0';
+    return nCopied == szText.size() ? TRUE : FALSE;
 }

@@ -4,6 +4,7 @@
 #include "threadcheck.h"
 #include <barrier>
 #include <csignal>
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <fstream>
 #include <gmock/gmock.h>
@@ -40,6 +41,17 @@ extern "C" ssize_t write(int nFile, const void *pBytes, size_t nSize) {
     if (bInterrupted)
         errno = EINTR;
     return bInterrupted ? -1 : g_nWriteResult == 0 ? 0 : syscall(SYS_write, nFile, pBytes, 1);
+}
+
+/* A thread gets its place in pthread_setspecific, before it has a position. */
+static int g_nDumpedWhileClaiming = -1;
+
+extern "C" int pthread_setspecific(pthread_key_t nKey, const void *pvValue) noexcept {
+    static const auto pReal =
+        reinterpret_cast<int (*)(pthread_key_t, const void *)>(dlsym(RTLD_NEXT, "pthread_setspecific"));
+    if (g_nDumpedWhileClaiming >= 0)
+        g_nDumpedWhileClaiming = ThreadState_Dump(STDERR_FILENO);
+    return pReal(nKey, pvValue);
 }
 
 TEST(Settings, ReadsTheValueThatTheFileSays) {
@@ -241,6 +253,10 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
         EXPECT_EQ(Read(), szLine);
         EXPECT_THAT(Read(), HasSubstr(" Other b.cpp:3\n"));
     }
+    g_nDumpedWhileClaiming = 0;
+    std::thread([] { __SaveThreadState("Next", "next.cpp", 5); }).join();
+    EXPECT_EQ(std::exchange(g_nDumpedWhileClaiming, -1), 1) << "the position of the place's last owner";
+    Read();
     for (const int nResult : {-1, 1, 0}) {
         Redirect(false);
         g_nWriteResult = nResult;
@@ -249,6 +265,19 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
         EXPECT_EQ(Read(), nResult == 0 ? "" : szLine);
     }
     EXPECT_EQ(ThreadState_Dump(-1), -1);
+    std::atomic<bool> bStop = false;
+    std::thread tMover([&bStop] {
+        for (unsigned n = 0; !bStop; ++n)
+            n % 2 == 0 ? __SaveThreadState("Even", "even.cpp", 2) : __SaveThreadState("Odd", "odd.cpp", 1);
+    });
+    Redirect(true);
+    for (int nDump = 0; nDump < 5000; ++nDump) {
+        ThreadState_Dump(STDERR_FILENO);
+        for (std::string szRead = Read(); !szRead.empty(); szRead = Read())
+            EXPECT_THAT(szRead, testing::ContainsRegex("After file.cpp:2|Even even.cpp:2|Odd odd.cpp:1"));
+    }
+    bStop = true;
+    tMover.join();
     std::vector<std::thread> tThreads;
     std::barrier tAllSaved(71);
     for (int nThread = 0; nThread < 70; ++nThread)

@@ -1,7 +1,7 @@
 /* Thread-state tracing: where each thread last was.
  *
- * Each thread has a slot from its first record to its end. A slot is written by its thread only; a sequence number,
- * odd while the slot is being written, tells a reader that it saw two positions mixed. */
+ * Each thread has a slot from its first record to its end. A slot is written by its thread only, and holds two positions:
+ * the one recorded last, and the one being written. A thread that is held up while it writes holds up no reader. */
 #include "threadcheck.h"
 
 #include "sigpipe_guard.h"
@@ -18,25 +18,52 @@ BOOL g_bThreadStateDebuggingEnabled = FALSE;
 
 namespace {
 
-struct THREAD_SLOT {
-    std::atomic<pid_t> nThreadId;   /* 0 while the slot is free */
-    std::atomic<unsigned> nChanges; /* odd while the position is being written */
-    std::atomic<const char *> szFunction;
-    std::atomic<const char *> szFile;
-    std::atomic<int> nLine;
-};
-
 struct POSITION {
     const char *szFunction; /* null: nothing recorded yet */
     const char *szFile;
     int nLine;
 };
 
+struct SHARED_POSITION {
+    std::atomic<const char *> szFunction;
+    std::atomic<const char *> szFile;
+    std::atomic<int> nLine;
+};
+
+struct THREAD_SLOT {
+    std::atomic<pid_t> nThreadId;   /* 0 while the slot is free */
+    std::atomic<unsigned> nChanges; /* its parity says which position was recorded last */
+    std::array<SHARED_POSITION, 2> tPositions;
+};
+
 constinit std::array<THREAD_SLOT, 64> slots{};
+
+/* The stores release and the loads acquire: whoever sees a part of a position sees the number before it as well. */
+void StorePosition(THREAD_SLOT &tSlot, const POSITION &tPosition) {
+    const unsigned nChanges = tSlot.nChanges.load(std::memory_order_relaxed) + 1;
+    SHARED_POSITION &tShared = tSlot.tPositions[nChanges % 2];
+    tShared.szFunction.store(tPosition.szFunction, std::memory_order_release);
+    tShared.szFile.store(tPosition.szFile, std::memory_order_release);
+    tShared.nLine.store(tPosition.nLine, std::memory_order_release);
+    tSlot.nChanges.store(nChanges, std::memory_order_release);
+}
+
+/* Reads anew when the thread has recorded another position meanwhile, and may be writing over this one. */
+POSITION LoadPosition(const THREAD_SLOT &tSlot) {
+    for (;;) {
+        const unsigned nChanges = tSlot.nChanges.load(std::memory_order_acquire);
+        const SHARED_POSITION &tShared = tSlot.tPositions[nChanges % 2];
+        const POSITION tPosition = {tShared.szFunction.load(std::memory_order_acquire),
+                                    tShared.szFile.load(std::memory_order_acquire),
+                                    tShared.nLine.load(std::memory_order_acquire)};
+        if (tSlot.nChanges.load(std::memory_order_relaxed) == nChanges)
+            return tPosition;
+    }
+}
 
 void ReleaseSlot(void *pvSlot) {
     THREAD_SLOT &tSlot = *static_cast<THREAD_SLOT *>(pvSlot);
-    tSlot.szFunction.store(nullptr, std::memory_order_release);
+    StorePosition(tSlot, {});
     tSlot.nThreadId.store(0, std::memory_order_release);
 }
 
@@ -74,29 +101,6 @@ THREAD_SLOT *ClaimSlot() {
         return nullptr;
     }
     return nullptr;
-}
-
-/* The stores release and the loads acquire, so that no part of a position is seen without the odd number before it. */
-void StorePosition(THREAD_SLOT &tSlot, const POSITION &tPosition) {
-    const unsigned nChanges = tSlot.nChanges.load(std::memory_order_relaxed);
-    tSlot.nChanges.store(nChanges + 1, std::memory_order_relaxed);
-    tSlot.szFunction.store(tPosition.szFunction, std::memory_order_release);
-    tSlot.szFile.store(tPosition.szFile, std::memory_order_release);
-    tSlot.nLine.store(tPosition.nLine, std::memory_order_release);
-    tSlot.nChanges.store(nChanges + 2, std::memory_order_release);
-}
-
-POSITION LoadPosition(const THREAD_SLOT &tSlot) {
-    constexpr int nMaxTries = 100; // a thread that was preempted while it wrote must not hold up the reader
-    POSITION tPosition{};
-    for (int nTry = 0; nTry < nMaxTries; ++nTry) {
-        const unsigned nChanges = tSlot.nChanges.load(std::memory_order_acquire);
-        tPosition = {tSlot.szFunction.load(std::memory_order_acquire), tSlot.szFile.load(std::memory_order_acquire),
-                     tSlot.nLine.load(std::memory_order_acquire)};
-        if (nChanges % 2 == 0 && tSlot.nChanges.load(std::memory_order_relaxed) == nChanges)
-            break;
-    }
-    return tPosition;
 }
 
 bool WriteAll(int nFileDescriptor, const char *pBytes, size_t nSize) {
