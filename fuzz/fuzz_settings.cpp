@@ -1,24 +1,44 @@
-// Any bytes as a settings file: a value or the default, nothing else.
+// Any bytes as a settings file: a value that stands there or the default, and what follows them is read all the same.
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "cfgfile_api.h"
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
+static constexpr int DEFAULT_VALUE = 20116;
+
+static void Demand(bool bHolds, const char *szPromise) {
+    if (bHolds)
+        return;
+    std::fprintf(stderr, "broken promise: %s\n", szPromise);
+    std::abort();
+}
+
+static BOOL Read(std::string_view szText, int &nValue) {
     static const int nFile = memfd_create("settings", MFD_CLOEXEC);
-    static const std::string szPath = "/proc/self/fd/" + std::to_string(nFile);
-    if (nFile < 0 || ftruncate(nFile, 0) != 0 || pwrite(nFile, pBytes, nSize, 0) != static_cast<ssize_t>(nSize))
+    static const std::string sPath = "/proc/self/fd/" + std::to_string(nFile);
+    if (nFile < 0 || ftruncate(nFile, 0) != 0 ||
+        pwrite(nFile, szText.data(), szText.size(), 0) != static_cast<ssize_t>(szText.size()))
         std::abort();
-    constexpr int DEFAULT_VALUE = 20116;
+    return CfgFile_GetIntValue(sPath.c_str(), "SYSTEM", "MISPRevision", &nValue, DEFAULT_VALUE);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
+    const std::string sText(reinterpret_cast<const char *>(pBytes), nSize);
+    const auto Says = [&sText](const std::string &sPart) { return sText.find(sPart) != std::string::npos; };
     int nValue = -1;
-    if (CfgFile_GetIntValue(szPath.c_str(), "SYSTEM", "MISPRevision", &nValue, DEFAULT_VALUE) == FALSE &&
-        nValue != DEFAULT_VALUE) {
-        std::fprintf(stderr, "no value found, yet no default: %d\n", nValue);
-        std::abort();
+    if (Read(sText, nValue) == TRUE) {
+        const std::string sDigits = std::to_string(std::abs(int64_t{nValue}));
+        Demand(Says(sDigits) && Says("SYSTEM") && Says("MISPRevision"), "a value that was read stands in the file");
+    } else {
+        Demand(nValue == DEFAULT_VALUE, "where no value was read, the default is given");
     }
+    Demand(Read(sText + "\n[SYSTEM]\nMISPRevision = -4711\n", nValue) == TRUE && nValue == -4711,
+           "whatever stands before it, the last value of a key counts");
     return 0;
 }

@@ -128,7 +128,7 @@ std::vector<int> CodedOrder(const std::string &sSettings) {
         "20000 -c:v libx264 -threads 1 "
         "-preset veryfast -bf 3 -x264-params " +
         sSettings + " -f nut - | ffprobe -v error -show_entries packet=pts -of csv=p=0 -i -";
-    FILE *const pPackets = popen(sCommand.c_str(), "r"); // NOLINT(cert-env33-c): the test's own words
+    FILE *const pPackets = popen(sCommand.c_str(), "r"); // NOLINT(cert-env33-c): no word of it comes from outside
     std::vector<int> Coded;
     for (int nPts = 0; pPackets != nullptr && fscanf(pPackets, "%d", &nPts) == 1;)
         Coded.push_back(nPts / 2002); // of 60000 in a second
