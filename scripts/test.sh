@@ -11,7 +11,7 @@ require_all=ON
 if [ "${preset#aarch64}" != "$preset" ]; then
     # Debian has the compiler, but neither FFmpeg nor GoogleTest built for the other machine: the tests take
     # GoogleTest's sources, and stamp-encoder is left out.
-    # shellcheck disable=SC2086
+    # shellcheck disable=SC2086 # a list of words
     ensure_packages $ARM_PACKAGES
     require_all=OFF
 fi

@@ -69,7 +69,7 @@ Output
                     Otherwise one stream with a program for each input. PTS are those of the input
   --csv FILE        a table with a row for each coded picture; "-" for the standard output. The UTC is in it as text
                     (utc) and in microseconds since 1970 (utc_us)
-  --bframes N       B pictures between two others, 0 to 7 (default 2)
+  --bframes N       B pictures between two others, 0 to 6 (default 2)
   --bitrate K       kbit/s of each input (default 4000)
   --preset P        libx264's preset, ultrafast to placebo (default veryfast)
 
@@ -87,8 +87,9 @@ Ctrl-C ends the run with a whole, playable output, unless nobody reads the outpu
 is (exit code 3). A second Ctrl-C ends the run at once. TIMECODE_TRACE_LEVEL=6 in the environment shows what the library
 does.
 
-Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept);
-3 an output could not be written; 4 coding failed.
+Exit code: 0 done, or ended by Ctrl-C; 1 command line; 2 an input could not be read (what was coded is kept), or
+came through a pipe or connection that ended inside a packet of its transport stream (packets of 192 and 204 bytes are
+not examined); 3 an output could not be written; 4 coding failed.
 )";
 
 } // namespace encoder

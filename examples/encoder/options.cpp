@@ -20,7 +20,7 @@ namespace encoder {
 
 namespace {
 
-constexpr int MAX_BFRAMES = 7;
+constexpr int MAX_BFRAMES = 6;           // the most with which the drop-frame generator counts right at 29.97 Hz
 constexpr size_t MAX_HELD_PICTURES = 50; // the library has room for the time stamps of 60
 constexpr size_t MAX_HELD_AND_BFRAMES = 52;
 constexpr double MAX_DURATION_SECONDS = 86400;

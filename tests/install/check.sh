@@ -16,7 +16,7 @@ export PKG_CONFIG_PATH
 libraries=$(pkg-config --variable=libdir timecode)
 # shellcheck disable=SC2046 # lists of words
 gcc -std=c11 -Wall -Wextra -Werror "$work/smallest.c" $(pkg-config --cflags --libs timecode) "-Wl,-rpath,$libraries" -o "$work/c11"
-# shellcheck disable=SC2046
+# shellcheck disable=SC2046 # lists of words
 g++ -std=c++17 -Wall -Werror "$work/smallest.cpp" $(pkg-config --cflags --libs timecode) "-Wl,-rpath,$libraries" \
     -o "$work/cpp17"
 cat >"$work/CMakeLists.txt" <<CMAKE

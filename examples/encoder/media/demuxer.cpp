@@ -15,6 +15,9 @@ namespace encoder {
 
 namespace {
 
+constexpr int64_t TS_PACKET_SIZE = 188;
+constexpr uint8_t TS_SYNC_BYTE = 0x47;
+
 int IsStopped(void *pbStop) {
     return static_cast<const std::atomic<bool> *>(pbStop)->load() ? 1 : 0;
 }
@@ -108,7 +111,8 @@ bool Demuxer::Read(AVPacket &Packet) {
             CheckEnd();
             return false;
         }
-        Check(nResult, ExitCode::Input, BrokeOff());
+        if (nResult < 0)
+            throw Failure(ExitCode::Input, BrokeOff() + ": " + AvErrorText(nResult));
         if (Packet.pos >= 0)
             m_llPosition = Packet.pos;
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
@@ -139,13 +143,21 @@ void Demuxer::CheckEnd() const {
         throw Failure(ExitCode::Input, BrokeOff() + ": it ends inside a packet");
 }
 
-// Packets of a transport stream follow one another without a gap.
+// Packets of a transport stream follow one another without a gap, so the packet read last tells where the last one of the
+// stream begins. Where none begins there, bytes have been lost in between, and all behind them have moved: then the
+// stream is whole when a packet begins a packet's size before its end.
 bool Demuxer::EndsInsidePacket() const {
-    constexpr int64_t TS_PACKET_SIZE = 188;
     int64_t llPacketSize = 0;
     const bool bPlainTs =
         av_opt_get_int(m_pContext->priv_data, "ts_packetsize", 0, &llPacketSize) >= 0 && llPacketSize == TS_PACKET_SIZE;
-    return bPlainTs && (avio_tell(m_pContext->pb) - m_llPosition) % TS_PACKET_SIZE != 0;
+    const int64_t llRest = (avio_tell(m_pContext->pb) - m_llPosition) % TS_PACKET_SIZE;
+    return bPlainTs && llRest != 0 && (BeginsPacket(llRest) || !BeginsPacket(TS_PACKET_SIZE));
+}
+
+// Only the bytes that came with the last read are still there.
+bool Demuxer::BeginsPacket(int64_t llBytesBeforeEnd) const {
+    const AVIOContext &Source = *m_pContext->pb;
+    return llBytesBeforeEnd <= Source.buf_end - Source.buffer && Source.buf_end[-llBytesBeforeEnd] == TS_SYNC_BYTE;
 }
 
 AVRational Demuxer::Rate() const {

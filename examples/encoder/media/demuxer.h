@@ -22,7 +22,9 @@ public:
 
     // Reads the next packet of one of the streams; its times are in 90 kHz, as the stream carries them (33 bits), or
     // AV_NOPTS_VALUE. False at the end and after bStop. Throws when the input breaks off: a read fails, a file has
-    // become shorter, or a pipe or connection ends inside a packet of the transport stream.
+    // become shorter, or a pipe or connection ends inside a packet of a transport stream. Packets of 192 and 204
+    // bytes are not examined. Where bytes were lost behind the beginning of the packet read last, and the last of
+    // the input came in less than a packet, a whole end is taken for one inside a packet.
     bool Read(AVPacket &Packet);
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
@@ -38,6 +40,7 @@ private:
     void CheckVideo() const;
     void CheckEnd() const;
     bool EndsInsidePacket() const;
+    bool BeginsPacket(int64_t llBytesBeforeEnd) const;
     std::string BrokeOff() const;
 
     std::string m_szPath;

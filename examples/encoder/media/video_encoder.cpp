@@ -2,6 +2,7 @@
 // The SMPTE 12M-1 generator of the timecode library counts on that structure around a drop-frame skip.
 #include "media/video_encoder.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -17,10 +18,19 @@ constexpr int RANDOM_ACCESS_SECONDS = 2;
 
 // force-cfr: x264 then takes the picture rate from the rate and not from the 90 kHz time base.
 // pic-struct: makes it write a pic_timing message, whose place the timecode takes.
-// b-adapt, b-pyramid, scenecut, open-gop: the same number of B pictures always, before I pictures too.
+// b-adapt, b-pyramid, scenecut, open-gop, and the interval of MakeContext: the same number of B pictures always, before
+// I pictures too. Only the end of the input cuts the last group short.
 // lookahead: none, so that a picture comes out after its B pictures, not after 40 more.
 constexpr const char *X264_PARAMETERS = "force-cfr=1:pic-struct=1:aud=1:b-adapt=0:b-pyramid=none:scenecut=0:open-gop=1:"
                                         "rc-lookahead=0:sync-lookahead=0:mbtree=0";
+
+// The pictures from one I picture to the next. A whole number of groups of B pictures and the picture behind them: an
+// interval that ends inside a group would cut its B pictures short.
+int RandomAccessInterval(const VideoEncoderOptions &Options) {
+    const int64_t nGroup = Options.nBframes + 1;
+    const int64_t nGroups = av_rescale(RANDOM_ACCESS_SECONDS, Options.Rate.num, Options.Rate.den * nGroup);
+    return static_cast<int>(std::max(int64_t{1}, nGroups) * nGroup);
+}
 
 CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Options) {
     CodecContextPtr Context(avcodec_alloc_context3(&Codec));
@@ -34,7 +44,7 @@ CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Opt
     Context->sample_aspect_ratio = Options.SampleAspect;
     Context->bit_rate = Options.llBitrate;
     Context->max_b_frames = Options.nBframes;
-    Context->gop_size = static_cast<int>(av_rescale(RANDOM_ACCESS_SECONDS, Options.Rate.num, Options.Rate.den));
+    Context->gop_size = RandomAccessInterval(Options);
     // Threads of x264 hold a picture each; with one, the lag is the B pictures alone.
     Context->thread_count = 1;
     return Context;

@@ -1,5 +1,5 @@
 // Codes pictures with libx264 in one fixed picture structure: every reference picture after the first is followed, in
-// coding order, by the same number of B pictures that are shown before it.
+// coding order, by the same number of B pictures that are shown before it; the last one by those that are left.
 #ifndef ENCODER_MEDIA_VIDEO_ENCODER_H
 #define ENCODER_MEDIA_VIDEO_ENCODER_H
 

@@ -1,7 +1,9 @@
 // What a person sees while the program runs.
 #include "report/console.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <system_error>
@@ -14,7 +16,7 @@ namespace encoder {
 namespace {
 
 constexpr size_t DEFAULT_COLUMNS = 80;
-constexpr int LONGEST_WAIT_MSEC = 1000;
+constexpr std::chrono::milliseconds LONGEST_WAIT{1000};
 
 size_t TerminalColumns() {
     winsize Size{};
@@ -46,8 +48,16 @@ void Console::EraseStatus() {
 // The pictures must not wait for somebody to read about them: a write to a pipe that is full or to a terminal that is
 // stopped would block, and with it the thread that decodes.
 bool Console::IsHeard() {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point Deadline = Clock::now() + (m_bHeard ? LONGEST_WAIT : std::chrono::milliseconds{0});
     pollfd Target{STDERR_FILENO, POLLOUT, 0};
-    m_bHeard = poll(&Target, 1, m_bHeard ? LONGEST_WAIT_MSEC : 0) > 0;
+    int nReady = 0;
+    do {
+        // A signal ends the wait early; the next one is as much shorter.
+        const auto Left = std::chrono::ceil<std::chrono::milliseconds>(Deadline - Clock::now());
+        nReady = poll(&Target, 1, std::max(0, static_cast<int>(Left.count())));
+    } while (nReady < 0 && errno == EINTR);
+    m_bHeard = nReady > 0;
     return m_bHeard;
 }
 
