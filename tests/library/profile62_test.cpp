@@ -7,11 +7,22 @@ namespace {
 
 class Profile62 : public LibraryTest {};
 
+// Elapsed times are absolute: a clock that runs backwards, then one that runs on, give the pictures the same times.
+void PlayBothWays(std::vector<Step> Pictures) {
+    for (int nWay = 0; nWay < 2; ++nWay) {
+        StartDay(MISP_PROFILE_62);
+        for (auto &Picture : Pictures)
+            Picture.nMs = -Picture.nMs;
+        Play(Pictures);
+    }
+}
+
 TEST_F(Profile62, HighPrecisionIsUsedWithin359TicksElseCarriedByTheClock) {
-    Play({
+    PlayBothWays({
         {0, 1, 9000, "0 1f", {1, 9000}, "1 0 1f 9000 1 12:00:00:00"},
         {40, 0, 0, "", {1, 12600}, "1 40000 1f 12600 1 12:00:00:01"},
         {80, 0, 0, "", {1, 16200}, "1 80000 1f 16200 1 12:00:00:02"},
+        {80, 0, 0, "", {1, 19800}, "1 80000 1f 19800 1 12:00:00:02"}, // the clock stands still
         {120, 1, 20159, "120000 9f", {1, 19800}, "1 120000 9f 20159 1 12:00:00:03"},
         {160, 1, 23040, "0 1f", {1, 23400}, "1 160000 9f 23400 1 12:00:00:04"},
         {200, 1, 27000, "100000 1f", {1, 27000}, "1 100000 7f 27000 1 12:00:00:02"}, // back: reverse, locked
@@ -27,11 +38,13 @@ TEST_F(Profile62, HighPrecisionIsUsedWithin359TicksElseCarriedByTheClock) {
 }
 
 TEST_F(Profile62, LdsIsCarriedWithThePtsOfTheElapsedTime) {
-    Play({
+    PlayBothWays({
         {0, 3, 9000, "0 1f", {3, 9000}, "1 0 1f 9000 3 12:00:00:00"},
         {40, 0, 0, "", {3, 500000}, "1 40000 1f 12600 3 12:00:00:01"},
         {1540, 0, 0, "", {3, 900000}, "1 1540000 1f 147600 3 12:00:01:13", "57005/0"},
-        {1580, 3, 9360, "0 1f", {3, 9000}, "1 0 7f 9000 3 12:00:00:00"}, // the nearer record still serves
+        {1540, 0, 0, "", {3, 900000}, "1 1540000 1f 147600 3 12:00:01:13"}, // the clock stands still
+        {1500, 0, 0, "", {3, 900000}, "1 1580000 1f 151200 3 12:00:01:14"}, // and turns round
+        {1580, 3, 9360, "0 1f", {3, 9000}, "1 0 7f 9000 3 12:00:00:00"},    // the nearer record still serves
     });
 }
 
@@ -42,9 +55,9 @@ TEST_F(Profile62, TheFirstSilentPictureCountsFromTheStartUpTime) {
     }
 }
 
-TEST_F(Profile62, SilenceOfMoreThan5000MsFailsOverSourceBySource) {
+TEST_F(Profile62, SilenceOfMoreThan5000MsFailsOverSourceBySourceUntilOneRecovers) {
     const auto System = [](UINT64 nPts) { return Request{1, nPts, TRUE, 25, 25000, 0, 1'000'000, 0}; };
-    Play({
+    PlayBothWays({
         {0, 1, 9000, "0 1f", {1, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00", "1/1"}, // the first choice counts
         {5000, 0, 0, "", {1, 459000, TRUE}, "1 5000000 9f 459000 1 12:00:05:00", "1/1"},
         {5001, 0, 0, "", {3, 459090, TRUE}, "1 5001000 9f 459090 1 12:00:05:00", "2/3"}, // configured source: no effect
@@ -56,6 +69,9 @@ TEST_F(Profile62, SilenceOfMoreThan5000MsFailsOverSourceBySource) {
         {15003, 0, 0, "", {1, 920000, TRUE}, "1 20042000 9f 1359270 3 12:00:20:01", "4/7"},
         {15043, 0, 0, "", System(1'090'000), "1 999999 9f 1090000 4 12:00:00:24", "4/7"},
         {99999, 0, 0, "", System(1'000'000), "1 0 9f 1000000 4 12:00:00:00", "4/7"},
+        {100000, 1, 1'000'000, "0 1f", System(1'000'000), "1 0 9f 1000000 4 12:00:00:00", "4/7"},
+        {100751, 1, 1'000'000, "5 1f", System(1'000'000), "1 0 9f 1000000 4 12:00:00:00", "1/8"},
+        {100791, 0, 0, "", System(1'000'000), "1 0 7f 1000000 1 12:00:00:00 same", "1/8"}, // only now
     });
 }
 
@@ -71,64 +87,45 @@ TEST_F(Profile62, WithoutSwitchingNothingFailsOverOrRecovers) {
 }
 
 TEST_F(Profile62, ABetterSourceRecoversAfterMoreThan750Ms) {
-    // The source in use, then sightings: time in ms, source of a time stamp (0: none), its PTS, the statistics.
+    // The source in use, then sightings of time stamps with PTS 9000: time in ms, source queued before (0: none), the
+    // picture's PTS, the statistics.
     const std::tuple<const char *, int, const char *, const char *> Rows[] = {
         {"above timecode", 2, "0 1 9000 2/1  750 1 9000 2/1  751 1 9000 1/2",
          "7 Timecode source:1(High Precision TimeStamp), recovered."},
         {"359 ticks off", 4, "0 3 9359 4/1  751 3 8641 3/2", "6 Timecode source:3(LDS Timestamp), recovered."},
         {"360 ticks off", 4, "0 3 9360 4/1  751 3 8640 4/1", "6 Timecode source:4,"},
-        {"a lower one that is ready wins", 3, "0 2 9000 3/1  600 1 9000 3/1  800 0 0 2/2  1350 0 0 2/2  1351 0 0 1/3",
-         "6 Timecode source:2("},
+        {"the first sighting is kept", 4, "0 2 9000 4/1  99 0 90000 4/1  999 0 9000 2/2", "6 Timecode source:2("},
+        {"a lower one that is ready wins", 3,
+         "0 2 9000 3/1  600 1 9000 3/1  800 0 9000 2/2  1350 0 9000 2/2  1351 0 9000 1/3", "6 Timecode source:2("},
         {"none to system", 0, "0 0 0 0/1  750 0 0 0/1  751 0 0 4/2  752 0 0 4/2", "6 Timecode source:4("},
         {"unknown to none", 77, "0 0 0 0/1  1 0 0 0/1  752 0 0 4/2",
          "3 We have a enTimeSource:77((Unknown)) that is unknown! Put it back to NONE."},
-        {"nothing above the best", 1, "0 2 9000 1/1  4000 0 0 1/1", "6 Timecode source:1,"},
+        {"nothing above the best", 1, "0 2 9000 1/1  4000 0 9000 1/1", "6 Timecode source:1,"},
     };
-    for (const auto &[szWhat, enSource, szSightings, szTrace] : Rows) {
-        StartDay(MISP_PROFILE_62);
-        std::istringstream Sightings(szSightings);
-        INT64 nMs = 0;
-        int enStamp = 0;
-        UINT64 nPts = 0;
-        for (std::string sStats; Sightings >> nMs >> enStamp >> nPts >> sStats;) {
-            SetClockMs(nMs);
-            if (enStamp)
-                Queue(enStamp, nPts, "12:00:00:00");
-            Ask({enSource, 9000, TRUE});
-            EXPECT_EQ(Stats(0), sStats) << szWhat << " at " << nMs << " ms";
+    for (const INT64 nDirection : {1, -1}) // of the clock
+        for (const auto &[szWhat, enSource, szSightings, szTrace] : Rows) {
+            StartDay(MISP_PROFILE_62);
+            std::istringstream Sightings(szSightings);
+            INT64 nMs = 0;
+            int enStamp = 0;
+            UINT64 nPts = 0;
+            for (std::string sStats; Sightings >> nMs >> enStamp >> nPts >> sStats;) {
+                SetClockMs(nDirection * nMs);
+                if (enStamp)
+                    Queue(enStamp, 9000, "12:00:00:00");
+                Ask({enSource, nPts, TRUE});
+                EXPECT_EQ(Stats(0), sStats) << szWhat << " at " << nDirection * nMs << " ms";
+            }
+            EXPECT_EQ(CountTraces(szTrace), 1) << szWhat;
         }
-        EXPECT_EQ(CountTraces(szTrace), 1) << szWhat;
-    }
-    g_Services.bClockFails = true;
+    g_Services.bClockFails = true; // then it is no source
     TakeTraces();
-    EXPECT_EQ(Text(Ask({.enSource = 0, .bSwitch = TRUE, .nInput = 3})), "0 - -");
-    EXPECT_EQ(CountTraces("3 Fail to retreive UTC time from system time. RetCode:-1"), 1);
-}
-
-TEST_F(Profile62, AClockThatCannotBeReadIsNoSource) {
-    g_Services.bClockFails = true;
-    for (const INT64 nMs : {0, 2000}) {
+    for (const INT64 nMs : {10'000, 12'000}) {
         SetClockMs(nMs);
-        Ask({0, 9000, TRUE});
-        EXPECT_EQ(Stats(0), "0/1") << "after " << nMs << " ms";
+        EXPECT_EQ(Text(Ask({.enSource = 0, .bSwitch = TRUE, .nInput = 3})), "0 - -");
+        EXPECT_EQ(Stats(3), "0/1") << "at " << nMs << " ms";
     }
-}
-
-TEST_F(Profile62, TheFirstSightingIsKept) {
-    for (const auto &[nMs, nPts] : {std::pair(0, 9000U), {99, 90000U}, {999, 9000U}}) {
-        SetClockMs(nMs);
-        Queue(2, 9000, "12:00:00:00");
-        Ask({4, nPts, TRUE});
-    }
-    EXPECT_EQ(Stats(0), "2/2");
-}
-
-TEST_F(Profile62, RecoveredSourceServesTheNextPicture) {
-    Play({
-        {0, 1, 9000, "0 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "4/1"},
-        {751, 1, 9000, "5 1f", {4, 9000, TRUE}, "1 99999 9f 9000 4 12:00:00:02", "1/2"},
-        {791, 0, 0, "", {4, 9000, TRUE}, "1 0 1f 9000 1 12:00:00:00 same", "1/2"},
-    });
+    EXPECT_EQ(CountTraces("3 Fail to retreive UTC time from system time. RetCode:-1"), 2);
 }
 
 TEST_F(Profile62, ARateOfZeroLeavesTheRequestBeforeItsBookkeeping) {

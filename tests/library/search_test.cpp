@@ -8,15 +8,12 @@ protected:
     Search() : LibraryTest(MISP_PROFILE_2016_2) {}
 };
 
-struct Stamp {
-    int enSource;
-    UINT64 nPts;
-};
+using Stamp = std::pair<int, UINT64>; // source and PTS
 
 // Queues the stamps with their index as UTC; index -1 stands for no record.
 void QueueAll(const std::vector<Stamp> &Stamps) {
     for (size_t nIndex = 0; nIndex < Stamps.size(); ++nIndex)
-        Queue(Stamps[nIndex].enSource, Stamps[nIndex].nPts, (std::to_string(nIndex) + " 1f").c_str());
+        Queue(Stamps[nIndex].first, Stamps[nIndex].second, (std::to_string(nIndex) + " 1f").c_str());
 }
 
 INT64 Index(const Answer &Got) {
@@ -31,7 +28,7 @@ TEST_F(Search, NearestRecordOldestOfEqualsNextNewerOfTheSource) {
         TwelveWorse.push_back({1, nPts});
     TwelveWorse.push_back({1, 1300});
     ElevenWorse = TwelveWorse;
-    ElevenWorse[5].enSource = 3;
+    ElevenWorse[5].first = 3;
     // Time stamps, PTS of the picture, index of the match, index of the record to which the cursor leads, same flag.
     const std::tuple<const char *, std::vector<Stamp>, UINT64, INT64, INT64, BOOL> Rows[] = {
         {"nearest", {{1, 1000}, {1, 2000}, {1, 3000}}, 2100, 1, 2, FALSE},
@@ -59,7 +56,7 @@ TEST_F(Search, NearestRecordOldestOfEqualsNextNewerOfTheSource) {
         EXPECT_EQ(Got.pCursor != nullptr, nNext >= 0);
         if (nNext < 0)
             continue;
-        EXPECT_EQ(Index(Ask({1, Stamps[static_cast<size_t>(nNext)].nPts}, Got.pCursor)), nNext);
+        EXPECT_EQ(Index(Ask({1, Stamps[static_cast<size_t>(nNext)].second}, Got.pCursor)), nNext);
     }
 }
 
@@ -112,14 +109,10 @@ TEST_F(Search, AForeignCursorIsNeverFollowed) {
     Queue(1, 2000, "0 1f", 1);
     auto *const pSecond = static_cast<char *>(Ask({1, 1000}).pCursor); // the pool's second record
     MISP_UTC OnStack = {};
-    const std::vector<void *> Foreign = {&OnStack,
-                                         pSecond + 8,
-                                         pSecond - 1,
-                                         pSecond - 2 * sizeof(MISP_UTC),
-                                         pSecond + 179 * sizeof(MISP_UTC),
-                                         reinterpret_cast<void *>(1),
-                                         reinterpret_cast<void *>(UINTPTR_MAX),
-                                         Ask({.nPts = 1000, .nInput = 1}).pCursor};
+    std::vector<void *> Foreign = {&OnStack, Ask({.nPts = 1000, .nInput = 1}).pCursor, reinterpret_cast<void *>(1),
+                                   reinterpret_cast<void *>(UINTPTR_MAX)};
+    for (const INT64 nBytes : {8, -1, -2 * int{sizeof(MISP_UTC)}, 179 * int{sizeof(MISP_UTC)}})
+        Foreign.push_back(pSecond + nBytes);
     for (void *const pCursor : Foreign) {
         TakeTraces();
         const Answer Got = Ask({1, 2000}, pCursor);
