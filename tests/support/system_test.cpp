@@ -146,10 +146,12 @@ TEST_F(Trace, WritesEachMessageAtOnceAndInOneLine) {
     EXPECT_THAT(Read(), HasSubstr(" ASSERT error "));
     EXPECT_EQ(Read(), "");
     Redirect(false);
-    g_nWriteResult = 1;
-    Print("in small pieces");
+    for (const int nResult : {0, 1}) {
+        g_nWriteResult = nResult;
+        Print("in small pieces");
+    }
     g_nWriteResult = -1;
-    EXPECT_THAT(Read(), testing::EndsWith("file.cpp:12: in small pieces\n"));
+    EXPECT_THAT(Read(), testing::EndsWith("file.cpp:12: (1 messages lost) in small pieces\n"));
     const timespec tpFailing{0, -1};
     g_ptpFakeNow = &tpFailing;
     Print("undated");
@@ -166,6 +168,11 @@ TEST_F(Trace, JournalLinesCarryTheLevelOnly) {
     struct stat tStatus {};
     fstat(STDERR_FILENO, &tStatus);
     setenv("JOURNAL_STREAM", (std::to_string(tStatus.st_dev) + ":" + std::to_string(tStatus.st_ino)).c_str(), 1);
+    HDBG hOther = nullptr;
+    _DoDbgInit("OTHER", &hOther); // looks for the journal
+    Print("text");
+    EXPECT_EQ(Read(), "<4>text\n");
+    _DoDbgUninitEx(&hOther, "", "", 0);
     _DoTextAssert("Function", "file.cpp", 3, "revision:%d", 5);
     EXPECT_EQ(Read(), "<3>Function file.cpp:3: revision:5\n");
     Print("text");
