@@ -280,5 +280,6 @@ void Play(const std::vector<Step> &Pictures) {
             Queue(Picture.enStamp, Picture.nStampPts, Picture.szStamp, Picture.Asked.nInput);
         EXPECT_EQ(Text(Ask(Picture.Asked)), Picture.szExpected) << "picture at " << Picture.nMs << " ms";
         EXPECT_EQ(Stats(Picture.Asked.nInput), Picture.szStats) << "picture at " << Picture.nMs << " ms";
+        EXPECT_EQ(TakeAsserts(), Texts{}) << "picture at " << Picture.nMs << " ms";
     }
 }
