@@ -284,22 +284,19 @@ private:
             Pool.pop_front();
     }
 
-    // What was queued, but for the status byte; of high precision only the UTC counts beside it.
+    // What was queued, but for the status byte, which is the payload's first; of high precision only the UTC counts.
     static bool IsSameTime(const Queued &Stamp, const MISP_UTC &Record) {
         if (Stamp.enSource != Record.enTimecodeSource || Stamp.nTimestamp64 != Record.nTimestamp64)
             return false;
-        MISP_UTC Copy{};
-        Copy.MotionImageryTimestamp = Stamp.Payload;
         if (Stamp.enSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP)
-            return UtcOf(Copy) == UtcOf(Record);
-        SetStatusByte(Copy, StatusByteOf(Record));
-        return Equal(VitcOf(Copy), VitcOf(Record));
+            return PayloadField<INT64>(Stamp.Payload, offsetof(UTCPayload, llUTCTime)) == UtcOf(Record);
+        return std::memcmp(reinterpret_cast<const char *>(&Stamp.Payload) + sizeof(BYTE),
+                           reinterpret_cast<const char *>(&Record.MotionImageryTimestamp) + sizeof(BYTE),
+                           sizeof(vitc_t) - sizeof(BYTE)) == 0;
     }
 
     static bool IsSame(const Queued &Stamp, const MISP_UTC &Record) {
-        MISP_UTC Copy{};
-        Copy.MotionImageryTimestamp = Stamp.Payload;
-        return IsSameTime(Stamp, Record) && StatusByteOf(Copy) == StatusByteOf(Record);
+        return IsSameTime(Stamp, Record) && PayloadField<BYTE>(Stamp.Payload, 0) == StatusByteOf(Record);
     }
 
     template <class F>

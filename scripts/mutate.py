@@ -4,7 +4,7 @@
 usage: scripts/mutate.py [--count N] [--seed N] [--jobs N] [--only TEXT] [--timeout SECONDS]
 
 Works on copies of the tree under build/mutation. A change that does not compile is replaced by another. Prints each
-survivor with its change; writes all results to build/mutation/results.txt. Changes that nothing can notice are listed in
+survivor with its change; writes all results to build/mutation/results.txt. Changes that no run can notice are listed in
 scripts/equivalent-mutants.txt, each with the reason; the exit code is 0 when at least 95 % of all others were noticed.
 """
 import argparse

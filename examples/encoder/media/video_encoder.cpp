@@ -18,7 +18,7 @@ constexpr int RANDOM_ACCESS_SECONDS = 2;
 
 // force-cfr: x264 then takes the picture rate from the rate and not from the 90 kHz time base.
 // pic-struct: makes it write a pic_timing message, whose place the timecode takes.
-// b-adapt, b-pyramid, scenecut, open-gop, and the interval of MakeContext: the same number of B pictures always, before
+// b-adapt, b-pyramid, scenecut, open-gop, and RandomAccessInterval: the same number of B pictures always, before
 // I pictures too. Only the end of the input cuts the last group short.
 // lookahead: none, so that a picture comes out after its B pictures, not after 40 more.
 constexpr const char *X264_PARAMETERS = "force-cfr=1:pic-struct=1:aud=1:b-adapt=0:b-pyramid=none:scenecut=0:open-gop=1:"
