@@ -1,5 +1,5 @@
 // A picture rate in the forms in which the timecode library wants it.
-#include "picture_rate.h"
+#include "media/picture_rate.h"
 
 #include <cmath>
 

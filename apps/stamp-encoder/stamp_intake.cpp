@@ -7,7 +7,7 @@
 #include "formats/klv.h"
 #include "formats/stamp_sei.h"
 #include "media/picture_filter.h"
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 
 namespace encoder {
 

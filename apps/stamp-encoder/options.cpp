@@ -14,7 +14,7 @@ extern "C" {
 }
 
 #include "clock_api.h"
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 
 namespace encoder {
 

@@ -9,7 +9,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 
 namespace encoder {
 

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "common/patience.h"
 #include "media/av.h"
-#include "media/patience.h"
 
 namespace encoder {
 

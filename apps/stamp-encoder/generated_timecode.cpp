@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <ctime>
 
+#include "media/pts_clock.h"
 #include "pts_api.h"
-#include "pts_clock.h"
 
 namespace encoder {
 

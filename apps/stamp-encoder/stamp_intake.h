@@ -9,7 +9,7 @@
 #include "formats/vitc.h"
 #include "media/av.h"
 #include "options.h"
-#include "report/tally.h"
+#include "tally.h"
 
 namespace encoder {
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "generate.h"
-#include "picture_rate.h"
+#include "media/picture_rate.h"
 #include "timecode.h"
 
 namespace encoder {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "formats/sei_writer.h"
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 #include "stamp_intake.h"
 
 namespace encoder {

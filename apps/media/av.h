@@ -14,7 +14,7 @@ extern "C" {
 #include <libavutil/rational.h>
 }
 
-#include "media/failure.h"
+#include "common/failure.h"
 
 namespace encoder {
 

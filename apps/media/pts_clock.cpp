@@ -1,5 +1,5 @@
 // Two clocks made of a video's PTS: one that never wraps, and one that keeps pace with the wall.
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 
 #include <algorithm>
 #include <thread>

@@ -9,8 +9,8 @@
 #include <cstdint>
 #include <string>
 
-#include "report/coded_pictures.h"
-#include "report/console.h"
+#include "coded_pictures.h"
+#include "common/console.h"
 #include "timecode.h"
 
 namespace encoder {

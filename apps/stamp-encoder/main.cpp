@@ -12,9 +12,9 @@
 #include <unistd.h>
 #include <vector>
 
+#include "common/ffmpeg_log.h"
 #include "generate.h"
 #include "pipeline.h"
-#include "report/ffmpeg_log.h"
 
 namespace {
 

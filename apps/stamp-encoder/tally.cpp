@@ -1,11 +1,11 @@
 // Counts what happens on one input, tells the first occurrence of each problem, and sums up at the end.
-#include "report/tally.h"
+#include "tally.h"
 
 #include <cstdio>
 #include <iterator>
 #include <utility>
 
-#include "report/utc_text.h"
+#include "common/utc_text.h"
 
 namespace encoder {
 

@@ -10,7 +10,7 @@
 #include "media/decoder.h"
 #include "media/demuxer.h"
 #include "media/picture_filter.h"
-#include "pts_clock.h"
+#include "media/pts_clock.h"
 #include "stamp_intake.h"
 
 namespace encoder {

@@ -1,5 +1,5 @@
 // FFmpeg's own messages: errors only, and after the first few they are counted instead of shown.
-#include "report/ffmpeg_log.h"
+#include "common/ffmpeg_log.h"
 
 #include <atomic>
 #include <cstdarg>

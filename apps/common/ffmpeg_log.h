@@ -3,7 +3,7 @@
 #ifndef ENCODER_REPORT_FFMPEG_LOG_H
 #define ENCODER_REPORT_FFMPEG_LOG_H
 
-#include "report/console.h"
+#include "common/console.h"
 
 namespace encoder {
 

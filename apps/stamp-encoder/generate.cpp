@@ -11,13 +11,13 @@
 #include <new>
 
 #include "clock_api.h"
+#include "common/utc_text.h"
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
 #include "formats/vitc.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
 #include "options.h"
-#include "report/utc_text.h"
 
 extern "C" {
 #include <libavfilter/buffersink.h>

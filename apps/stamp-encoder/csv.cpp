@@ -1,6 +1,6 @@
 // The table of coded pictures.
 // Rows of one input stand in coding order; those of several inputs are mixed.
-#include "report/csv.h"
+#include "csv.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -8,8 +8,8 @@
 #include <unistd.h>
 #include <utility>
 
-#include "media/failure.h"
-#include "report/utc_text.h"
+#include "common/failure.h"
+#include "common/utc_text.h"
 
 namespace encoder {
 

@@ -5,14 +5,14 @@
 
 #include <optional>
 
+#include "csv.h"
 #include "formats/stamp_sei.h"
 #include "frame_queue.h"
 #include "generated_timecode.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
 #include "options.h"
-#include "report/csv.h"
-#include "report/tally.h"
+#include "tally.h"
 
 namespace encoder {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "media/patience.h"
+#include "common/patience.h"
 #include "timecode.h"
 
 namespace encoder {

@@ -4,7 +4,7 @@
 #define ENCODER_GENERATED_TIMECODE_H
 
 #include "formats/timecode_label.h"
-#include "picture_rate.h"
+#include "media/picture_rate.h"
 #include "timecode.h"
 
 namespace encoder {

@@ -1,5 +1,5 @@
 // What a person sees while the program runs.
-#include "report/console.h"
+#include "common/console.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,7 +9,7 @@
 #include <system_error>
 #include <unistd.h>
 
-#include "media/failure.h"
+#include "common/failure.h"
 
 namespace encoder {
 
