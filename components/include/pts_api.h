@@ -17,9 +17,15 @@ extern "C" {
 
 /* Second minus first in ticks: positive when the second PTS is later.
  *
- * The difference is taken modulo 2^64 and read as signed. When both values are 33-bit counts that lie within one hour
- * of each other across the 2^33 wrap, the short way round is taken, so a stream that wraps keeps its
- * distances; further apart, the long distance of a count that does not wrap is kept. */
+ * The difference is taken modulo 2^64 and read as signed. Two values below 2^33 may lie on either side of the wrap of a
+ * 33-bit count:
+ *   second minus first below -2^32:                 the second is later across the wrap, 2^33 is added
+ *   second minus first at least 2^33 - 5,400,000:   it is up to a minute earlier across the wrap, 2^33 is subtracted
+ *   anything between:                               the difference as it stands
+ * So a first value that is a base may be up to 2^32 ticks (13 hours and 15 minutes) old, and a reordered picture may lie
+ * just before one that has wrapped. A count that does not wrap keeps its distance forward up to a minute below 2^33, and
+ * back down to -2^32; it is free of the rule once it has passed 2^33. Exchanging the arguments need not just change the
+ * sign. */
 XTYPES_EXPORT INT64 CalcPTSDiff(UINT64 nFirstPTS64, UINT64 nSecondPTS64);
 
 /* The same rule as CalcPTSDiff; a separate name, so that a platform can treat an encoder's own time stamps

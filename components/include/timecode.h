@@ -92,7 +92,7 @@ typedef struct tagSMPTE12M1_CONTEXT {
     UINT64 OldTimestamp64;     /* its PTS, 90 kHz ticks; caller, after each call */
     time_t tDropFrameOccurred; /* wall-clock second of the last drop-frame skip; generator */
     int BackFillStateCount;    /* pictures still to pass through the back-fill state; generator */
-    BOOL bExtraSkipAllowed;    /* one extra skip is owed to the last of them; generator */
+    BOOL bExtraSkipAllowed;    /* TRUE: one extra skip is owed to the last of them; generator */
 } SMPTE12M1_CONTEXT;
 
 /* The library's trace handle: null until TimecodeLib_Init and again after TimecodeLib_Shutdown. In between the
@@ -165,13 +165,14 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * nEncodedFrameRate         whole-number picture rate (30 for 29.97 Hz)
  * nVUIFrameRate             rate code: 23000, 29000 and 59000 mark the 1000/1001 rates
  * UnchangedEncoderPTS64     the picture's PTS
- * TCBasePTS64               base for times from the system clock: a PTS ...
- * llTCBaseUTC64             ... and the UTC that belongs to it
+ * TCBasePTS64               base for times from the system clock: the PTS of a picture ...
+ * llTCBaseUTC64             ... and the UTC that belongs to it; renew the pair, see Timecode_GetSystemUTC
  * pUTC                      out: the picture's record
  * pVitcRecord               out: the picture's SMPTE 12M timecode
  * pbSameTSRecord            out: TRUE when the next newer record of the source lies exactly as far from the picture
- *                           as the one used; FALSE on entry, unless the revision is unsupported or
- *                           penConfigMISBTimesource is null
+ *                           as the one used; FALSE on entry, also where the call then refuses. Not written when the
+ *                           revision is unsupported, or when penConfigMISBTimesource is null under
+ *                           MISP_PROFILE_2016_2
  * ppRecordAddress           in and out: the record cursor, one per input, kept by the caller. Null in it asks
  *                           for the record nearest to the picture; an address that an earlier call left there takes
  *                           that record and moves on to the next newer one of the source. Other values never match.
@@ -186,7 +187,8 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * Returns TRUE when the picture has its time. FALSE otherwise, with *pUTC and *pVitcRecord untouched, except
  * that *pUTC has been written where only the timecode could not be formed. A null pUTC or penConfigMISBTimesource or an
  * input outside 0 to 3 is reported and refused; a null pVitcRecord, pbSameTSRecord or ppRecordAddress is reported and
- * only that write left out. Blocks only for work on the same input's list, and with the system clock as the source for
+ * only that write left out, except that with the system clock as the source a null pVitcRecord makes the result FALSE
+ * (*pUTC has been written). Blocks only for work on the same input's list, and with the system clock as the source for
  * the copy of one record. */
 XTYPES_EXPORT BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimesource, BOOL bTimeSourceSwitchAllowed,
                                    int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64,
@@ -195,16 +197,23 @@ XTYPES_EXPORT BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimes
 
 /* Gives a picture its time from a base pair: llTCBaseUTC64 plus the PTS distance from TCBasePTS64 (11.111111 us a tick,
  * truncated). *pUTC becomes a record of TCSOURCE_SYSTEM_TIMESTAMP with status byte 0x9F, *pVitcRecord its timecode.
+ *
+ * The pair is the PTS of a picture and the system clock's UTC when that picture was captured; 0 and 0 count PTS 0 as
+ * 1970-01-01. The distance is CalcPTSDiff's (pts_api.h): with 33-bit values a base is good for 2^32 ticks, 13 hours and
+ * 15 minutes, and behind the picture by a minute at most across the wrap. Renew the pair from a picture at times, long
+ * before it is that old: a base also runs 0.01 us a second short, and keeps what the clock said when it was taken.
+ *
  * Returns FALSE when the library is not initialised or its revision is unsupported (nothing written), when pUTC is null
- * (reported), or when the timecode could not be formed (*pUTC has been written). A null pVitcRecord is reported and
- * only that write left out. Any thread. */
+ * (reported, nothing written), or when the timecode could not be formed (*pUTC has been written): for the rates that
+ * TimeCode_UTCToSMPTE12M refuses and for a null pVitcRecord, which is reported and traced. Any thread. */
 XTYPES_EXPORT BOOL Timecode_GetSystemUTC(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64,
                                          UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord);
 
 /* Moves *penNewTimecodeSouce, the source in use, to the next one when the input has been without a good time stamp for
  * more than 5000 ms and bTimeSourceSwitchAllowed is TRUE, and counts the switch. The next source of 1, 2 and 3 is the
- * value above it, of any other value TCSOURCE_NONE. Takes no lock: keep it apart from Timecode_GetUTC of the same
- * input. A null pointer or an input outside 0 to 3 is reported and refused. */
+ * value above it, of any other value TCSOURCE_NONE. On an input that has never had a good time stamp nor been asked for
+ * a picture under MISP_PROFILE_62 it switches at once: its last good time is 1970. Takes no lock: keep it apart from
+ * Timecode_GetUTC of the same input. A null pointer or an input outside 0 to 3 is reported and refused. */
 XTYPES_EXPORT void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourceSwitchAllowed,
                                            int *penNewTimecodeSouce);
 
@@ -226,7 +235,8 @@ XTYPES_EXPORT BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate
  *
  * Call it once per coded picture in coding order, then store the timecode, NewPoc and Timestamp64 in the context's Old
  * fields. NewPoc serves the trace only. Only the eight digit fields of *pNewSystemTC are written, and it may be the
- * context's own OldSystemTC. A jump of any size carries through to the hours. A null pointer, PTSTicksPerFrame 0 or
+ * context's own OldSystemTC. A jump of any size carries through to the hours; below a second each unit carries once,
+ * so digits of OldSystemTC out of their range are mended step by step. A null pointer, PTSTicksPerFrame 0 or
  * nEncodedPictureRate outside 1 to 2^31-1 is reported and writes nothing. The drop-frame codes expect the rates 30 and
  * 60. Takes no lock: one thread at a time per context. Drop-frame skips lie at least 31 wall-clock seconds apart, so it
  * must run at about the pace of the video. */

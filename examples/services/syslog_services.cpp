@@ -193,13 +193,13 @@ int ClockCvtUtc2Time(INT64 llUTC, date_time_t *pDateTime) {
 
 static INT64 DiffTicks(UINT64 nFirst, UINT64 nSecond) {
     constexpr INT64 WRAP = INT64{1} << 33;
-    constexpr INT64 HOUR = INT64{90'000} * 3600;
+    constexpr INT64 MINUTE = INT64{90'000} * 60;
     const auto nDiff = static_cast<INT64>(nSecond - nFirst);
     if (nFirst >= static_cast<UINT64>(WRAP) || nSecond >= static_cast<UINT64>(WRAP))
         return nDiff;
-    if (nDiff <= HOUR - WRAP)
+    if (nDiff < -(WRAP / 2))
         return nDiff + WRAP;
-    return nDiff >= WRAP - HOUR ? nDiff - WRAP : nDiff;
+    return nDiff >= WRAP - MINUTE ? nDiff - WRAP : nDiff;
 }
 
 INT64 CalcPTSDiff(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {

@@ -99,17 +99,31 @@ TEST(Clock, NowIsMicrosecondsOrMinusOne) {
     g_ptpFakeNow = nullptr;
 }
 
-TEST(Pts, DifferenceIsShortAcrossTheWrapAndLongElsewhere) {
-    constexpr INT64 nWrap = INT64{1} << 33, nHour = 324'000'000, nFar = nWrap - nHour - 1;
-    const INT64 anRows[][3] = {{1000, 4600, 3600}, {nWrap - 1, 1, 2},      {nWrap - nHour, 0, nHour},
-                               {nFar, 0, -nFar},   {nWrap, 1, 1 - nWrap},  {nWrap - 1, nWrap, 1},
-                               {-1, 0, 1},         {-1, nWrap - 1, nWrap}, {0, INT64_MAX, INT64_MAX}};
-    for (const auto &[nFirst, nSecond, nDiff] : anRows) {
-        for (const auto Calc : {CalcPTSDiff, CalcPTSDiffEx}) {
-            EXPECT_EQ(Calc(UINT64(nFirst), UINT64(nSecond)), nDiff) << nFirst << ' ' << nSecond;
-            EXPECT_EQ(Calc(UINT64(nSecond), UINT64(nFirst)), -nDiff) << nSecond << ' ' << nFirst;
-        }
-    }
+TEST(Pts, DifferenceKnowsTheWrapOfA33BitCount) {
+    constexpr INT64 nWrap = INT64{1} << 33, nHalf = nWrap / 2, nMinute = 5'400'000;
+    const struct {
+        const char *szFault;
+        INT64 nFirst = 0, nSecond, nDiff;
+    } atRows[] = {
+        {.szFault = "later is positive", .nFirst = 1000, .nSecond = 4600, .nDiff = 3600},
+        {.szFault = "earlier is negative", .nFirst = 4600, .nSecond = 1000, .nDiff = -3600},
+        {.szFault = "a picture after the wrap", .nFirst = nWrap - 1, .nSecond = 1, .nDiff = 2},
+        {.szFault = "a base of 13 hours before it", .nFirst = nHalf + 1, .nSecond = 0, .nDiff = nHalf - 1},
+        {.szFault = "half a wrap back is not later yet", .nFirst = nHalf, .nSecond = 0, .nDiff = -nHalf},
+        {.szFault = "a minute earlier across the wrap", .nFirst = 0, .nSecond = nWrap - nMinute, .nDiff = -nMinute},
+        {.szFault = "beyond it a count that does not wrap",
+         .nSecond = nWrap - nMinute - 1,
+         .nDiff = nWrap - nMinute - 1},
+        {.szFault = "a value of 2^33 does not wrap", .nFirst = nWrap, .nSecond = 1, .nDiff = 1 - nWrap},
+        {.szFault = "nor does one below beside it", .nFirst = 1, .nSecond = nWrap, .nDiff = nWrap - 1},
+        {.szFault = "64 bits wrap", .nFirst = -1, .nSecond = 0, .nDiff = 1},
+        {.szFault = "to a 33-bit value", .nFirst = -1, .nSecond = nWrap - 1, .nDiff = nWrap},
+        {.szFault = "the longest", .nFirst = 0, .nSecond = INT64_MAX, .nDiff = INT64_MAX},
+        {.szFault = "the longest back", .nFirst = 0, .nSecond = INT64_MIN, .nDiff = INT64_MIN},
+    };
+    for (const auto &tRow : atRows)
+        for (const auto Calc : {CalcPTSDiff, CalcPTSDiffEx})
+            EXPECT_EQ(Calc(UINT64(tRow.nFirst), UINT64(tRow.nSecond)), tRow.nDiff) << tRow.szFault;
 }
 
 TEST(Timespec, AbsoluteDifferenceIsNormalisedAndSaturates) {

@@ -8,7 +8,7 @@
 namespace {
 
 constexpr UINT64 WRAP_TICKS = UINT64{1} << 33;
-constexpr INT64 TICKS_PER_HOUR = INT64{90000} * 3600;
+constexpr INT64 TICKS_PER_MINUTE = INT64{90000} * 60;
 constexpr INT64 NSEC_PER_SECOND = 1'000'000'000;
 
 /* Two 64-bit seconds differ by up to 65 bits, and by up to 95 bits in nanoseconds. */
@@ -26,12 +26,14 @@ timespec ToTimespec(WideNsec nNsec) {
     return {static_cast<time_t>(nSeconds), static_cast<long>(nNsec % NSEC_PER_SECOND)};
 }
 
-/* Takes the difference of two 33-bit counts the short way round when that way is an hour at most. */
+/* The difference of two 33-bit counts. Time goes forward, so a second value that is far below the first lies behind the
+ * wrap, by up to half of it. Pictures out of order go back by little, so only a minute is taken as back before the wrap:
+ * a count that does not wrap keeps its long distances forward. */
 INT64 AcrossWrap(INT64 nDiffTicks) {
     constexpr INT64 nWrapTicks = WRAP_TICKS;
-    if (nDiffTicks <= TICKS_PER_HOUR - nWrapTicks)
+    if (nDiffTicks < -(nWrapTicks / 2))
         return nDiffTicks + nWrapTicks;
-    if (nDiffTicks >= nWrapTicks - TICKS_PER_HOUR)
+    if (nDiffTicks >= nWrapTicks - TICKS_PER_MINUTE)
         return nDiffTicks - nWrapTicks;
     return nDiffTicks;
 }
