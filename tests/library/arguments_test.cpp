@@ -123,8 +123,10 @@ TEST_F(Arguments, ANullOutputLosesOnlyItsOwnWrite) {
         MISP_UTC Utc = {};
         vitc_t Vitc = {};
         Refused(Timecode_GetSystemUTC(25, 25000, 9000, 0, 0, nullptr, &Vitc), {"pUTC != NULL"});
-        EXPECT_EQ(Timecode_GetSystemUTC(25, 25000, 9000, 0, 0, &Utc, nullptr), TRUE);
+        // Without a record the conversion refuses, so the formatting has failed.
+        EXPECT_EQ(Timecode_GetSystemUTC(25, 25000, 9000, 0, 0, &Utc, nullptr), FALSE);
         EXPECT_THAT(TakeAsserts(), ElementsAre("pVitcRecord != NULL"));
+        EXPECT_THAT(TakeTraces(), testing::Contains("3 pVitcRecord:(nil) is NULL this should not happen!"));
         EXPECT_EQ(Utc.nTimestamp64, 9000U);
         Queue(2, 20000, "12:00:00:00");
         int enSource = 2;

@@ -84,15 +84,12 @@ static void TraceSuccess(const SystemTimeRow &Row, const MISP_UTC &Record, time_
 
 static bool FormatTimecode(const SystemTimeRow &Row, const MISP_UTC &Record, int nEncodedFrameRate, int nVUIFrameRate,
                            vitc_t *pVitcRecord) {
+    // The caller's pointer goes straight on: the conversion refuses null, and then the formatting has failed.
     INT64 llUTC = UtcOf(Record);
-    vitc_t Vitc{};
-    if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), &Vitc) != TRUE) {
-        TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
-        return false;
-    }
-    if (pVitcRecord != nullptr)
-        Store(pVitcRecord, Vitc);
-    return true;
+    if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), pVitcRecord) == TRUE)
+        return true;
+    TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
+    return false;
 }
 
 static BOOL MakeSystemTime(const SystemTimeRow &Row, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
