@@ -71,6 +71,35 @@ TEST_F(Generator, SinglePictures) {
     }
 }
 
+TEST_F(Generator, BelowASecondEachUnitCarriesOnceFromDigitsOutOfRange) {
+    const struct {
+        const char *szFault, *szOld;
+        INT64 nFrames;
+        const char *szNew;
+    } Rows[] = {
+        {.szFault = "29 frames: once", .szOld = "99:99:99:99", .nFrames = 29, .szNew = "04:00:00:98"},
+        {.szFault = "not at all", .szOld = "99:99:99:10", .nFrames = 0, .szNew = "04:00:00:10"},
+        {.szFault = "back", .szOld = "24:60:60:30", .nFrames = -29, .szNew = "01:00:00:01"},
+        {.szFault = "forward", .szOld = "24:60:60:30", .nFrames = 1, .szNew = "01:00:00:01"},
+        {.szFault = "a second carries as far as needed", .szOld = "24:60:60:30", .nFrames = 30, .szNew = "01:01:02:00"},
+        {.szFault = "and back", .szOld = "99:99:99:99", .nFrames = -30, .szNew = "04:40:41:09"},
+    };
+    for (const auto &Row : Rows) {
+        SMPTE12M1_CONTEXT Stream = Context(30000, 0, Row.szOld);
+        EXPECT_EQ(Next(Stream, Row.nFrames * 3000), Row.szNew) << Row.szFault << ", from " << Row.szOld;
+    }
+}
+
+TEST_F(Generator, AnExtraSkipIsOwedOnlyWhenTheFlagIsOne) {
+    for (const auto &[bExtraSkipAllowed, szNew] : {std::pair(TRUE, "00:02:00:04"), {2, "00:02:00:02"}}) {
+        SMPTE12M1_CONTEXT Stream = Context(29000, 2, "00:01:59:29");
+        Stream.tDropFrameOccurred = StartUsec() / 1'000'000;
+        Stream.BackFillStateCount = 1;
+        Stream.bExtraSkipAllowed = bExtraSkipAllowed;
+        EXPECT_EQ(Next(Stream, 9009), szNew) << bExtraSkipAllowed;
+    }
+}
+
 TEST_F(Generator, SaysWhatItSkips) {
     SMPTE12M1_CONTEXT Stream = Context(29000, 2, "00:01:59:27");
     for (const INT64 nFrames : {3, -2, 1, 4})

@@ -58,8 +58,37 @@ static INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
     return DiffTS64 / nTicks + (DiffTS64 > 0 ? nRest + nHalf : nRest - nHalf) / nTicks;
 }
 
-// Moves the old timecode by whole frames. Carries go over any distance, so the digits are valid after every jump.
-static Hmsf MoveByFrames(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
+// Seconds and minutes start anew when they are left, whatever they held.
+static INT64 CarryOnce(INT64 &nValue) {
+    if (nValue > 59) {
+        nValue = 0;
+        return 1;
+    }
+    if (nValue < 0) {
+        nValue = 59;
+        return -1;
+    }
+    return 0;
+}
+
+// Moves the old timecode by less than a second: one step of carry for each unit, also from digits out of their range.
+static Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
+    Time.nFrames += nFrameDistance;
+    INT64 nSecondsCarry = 0;
+    if (Time.nFrames >= nPictureRate)
+        nSecondsCarry = 1;
+    else if (Time.nFrames < 0)
+        nSecondsCarry = -1;
+    Time.nFrames -= nSecondsCarry * nPictureRate;
+    Time.nSeconds += nSecondsCarry;
+    Time.nMinutes += CarryOnce(Time.nSeconds);
+    Time.nHours += CarryOnce(Time.nMinutes);
+    Time.nHours = Time.nHours < 0 ? 23 : Time.nHours % 24;
+    return Time;
+}
+
+// Moves it by any distance. The units carry as far as needed, so the digits are valid after every jump.
+static Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     const INT64 nFramesPerDay = nPictureRate * 86400;
     Time.nFrames += nFrameDistance % nFramesPerDay;
     Time.nSeconds += FloorDivide(Time.nFrames, nPictureRate);
@@ -89,7 +118,7 @@ static void BackFillLater(Picture &Pic) {
     SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.Time.nFrames <= Pic.Rule.nHighest) {
         Pic.Time.nFrames += Pic.Rule.nSkipped;
-    } else if (Context.BackFillStateCount == 1 && Context.bExtraSkipAllowed != FALSE) {
+    } else if (Context.BackFillStateCount == 1 && Context.bExtraSkipAllowed == TRUE) {
         Pic.Time.nFrames += Pic.Rule.nSkipped;
         Context.bExtraSkipAllowed = FALSE;
         TC_TRACE(DBG_LEVEL_DEBUG, "Extra Skip frame.\n");
@@ -128,6 +157,12 @@ static void NumberDropFrames(Picture &Pic) {
     } else if (bDropZone) {
         DropTest(Pic);
     }
+}
+
+static Hmsf MoveByFrames(const Hmsf &Time, INT64 nFrameDistance, INT64 nPictureRate) {
+    const bool bWithinSecond = nFrameDistance > -nPictureRate && nFrameDistance < nPictureRate;
+    return bWithinSecond ? MoveWithinSecond(Time, nFrameDistance, nPictureRate)
+                         : MoveFar(Time, nFrameDistance, nPictureRate);
 }
 
 static bool IsUsable(const SMPTE12M1_CONTEXT &Context) {
