@@ -136,6 +136,19 @@ void SayAll20162() {
     AskGood(3, 3);
 }
 
+// Above 100 frames a second the tens digit is cut to a byte, and the message shows what the record then says.
+TEST_F(Messages, TheAdvancedFrameNumberIsThatOfTheRecord) {
+    TCPayload Payload = {};
+    Payload.vitc.FrameTens = 255;
+    Payload.vitc.FrameUnits = 9;
+    Timecode_SetUTC(0, 2, 9000, &Payload);
+    Ask({2, 9000, FALSE, 3000, 3000});
+    TakeTraces();
+    Ask({2, 10000, FALSE, 3000, 3000});
+    EXPECT_THAT(TakeTraces(), Contains("7 Beginning to deal with overflow. Current TC H:0M:0S:0F:32. Overflows "
+                                       "H:0M:0S:0"));
+}
+
 TEST_F(Messages, CarryTheirArguments) {
     SayAll62();
     const std::string sSystemUsec = std::to_string(StartUsec() + 2'096'001'000);

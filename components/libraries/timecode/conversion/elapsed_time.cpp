@@ -8,7 +8,7 @@
 
 namespace timecode {
 
-// What the units hand on upwards, named by the unit that receives it.
+// Carry into the next larger unit, named after the receiver.
 struct Carries {
     INT64 nHours;
     INT64 nMinutes;
@@ -57,6 +57,16 @@ static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramer
     return static_cast<INT64>(OvfFrames);
 }
 
+// The frame number is printed as the record holds it: above 100 frames a second its tens digit is cut to a byte.
+static void TraceCarries(const Hmsf &Time, const Carries &Up) {
+    vitc_t Record{};
+    SetDigits(Record, Time);
+    TC_TRACE(DBG_LEVEL_DEBUG, "Beginning to deal with overflow. Current TC H:%dM:%dS:%dF:%d. Overflows H:%dM:%dS:%d\n",
+             static_cast<int>(Time.nHours), static_cast<int>(Time.nMinutes), static_cast<int>(Time.nSeconds),
+             static_cast<int>(DigitsOf(Record).nFrames), static_cast<int>(Up.nHours), static_cast<int>(Up.nMinutes),
+             static_cast<int>(Up.nSeconds));
+}
+
 static void PropagateCarries(Hmsf &Time, Carries Up) {
     Time.nSeconds += Up.nSeconds;
     Up.nMinutes += CarryOut(Time.nSeconds);
@@ -76,10 +86,7 @@ BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRat
     Hmsf Time = DigitsOf(*pVitcRecord);
     Carries Up = AddSeconds(Time, pElapsedNsec->tv_sec);
     Up.nSeconds = AddFrames(Time, pElapsedNsec->tv_nsec, static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate);
-    TC_TRACE(DBG_LEVEL_DEBUG, "Beginning to deal with overflow. Current TC H:%dM:%dS:%dF:%d. Overflows H:%dM:%dS:%d\n",
-             static_cast<int>(Time.nHours), static_cast<int>(Time.nMinutes), static_cast<int>(Time.nSeconds),
-             static_cast<int>(Time.nFrames), static_cast<int>(Up.nHours), static_cast<int>(Up.nMinutes),
-             static_cast<int>(Up.nSeconds));
+    TraceCarries(Time, Up);
     PropagateCarries(Time, Up);
     SetDigits(*pVitcRecord, Time);
     return TRUE;
