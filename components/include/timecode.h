@@ -174,7 +174,8 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  *                           revision is unsupported, or when penConfigMISBTimesource is null under
  *                           MISP_PROFILE_2016_2
  * ppRecordAddress           in and out: the record cursor, one per input, kept by the caller. Null in it asks
- *                           for the record nearest to the picture; an address that an earlier call left there takes
+ *                           for the record nearest to the picture, sought from the newest on until 12 in a row lie
+ *                           farther than the nearest so far; an address that an earlier call left there takes
  *                           that record and moves on to the next newer one of the source. Other values never match.
  *
  * A queued record serves a picture when it lies within 359 ticks (4 ms) of the picture's PTS.
