@@ -1,4 +1,5 @@
-/* One SMPTE 12M timecode (SMPTE ST 12-1, ST 12-2) as it is read from or written to the vertical interval.
+/** @file
+ * One SMPTE 12M timecode (SMPTE ST 12-1, ST 12-2) as it is read from or written to the vertical interval.
  *
  * Every digit field holds one decimal digit as a plain binary value, not a packed BCD pair: 13 hours is HourTens 1
  * and HourUnits 3. The timecode library reads and writes only the eight digit fields and carries all others
@@ -7,35 +8,36 @@
 #ifndef VANC_H
 #define VANC_H
 
-/* The eight binary groups (user bits) of SMPTE ST 12-1, each a value of 0 to 15. */
+/** The eight binary groups (user bits) of SMPTE ST 12-1, each a value of 0 to 15. */
 typedef struct vitc_bg_s {
-    unsigned char BinaryGroup1;
-    unsigned char BinaryGroup2;
-    unsigned char BinaryGroup3;
-    unsigned char BinaryGroup4;
-    unsigned char BinaryGroup5;
-    unsigned char BinaryGroup6;
-    unsigned char BinaryGroup7;
-    unsigned char BinaryGroup8;
+    unsigned char BinaryGroup1; /**< group 1 */
+    unsigned char BinaryGroup2; /**< group 2 */
+    unsigned char BinaryGroup3; /**< group 3 */
+    unsigned char BinaryGroup4; /**< group 4 */
+    unsigned char BinaryGroup5; /**< group 5 */
+    unsigned char BinaryGroup6; /**< group 6 */
+    unsigned char BinaryGroup7; /**< group 7 */
+    unsigned char BinaryGroup8; /**< group 8 */
 } vitc_bg_t;
 
+/** One timecode, whole as the line carries it. */
 typedef struct vitc_s {
-    unsigned int TimeStampAssociated; /* set by the producer, carried unchanged, never interpreted */
-    unsigned char FrameUnits;         /* frame number, units digit, 0 to 9 */
-    unsigned char FrameTens;          /* frame number, tens digit */
-    unsigned char Flag1;              /* flag bits beside the frame digits, carried unchanged */
-    unsigned char SecondUnits;        /* seconds, units digit, 0 to 9 */
-    unsigned char SecondTens;         /* seconds, tens digit, 0 to 5 */
-    unsigned char Flag2;              /* flag bits beside the seconds digits, carried unchanged */
-    unsigned char MinuteUnits;        /* minutes, units digit, 0 to 9 */
-    unsigned char MinuteTens;         /* minutes, tens digit, 0 to 5 */
-    unsigned char Flag3;              /* flag bits beside the minutes digits, carried unchanged */
-    unsigned char HourUnits;          /* hours, units digit, 0 to 9 */
-    unsigned char HourTens;           /* hours, tens digit, 0 to 2 */
-    unsigned char Flag4;              /* flag bits beside the hours digits, carried unchanged */
-    unsigned char VitcCrc;            /* CRC of the VITC line as the producer gives it, carried unchanged */
-    unsigned char VitcCrcErr;         /* the producer's CRC error indication, carried unchanged */
-    vitc_bg_t BinaryGroups;           /* user bits, carried unchanged */
+    unsigned int TimeStampAssociated; /**< set by the producer, carried unchanged, never interpreted */
+    unsigned char FrameUnits;         /**< frame number, units digit, 0 to 9 */
+    unsigned char FrameTens;          /**< frame number, tens digit */
+    unsigned char Flag1;              /**< flag bits beside the frame digits, carried unchanged */
+    unsigned char SecondUnits;        /**< seconds, units digit, 0 to 9 */
+    unsigned char SecondTens;         /**< seconds, tens digit, 0 to 5 */
+    unsigned char Flag2;              /**< flag bits beside the seconds digits, carried unchanged */
+    unsigned char MinuteUnits;        /**< minutes, units digit, 0 to 9 */
+    unsigned char MinuteTens;         /**< minutes, tens digit, 0 to 5 */
+    unsigned char Flag3;              /**< flag bits beside the minutes digits, carried unchanged */
+    unsigned char HourUnits;          /**< hours, units digit, 0 to 9 */
+    unsigned char HourTens;           /**< hours, tens digit, 0 to 2 */
+    unsigned char Flag4;              /**< flag bits beside the hours digits, carried unchanged */
+    unsigned char VitcCrc;            /**< CRC of the VITC line as the producer gives it, carried unchanged */
+    unsigned char VitcCrcErr;         /**< the producer's CRC error indication, carried unchanged */
+    vitc_bg_t BinaryGroups;           /**< user bits, carried unchanged */
 } vitc_t;
 
 #endif
