@@ -20,7 +20,8 @@ ensure_packages() {
     # shellcheck disable=SC2086 # a list of words
     {
         $as_root apt-get update -qq &&
-            $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null
+            $as_root env DEBIAN_FRONTEND=noninteractive \
+                apt-get install -y -qq --no-install-recommends $missing >/dev/null
     } || {
         echo "Could not install:$missing" >&2
         exit 1
@@ -32,5 +33,5 @@ TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev binutils ffmpeg python
 DEMO_PACKAGES="gnuplot-nox ffmpeg"
 ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest"
 FUZZ_PACKAGES="clang libclang-rt-dev"
-CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck gcovr abigail-tools"
+CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck pyflakes3 gcovr abigail-tools"
 DOC_PACKAGES="doxygen mandoc"

@@ -8,7 +8,7 @@ from pathlib import Path
 import pytest
 
 pytest.register_assert_rewrite("running")
-from running import Program, tool  # noqa: E402
+from running import Program, tool
 
 SOURCE = Path(__file__).resolve().parents[2]
 

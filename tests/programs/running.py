@@ -25,9 +25,10 @@ def wait_for(condition, what="what must happen", alive=lambda: True):
 
 
 class Run:
-    """A run of a program, by another (`under`) if need be. Both its streams are kept where no file is given for them."""
+    """A run of a program, by another (`under`) if need be. Its streams are kept where no file is given for them."""
 
-    def __init__(self, program, number, arguments, under=(), env=None, stdin=subprocess.DEVNULL, stdout=None, stderr=None):
+    def __init__(self, program, number, arguments, under=(), env=None,
+                 stdin=subprocess.DEVNULL, stdout=None, stderr=None):
         self.name = program.path.name
         self.folder = program.folder
         self.kept = [self.folder / f"{self.name}{number}.{stream}" for stream in ("out", "err")]
@@ -92,7 +93,7 @@ class Run:
 
 
 class Program:
-    """One of the project's programs, run in a folder of its own. Call it for a whole run; `start` it to go on beside it."""
+    """One of the project's programs, run in the test's folder. Call it for a whole run; `start` goes on beside it."""
 
     def __init__(self, path, folder):
         assert path.exists(), f"{path} has not been built"

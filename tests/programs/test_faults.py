@@ -32,20 +32,33 @@ TRACE = {"TIMECODE_TRACE_LEVEL": "7"}
 
 
 @pytest.fixture
-def start(stamp_encoder, in_ts):  # pylint: disable=unused-argument # the file is what the program reads
+def code(stamp_encoder, in_ts):
     """Starts to code inputs into out.ts and table.csv, or into what is named."""
-    def code(*inputs, output="out.ts", csv="table.csv", **options):
+    def start(*inputs, output="out.ts", csv="table.csv", **options):
         return stamp_encoder.start("--preset", "ultrafast", *inputs, "-o", output, "--csv", csv, **options)
-    return code
+    return start
 
 
 @pytest.fixture
-def code(start):
-    return lambda *inputs, **options: start(*inputs, **options).finish()
+def broken_off(in_ts):
+    """The recording's first part, which ends inside a packet."""
+    return in_ts.read_bytes()[:INSIDE_A_PACKET]
+
+
+@pytest.fixture
+def broken_pipe(beside):
+    """A pipe with that part in it, and no writer any more when it has been read."""
+    return beside("head", "-c", INSIDE_A_PACKET, "in.ts", stdout=subprocess.PIPE).stdout
+
+
+@pytest.fixture
+def silent_writer(beside, in_ts):
+    """Writes that part into in.fifo and then nothing more."""
+    os.mkfifo("in.fifo")
+    return beside("sh", "-c", f"exec >in.fifo; head -c {INSIDE_A_PACKET} in.ts; exec sleep {10 * HANG}")
 
 
 # Disks that are full
-
 
 @pytest.mark.parametrize("inputs, files, message", [
     pytest.param(["in.ts"], {"output": "/dev/full"}, "output '/dev/full'", id="stream"),
@@ -75,7 +88,6 @@ def test_messages_and_trace_have_no_room(code):
 
 
 # Room for a part of a picture or row, as on a disk: the limit on the size of a file.
-
 
 def test_stream_reaches_the_largest_size_of_a_file(code):
     run = code("in.ts", under=["prlimit", "--fsize=512000"]).ended(BROKEN_OUTPUT, "output 'out.ts': File too large")
@@ -115,7 +127,6 @@ def test_file_system_is_full(code):
 
 # Readers that stall or go away
 
-
 class Reader:
     """Reads from a named pipe when told to. It is there before the writer, so that nobody waits for the other."""
 
@@ -137,18 +148,18 @@ class Reader:
 
 
 @pytest.mark.parametrize("stalled, copy", [("output", "out.ts"), ("csv", "table.csv")])
-def test_reader_stalls_and_goes_on(start, stalled, copy):
+def test_reader_stalls_and_goes_on(code, stalled, copy):
     reader = Reader("slow.fifo")
-    run = start("in.ts", **{stalled: "slow.fifo"}).until(reader.waiting, "the first byte")
+    run = code("in.ts", **{stalled: "slow.fifo"}).until(reader.waiting, "the first byte")
     time.sleep(STALL)
     reader.read_into(copy, run)
     run.ended(DONE)
     assert len(whole(run, "out.ts")) == ALL
 
 
-def test_reader_of_the_stream_goes_away(start):
+def test_reader_of_the_stream_goes_away(code):
     reader = Reader("stream.fifo")
-    run = start("in.ts", output="stream.fifo")
+    run = code("in.ts", output="stream.fifo")
     reader.read_into("out.ts", run, 400000)
     reader.pipe.close()
     run.ended(BROKEN_OUTPUT, "output 'stream.fifo': Broken pipe")
@@ -158,9 +169,9 @@ def test_reader_of_the_stream_goes_away(start):
     assert len(set(held) - set(table("table.csv"))) <= 1
 
 
-def test_reader_of_the_table_goes_away(start):
+def test_reader_of_the_table_goes_away(code):
     reader = Reader("table.fifo")
-    run = start("in.ts", csv="table.fifo")
+    run = code("in.ts", csv="table.fifo")
     reader.read_into("table.csv", run, 3000)
     reader.pipe.close()
     run.ended(BROKEN_OUTPUT, "table 'table.fifo': Broken pipe")
@@ -179,19 +190,17 @@ def test_nobody_reads_the_trace(code, unread):
     whole(code("in.ts", env=TRACE, stderr=unread).ended(DONE), "out.ts")
 
 
-def test_nobody_reads_the_messages_and_the_pipe_is_full(code, unread):
+def test_nobody_reads_the_messages_and_the_pipe_is_full(code, broken_pipe, unread):
     os.set_blocking(unread.fileno(), False)
     while unread.write(bytes(4096)):
         pass
     os.set_blocking(unread.fileno(), True)
-    Path("broken.ts").write_bytes(Path("in.ts").read_bytes()[:INSIDE_A_PACKET])
-    cat = subprocess.Popen(["cat", "broken.ts"], stdout=subprocess.PIPE)
-    whole(code("-", env=TRACE, stdin=cat.stdout, stderr=unread).ended(BROKEN_INPUT), "out.ts")
+    whole(code("-", env=TRACE, stdin=broken_pipe, stderr=unread).ended(BROKEN_INPUT), "out.ts")
 
 
-def test_reader_of_messages_and_trace_goes_away(start):
+def test_reader_of_messages_and_trace_goes_away(code):
     ours, theirs = os.pipe()
-    run = start("in.ts", env=TRACE, stderr=theirs)
+    run = code("in.ts", env=TRACE, stderr=theirs)
     os.close(ours)
     os.close(theirs)
     whole(run.ended(DONE), "out.ts")
@@ -203,7 +212,6 @@ def test_no_standard_output_and_no_standard_error(code):
 
 
 # Inputs that vanish
-
 
 def until_rows(run, count):
     """Waits until the table has them."""
@@ -222,33 +230,14 @@ def all_read_is_coded(run, number=1):
     assert run.claimed(number) == run.claimed(number, "source 1")
 
 
-@pytest.fixture
-def broken_off(in_ts):
-    """The recording's first part, which ends inside a packet."""
-    return in_ts.read_bytes()[:INSIDE_A_PACKET]
-
-
-@pytest.fixture
-def broken_pipe(beside):
-    """A pipe with that part in it, and no writer any more when it has been read."""
-    return beside("head", "-c", INSIDE_A_PACKET, "in.ts", stdout=subprocess.PIPE).stdout
-
-
-@pytest.fixture
-def silent_writer(beside, in_ts):  # pylint: disable=unused-argument
-    """Writes that part into in.fifo and then nothing more."""
-    os.mkfifo("in.fifo")
-    return beside("sh", "-c", f"exec >in.fifo; head -c {INSIDE_A_PACKET} in.ts; exec sleep {10 * HANG}")
-
-
 def test_writer_of_a_pipe_ends_inside_a_packet(code, broken_pipe):
     run = code("-", stdin=broken_pipe)
     broke_off(run, "-")
     all_read_is_coded(run)
 
 
-def test_writer_of_a_pipe_is_killed(start, silent_writer):
-    run = until_rows(start("in.fifo"), 10)
+def test_writer_of_a_pipe_is_killed(code, silent_writer):
+    run = until_rows(code("in.fifo"), 10)
     silent_writer.kill()
     broke_off(run, "in.fifo")
     all_read_is_coded(run)
@@ -269,10 +258,10 @@ def taken(protocol, port):
 
 @pytest.mark.parametrize("options, closes", [("listen=1", True), ("listen=1&timeout=1000000", False)],
                          ids=["is_closed_inside_a_packet", "falls_silent"])
-def test_tcp_connection(start, broken_off, options, closes):
+def test_tcp_connection(code, broken_off, options, closes):
     port = port_for(socket.SOCK_STREAM)
     url = f"tcp://127.0.0.1:{port}?{options}"
-    run = start(url).until(lambda: taken("tcp", port), "a listener")
+    run = code(url).until(lambda: taken("tcp", port), "a listener")
     with socket.create_connection(("127.0.0.1", port), HANG) as connection:
         connection.sendall(broken_off)
         if closes:
@@ -281,10 +270,10 @@ def test_tcp_connection(start, broken_off, options, closes):
     all_read_is_coded(run)
 
 
-def test_udp_falls_silent(start, in_ts):
+def test_udp_falls_silent(code, in_ts):
     port = port_for(socket.SOCK_DGRAM)
     url = f"udp://127.0.0.1:{port}?timeout=1000000"
-    run = start(url).until(lambda: taken("udp", port), "a listener")
+    run = code(url).until(lambda: taken("udp", port), "a listener")
     stream = in_ts.read_bytes()[:12 * 50 * 1316]
     with socket.socket(type=socket.SOCK_DGRAM) as sender:
         sender.connect(("127.0.0.1", port))
@@ -295,11 +284,11 @@ def test_udp_falls_silent(start, in_ts):
     broke_off(run, url)
 
 
-def test_file_becomes_shorter_while_it_is_read(start):
+def test_file_becomes_shorter_while_it_is_read(code):
     """Its reader holds the run up until the file has become shorter."""
     reader = Reader("stream.fifo")
     shutil.copy("in.ts", "shrinking.ts")
-    run = start("shrinking.ts", output="stream.fifo")
+    run = code("shrinking.ts", output="stream.fifo")
     reader.read_into("out.ts", run, 50000)
     os.truncate("shrinking.ts", 0)
     reader.read_into("out.ts", run)
@@ -322,19 +311,18 @@ def test_one_of_two_inputs_ends_early(code, stamp_encoder):
 
 # Signals
 
-
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
-def test_signal_while_the_input_is_silent(start, silent_writer, number):  # pylint: disable=unused-argument
-    run = until_rows(start("in.fifo"), 10)
+def test_signal_while_the_input_is_silent(code, silent_writer, number):
+    run = until_rows(code("in.fifo"), 10)
     run.process.send_signal(number)
     whole(run.ended(DONE), "out.ts")
 
 
-def test_sigterm_while_pictures_flow(start, stamp_encoder):
+def test_sigterm_while_pictures_flow(code, stamp_encoder):
     """The writer of the input is left alone."""
     os.mkfifo("in.fifo")
     writer = stamp_encoder.start("--generate", "in.fifo", "--duration", 3600)
-    run = until_rows(start("in.fifo"), 10)
+    run = until_rows(code("in.fifo"), 10)
     run.process.terminate()
     whole(run.ended(DONE), "out.ts")
     writer.ended(BROKEN_OUTPUT, "output 'in.fifo': Broken pipe")
@@ -348,17 +336,17 @@ def test_sigterm_while_an_input_is_generated(stamp_encoder):
     assert f"stopped after {len(pictures('out.ts'))} pictures" in run.out
 
 
-def test_sigterm_while_nobody_reads_the_stream(start):
+def test_sigterm_while_nobody_reads_the_stream(code):
     reader = Reader("stream.fifo")
-    run = until_rows(start("in.ts", output="stream.fifo"), 1)
+    run = until_rows(code("in.ts", output="stream.fifo"), 1)
     run.process.terminate()
     run.ended(BROKEN_OUTPUT, "output 'stream.fifo' takes no more data")
     reader.pipe.close()
 
 
-def test_sigint_before_the_input_has_come(start):
+def test_sigint_before_the_input_has_come(code):
     os.mkfifo("in.fifo")
-    run = start("in.fifo")
+    run = code("in.fifo")
     status = Path(f"/proc/{run.process.pid}/status")
     caught = 1 << (signal.SIGINT - 1)
     run.until(lambda: int(status.read_text().partition("SigCgt:")[2].split()[0], 16) & caught, "its handler")
