@@ -70,6 +70,11 @@ std::uint16_t Checksum(Bytes Set) {
     return static_cast<std::uint16_t>(nSum);
 }
 
+constexpr const char *BAD_LENGTH = "a length that runs past the set, or none";
+constexpr const char *BAD_UTC_LENGTH = "a UTC (tag 2) that has not 8 bytes";
+constexpr const char *BAD_CHECKSUM = "a wrong checksum";
+constexpr const char *NO_CHECKSUM = "no checksum at its end";
+
 bool IsChecksumRight(Bytes Set, Bytes Value) {
     return Value.size() == CHECKSUM_SIZE && BigEndian(Value) == Checksum(Set.first(Set.size() - CHECKSUM_SIZE));
 }
@@ -77,7 +82,12 @@ bool IsChecksumRight(Bytes Set, Bytes Value) {
 struct SetReading {
     ReadResult enResult = ReadResult::Broken;
     std::int64_t llUTC = 0;
+    const char *szReason = nullptr; // why it is broken
 };
+
+SetReading Broken(const char *szReason) {
+    return {.szReason = szReason};
+}
 
 // Reads one set, given from its key to its end and as the items in it. The checksum is the last item.
 SetReading ReadLocalSet(Bytes Set, Bytes Items) {
@@ -85,18 +95,20 @@ SetReading ReadLocalSet(Bytes Set, Bytes Items) {
     while (!Items.empty()) {
         const auto nTag = TakeTag(Items);
         const auto nLength = nTag ? TakeLength(Items) : std::nullopt;
-        if (!nLength || (*nTag == TAG_UTC && *nLength != UTC_SIZE))
-            return {};
+        if (!nLength)
+            return Broken(BAD_LENGTH);
+        if (*nTag == TAG_UTC && *nLength != UTC_SIZE)
+            return Broken(BAD_UTC_LENGTH);
         const Bytes Value = Take(Items, *nLength);
         if (*nTag == TAG_UTC)
             llUTC = static_cast<std::int64_t>(BigEndian(Value));
         if (*nTag == TAG_CHECKSUM) {
             if (!Items.empty() || !IsChecksumRight(Set, Value))
-                return {};
+                return Broken(Items.empty() ? BAD_CHECKSUM : NO_CHECKSUM);
             return {llUTC ? ReadResult::Ok : ReadResult::NotOurs, llUTC.value_or(0)};
         }
     }
-    return {};
+    return Broken(NO_CHECKSUM);
 }
 
 bool IsLabel(Bytes Data) {
@@ -116,7 +128,7 @@ bool FindKey(Bytes &Rest) {
 ReadResult LocalSetsRead::Result() const {
     if (!UTCs.empty())
         return ReadResult::Ok;
-    return nBroken > 0 ? ReadResult::Broken : ReadResult::NotOurs;
+    return !Broken.empty() ? ReadResult::Broken : ReadResult::NotOurs;
 }
 
 LocalSetsRead ReadLocalSets(Bytes Packet) {
@@ -128,7 +140,8 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
         const bool bOurs = std::ranges::equal(Take(Rest, nKeySize), Bytes(LOCAL_SET_KEY).first(nKeySize));
         const auto nLength = TakeLength(Rest);
         if (!nLength) {
-            Read.nBroken += bOurs ? 1 : 0;
+            if (bOurs)
+                Read.Broken.push_back(BAD_LENGTH);
             break;
         }
         const Bytes Items = Take(Rest, *nLength);
@@ -137,7 +150,8 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
         const SetReading Set = ReadLocalSet(Begin.first(Begin.size() - Rest.size()), Items);
         if (Set.enResult == ReadResult::Ok)
             Read.UTCs.push_back(Set.llUTC);
-        Read.nBroken += Set.enResult == ReadResult::Broken ? 1 : 0;
+        if (Set.enResult == ReadResult::Broken)
+            Read.Broken.push_back(Set.szReason);
     }
     return Read;
 }

@@ -10,8 +10,8 @@
 namespace encoder {
 
 struct LocalSetsRead {
-    std::vector<std::int64_t> UTCs; // microseconds since 1970-01-01 00:00:00 UTC, one for each good set, in order
-    unsigned nBroken = 0;           // sets cut short, with a bad length or without the right checksum
+    std::vector<std::int64_t> UTCs;   // microseconds since 1970-01-01 00:00:00 UTC, one for each good set, in order
+    std::vector<const char *> Broken; // why each set was refused that is cut short or has not the right checksum
 
     // Ok when there is a UTC, Broken when there is none because of a broken set, NotOurs for all else.
     ReadResult Result() const;

@@ -12,6 +12,8 @@ using StampId = std::array<std::uint8_t, STAMP_ID_SIZE>;
 constexpr StampId H264_STAMP_ID = {'M', 'I', 'S', 'P', 'm', 'i', 'c', 'r', 'o', 's', 'e', 'c', 't', 'i', 'm', 'e'};
 constexpr StampId HEVC_STAMP_ID = {0xA8, 0x68, 0x7D, 0xD4, 0xD7, 0x59, 0x37, 0x58,
                                    0xA5, 0xCE, 0xF0, 0x33, 0x8B, 0x65, 0x45, 0xF1};
+constexpr const char *CUT_SHORT = "cut short";
+constexpr const char *BAD_SEPARATOR = "a separator that is not 0xFF";
 constexpr std::uint8_t SEPARATOR = 0xFF;
 constexpr std::size_t STATUS_OFFSET = STAMP_ID_SIZE;
 constexpr std::array<std::size_t, 8> TIME_OFFSETS = {17, 18, 20, 21, 23, 24, 26, 27};
@@ -23,13 +25,17 @@ bool HasStampId(Bytes Payload, bool bHevc) {
                       Payload.begin() + static_cast<std::ptrdiff_t>(std::min(Payload.size(), Id.size())), Id.begin());
 }
 
+StampReading Broken(const char *szReason) {
+    return {ReadResult::Broken, {}, szReason};
+}
+
 // A message cut short within the identifier may have been a time stamp; one that goes on differently was none.
 StampReading ReadMessage(const SeiMessage &Message, bool bHevc) {
     if (Message.nPayloadType != SEI_USER_DATA_UNREGISTERED)
         return {};
     if (Message.bComplete)
         return ReadStampPayload(Message.Payload, bHevc);
-    return {HasStampId(Message.Payload, bHevc) ? ReadResult::Broken : ReadResult::NotOurs, {}};
+    return HasStampId(Message.Payload, bHevc) ? Broken(CUT_SHORT) : StampReading{};
 }
 
 } // namespace
@@ -38,12 +44,14 @@ StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
     if (Payload.size() < STAMP_ID_SIZE || !HasStampId(Payload, bHevc))
         return {};
     const auto IsSeparator = [&](std::size_t nOffset) { return Payload[nOffset] == SEPARATOR; };
-    if (Payload.size() < STAMP_PAYLOAD_SIZE || !std::ranges::all_of(SEPARATOR_OFFSETS, IsSeparator))
-        return {ReadResult::Broken, {}};
+    if (Payload.size() < STAMP_PAYLOAD_SIZE)
+        return Broken(CUT_SHORT);
+    if (!std::ranges::all_of(SEPARATOR_OFFSETS, IsSeparator))
+        return Broken(BAD_SEPARATOR);
     std::uint64_t nUTC = 0;
     for (const std::size_t nOffset : TIME_OFFSETS)
         nUTC = nUTC << 8 | Payload[nOffset];
-    return {ReadResult::Ok, {Payload[STATUS_OFFSET], static_cast<std::int64_t>(nUTC)}};
+    return {ReadResult::Ok, {Payload[STATUS_OFFSET], static_cast<std::int64_t>(nUTC)}, nullptr};
 }
 
 std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp) {
@@ -69,7 +77,8 @@ StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format) {
             const StampReading Reading = ReadMessage(*Message, Format.bHevc);
             if (Reading.enResult == ReadResult::Ok)
                 Read.Stamps.push_back(Reading.Stamp);
-            Read.nBroken += Reading.enResult == ReadResult::Broken ? 1 : 0;
+            if (Reading.enResult == ReadResult::Broken)
+                Read.Broken.push_back(Reading.szReason);
         }
     }
     return Read;

@@ -22,6 +22,7 @@ constexpr std::size_t STAMP_PAYLOAD_SIZE = STAMP_ID_SIZE + 1 + 8 + 3; // identif
 struct StampReading {
     ReadResult enResult = ReadResult::NotOurs;
     UtcStamp Stamp;
+    const char *szReason = nullptr; // why it is broken
 };
 
 // Reads the payload of a message of type SEI_USER_DATA_UNREGISTERED. Bytes after the time stamp are passed over.
@@ -31,8 +32,8 @@ StampReading ReadStampPayload(Bytes Payload, bool bHevc);
 std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp);
 
 struct StampsRead {
-    std::vector<UtcStamp> Stamps; // in the order of the stream
-    unsigned nBroken = 0;         // time stamps that were there but could not be used
+    std::vector<UtcStamp> Stamps;     // in the order of the stream
+    std::vector<const char *> Broken; // why each time stamp was refused that was there but could not be used
 };
 
 // Takes the time stamps out of one access unit.

@@ -46,7 +46,7 @@ void StampIntake::TakeVideoPacket(const AVPacket &Packet) {
     if (!m_bHasNalUnits || IsDamaged(Packet))
         return;
     const StampsRead Read = ReadStamps(BytesOf(Packet), m_NalFormat);
-    m_Tally.Count(Event::BrokenStampSei, Read.nBroken);
+    m_Tally.Count(Event::BrokenStampSei, Read.Broken.size());
     if (!bHasPTS) {
         m_Tally.Count(Event::StampWithoutPts, Read.Stamps.size());
         return;
@@ -59,7 +59,7 @@ void StampIntake::TakeKlvPacket(const AVPacket &Packet) {
     if (IsDamaged(Packet))
         return;
     const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
-    m_Tally.Count(Event::BrokenLocalSet, Read.nBroken);
+    m_Tally.Count(Event::BrokenLocalSet, Read.Broken.size());
     // Asynchronous carriage gives a local set no PTS. It was sent about when the picture read before it was, so it
     // takes that picture's PTS: right to a few pictures, which is all that such a stream promises.
     std::optional<UINT64> PTS = m_LastVideoPTS;

@@ -55,7 +55,7 @@ TEST(Klv, EverySetOfAPacketIsRead) {
         Packet.insert(Packet.end(), Part.begin(), Part.end());
     const auto Read = ReadLocalSets(Packet);
     EXPECT_EQ(Read.UTCs, (std::vector{UTC, std::int64_t{-2}}));
-    EXPECT_EQ(Read.nBroken, 1u);
+    EXPECT_EQ(Read.Broken.size(), 1u);
 }
 
 TEST(Klv, NoTimeIsReadFromADamagedSet) {

@@ -74,7 +74,7 @@ TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
     for (const auto &[Payload, bHevc, enExpected] : rows) {
         const Buffer Header = bHevc ? Buffer{39 << 1, 1} : Buffer{6};
         const auto Read = ReadStamps(Unit({SeiNal({{5, Payload}}, Header)}), {bHevc, 0});
-        const auto enOther = Read.nBroken == 1 ? ReadResult::Broken : ReadResult::NotOurs;
+        const auto enOther = Read.Broken.size() == 1 ? ReadResult::Broken : ReadResult::NotOurs;
         EXPECT_EQ(Read.Stamps.empty() ? enOther : ReadResult::Ok, enExpected)
             << "HEVC " << bHevc << ' ' << testing::PrintToString(Payload);
     }
@@ -88,7 +88,7 @@ TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
         EXPECT_EQ(ReadStampPayload(Bytes(Payload).first(nSize), false).enResult, enExpected) << nSize;
         // In the message, whose three bytes go before, its size still tells of the bytes that are missing.
         const auto Read = ReadStamps(Unit({Buffer(Nal.begin(), Nal.begin() + 3 + static_cast<int>(nSize))}), ANNEX_B);
-        EXPECT_TRUE(Read.Stamps.empty() && Read.nBroken == 1) << nSize;
+        EXPECT_TRUE(Read.Stamps.empty() && Read.Broken.size() == 1) << nSize;
     }
 }
 
