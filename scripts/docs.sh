@@ -11,5 +11,6 @@ mkdir -p build/docs
 doxygen docs/Doxyfile
 SOURCE_DATE_EPOCH=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct)}
 export SOURCE_DATE_EPOCH
-scripts/man.py build/docs/xml build/docs/man "$(sed -n 's/^project(timecode VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt)"
+release=$(sed -n 's/^#define TIMECODE_VERSION_STRING "\(.*\)"/\1/p' components/include/timecode.h)
+scripts/man.py build/docs/xml build/docs/man "$release"
 mandoc -T lint -W warning build/docs/man/man*/*

@@ -29,8 +29,11 @@
 extern "C" {
 #endif
 
-/** Release of the library; the soname carries the ABI's own number. */
+/** Release of the library, as text and as three numbers; the soname carries the ABI's own number. */
 #define TIMECODE_VERSION_STRING "0.2.0"
+#define TIMECODE_VERSION_MAJOR 0 /**< first number of the release */
+#define TIMECODE_VERSION_MINOR 2 /**< second number of the release */
+#define TIMECODE_VERSION_PATCH 0 /**< third number of the release */
 
 /** Video inputs are numbered from 0 to NUM_VIDEO_INPUTS - 1. */
 #define NUM_VIDEO_INPUTS 4

@@ -1,0 +1,36 @@
+# timecode_install(TARGET COMPONENT): installs a shared library or program, which finds the libraries by its own place.
+#
+# In a system's own folders it has no search path of its own: there the system's search path decides, so that a
+# platform can put its services before the project's. Where things go is known when they are installed only.
+function(timecode_install target component)
+    get_target_property(type ${target} TYPE)
+    if(TIMECODE_HARDENING)
+        target_link_options(${target} PRIVATE LINKER:-z,relro,-z,now)
+    endif()
+    set(same_path ON)
+    if(type STREQUAL EXECUTABLE)
+        set(same_path ${PROJECT_IS_TOP_LEVEL}) # which has its programs in bin and its libraries in lib
+        set(folder ${CMAKE_INSTALL_BINDIR})
+        file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+        set(path $ORIGIN/../lib $ORIGIN/${libraries})
+        list(REMOVE_DUPLICATES path)
+    else()
+        set(folder ${CMAKE_INSTALL_LIBDIR})
+        set(path $ORIGIN)
+    endif()
+    if(NOT DEFINED CMAKE_INSTALL_RPATH)
+        # The same in the build folder and installed: nothing to write over, so no empty entry as a filler.
+        set_target_properties(${target} PROPERTIES INSTALL_RPATH "${path}" BUILD_WITH_INSTALL_RPATH ${same_path})
+    endif()
+    if(NOT TIMECODE_INSTALL)
+        return()
+    endif()
+    install(TARGETS ${target} ${ARGN} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT development)
+    if(NOT DEFINED CMAKE_INSTALL_RPATH)
+        cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \${CMAKE_INSTALL_PREFIX})
+        install(CODE "if(CMAKE_INSTALL_PREFIX MATCHES \"^/(usr(/local)?/?)?$\")
+            file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}${folder}/$<TARGET_FILE_NAME:${target}>\")
+        endif()" COMPONENT ${component})
+    endif()
+endfunction()

@@ -1,0 +1,185 @@
+"""Picks the project up as its users do: installed files, CMake packages and subprojects, pkg-config, search paths."""
+
+import os
+import re
+import subprocess
+
+import pytest
+from running import tool
+
+ANSWER = "1767225600000000 us, status 0x1F\n"  # of the README's program
+LIBRARIES_ALONE = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES", "BENCHMARKS")]
+
+
+def install(build, *options, **variables):
+    return subprocess.run(["cmake", "--install", build, *map(str, options)], env={**os.environ, **variables},
+                          stdout=subprocess.DEVNULL, check=True)
+
+
+@pytest.fixture(scope="module")
+def prefix(build, tmp_path_factory):
+    """A folder of its own with everything installed."""
+    folder = tmp_path_factory.mktemp("prefix")
+    install(build, "--prefix", folder)
+    return folder
+
+
+@pytest.fixture
+def readme_program(source, tmp_path):
+    """The README's program is the first block of C in it."""
+    text = re.search(r"^```c\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+    for name in ("smallest.c", "smallest.cpp"):
+        (tmp_path / name).write_text(text)
+    return tmp_path / "smallest.c"
+
+
+def pkg_config(libraries, *question, **variables):
+    answer = subprocess.run(["pkg-config", *question, "timecode"], stdout=subprocess.PIPE, check=True, text=True,
+                            env={**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"), **variables})
+    return answer.stdout.split()
+
+
+def libraries_of(folder):
+    return next(folder.rglob("libtimecode.so")).parent
+
+
+@pytest.mark.parametrize("compiler", ["gcc -std=c11 -Wextra smallest.c", "g++ -std=c++17 smallest.cpp"])
+def test_pkg_config_builds_the_readme_program(prefix, readme_program, compiler, monkeypatch):
+    monkeypatch.chdir(readme_program.parent)
+    libraries = libraries_of(prefix)
+    tool(*compiler.split(), "-Wall", "-Werror", "-o", "smallest", *pkg_config(libraries, "--cflags", "--libs"),
+         f"-Wl,-rpath,{libraries}")
+    assert tool("./smallest") == ANSWER
+
+
+def project(folder, body, *options):
+    """Configures a project of one's own; its build folder, and what CMake says."""
+    (folder / "CMakeLists.txt").write_text(f"cmake_minimum_required(VERSION 3.22)\nproject(mine C CXX)\n{body}")
+    done = subprocess.run(["cmake", "-S", folder, "-B", folder / "build", *map(str, options)], check=False,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+    return folder / "build", done.returncode, " ".join(done.stdout.split())
+
+
+PROGRAM = "add_executable(smallest smallest.c)\ntarget_link_libraries(smallest timecode::timecode timecode::support)\n"
+
+
+def test_find_package_builds_the_readme_program(prefix, readme_program):
+    built, code, said = project(readme_program.parent, f"find_package(timecode 0.2 REQUIRED)\n{PROGRAM}",
+                                f"-DCMAKE_PREFIX_PATH={prefix}")
+    assert code == 0, said
+    tool("cmake", "--build", built)
+    assert tool(built / "smallest") == ANSWER
+
+
+@pytest.mark.parametrize("wanted, refusal", [
+    ("0.2.0 EXACT", None),
+    ("0.3", "0.2.0"),
+    ("0.1", "0.2.0"),
+    ("0.2 COMPONENTS video", "none called video"),
+    ("0.2 OPTIONAL_COMPONENTS video", None),
+])
+def test_find_package_takes_what_is_there_only(prefix, tmp_path, wanted, refusal):
+    _, code, said = project(tmp_path, f"find_package(timecode {wanted} REQUIRED)", f"-DCMAKE_PREFIX_PATH={prefix}")
+    assert (code == 0) == (refusal is None), said
+    assert refusal is None or refusal in said
+
+
+def test_subproject(source, readme_program):
+    """Beside targets of the same plain names, with a standard and a search path of the user's own."""
+    names = "tests apps benchmarks examples flags header_checks stamp-encoder support_tests library_tests"
+    built, code, said = project(readme_program.parent, f"""
+        foreach(name {names})
+            add_custom_target(${{name}})
+        endforeach()
+        set(CMAKE_CXX_STANDARD 17)
+        set(CMAKE_INSTALL_RPATH /opt/mine/lib)
+        add_subdirectory({source} timecode)
+        {PROGRAM}
+        install(TARGETS smallest)""", "-DCMAKE_BUILD_TYPE=Debug")
+    assert code == 0, said
+    tool("cmake", "--build", built, "-j2")
+    assert tool(built / "smallest") == ANSWER
+    tool("cmake", "--install", built, "--prefix", built / "prefix")
+    assert [file.name for file in (built / "prefix").rglob("*") if file.is_file()] == ["smallest"]
+    assert "/opt/mine/lib" in tool("readelf", "-d", built / "prefix/bin/smallest")
+
+
+@pytest.mark.parametrize("options, reason", [
+    (["-DBUILD_SHARED_LIBS=OFF"], "puts its own services beneath the library"),
+    (["-DTIMECODE_BUILD_APPS=ON", "-DPKG_CONFIG_EXECUTABLE=false"], "TIMECODE_BUILD_APPS=OFF leaves them out"),
+    (["-DTIMECODE_BUILD_BENCHMARKS=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON"], "Google Benchmark"),
+])
+def test_what_cannot_be_built_is_refused_with_its_reason(source, tmp_path, options, reason):
+    _, code, said = project(tmp_path, f"add_subdirectory({source} timecode)", *options)
+    assert code != 0
+    assert reason in said
+
+
+@pytest.mark.parametrize("component, holds, lacks", [
+    ("runtime", {"libtimecode.so.1", "libtimecode_support.so.1"}, {"timecode.h", "libtimecode.so", "stamp-encoder"}),
+    ("development", {"timecode.h", "libtimecode.so", "timecode.pc", "timecode-config.cmake"}, {"libtimecode.so.1"}),
+    ("tools", {"stamp-encoder"}, {"libtimecode.so.1", "timecode.h"}),
+])
+def test_components(build, tmp_path, component, holds, lacks):
+    install(build, "--prefix", tmp_path, "--component", component)
+    names = {file.name for file in tmp_path.rglob("*")}
+    assert names >= holds
+    assert not names & lacks
+
+
+def search_paths(folder):
+    """The search path in each object of the project, or None."""
+    objects = [file for file in folder.rglob("*") if re.match(r"stamp-|libtimecode", file.name)
+               and file.is_file() and file.read_bytes()[:4] == b"\x7fELF"]
+    assert objects
+    found = {file.name: re.search(r"R(?:UN)?PATH.*\[(.*)\]", tool("readelf", "-d", file)) for file in objects}
+    return {name: match and match[1] for name, match in found.items()}
+
+
+def test_search_paths(build, prefix, tmp_path):
+    """By their own place in a folder of one's own; none in the system's folders, whose own search path decides."""
+    for path in [*search_paths(build / "lib").values(), *search_paths(build / "bin").values(),
+                 *search_paths(prefix).values()]:
+        assert path is None or all(entry.startswith("$ORIGIN") for entry in path.split(":"))
+    for system in ("/usr", "/usr/local"):
+        install(build, "--prefix", system, DESTDIR=str(tmp_path))
+        assert set(search_paths(tmp_path / system[1:]).values()) == {None}
+
+
+@pytest.fixture(scope="module")
+def alone(source, tmp_path_factory):
+    """A build of the libraries alone, which is configured anew for each question."""
+    folder = tmp_path_factory.mktemp("alone")
+
+    def configured(*options):
+        tool("cmake", "-S", source, "-B", folder, "-DCMAKE_BUILD_TYPE=Debug", *LIBRARIES_ALONE, *options)
+        tool("cmake", "--build", folder, "-j2")
+        return folder
+    return configured
+
+
+@pytest.mark.parametrize("prefix, libdir, options, flags", [
+    pytest.param("/opt/t", "lib", {}, "-I/opt/t/include/timecode -L/opt/t/lib", id="folder"),
+    pytest.param("/usr", "lib", {}, "-I/usr/include/timecode", id="system"),
+    pytest.param("/usr", "/opt/lib", {}, "-I/usr/include/timecode -L/opt/lib", id="absolute"),
+    pytest.param("/usr", "lib", {"PKG_CONFIG_SYSROOT_DIR": "/board"},
+                 "-I/board/usr/include/timecode -L/board/usr/lib", id="sysroot"),
+    pytest.param("/opt/t", "lib", {"PKG_CONFIG_SYSROOT_DIR": "/board"},
+                 "-I/board/opt/t/include/timecode -L/board/opt/t/lib", id="folder_in_sysroot"),
+])
+def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
+    """The prefix is that of the installation, without DESTDIR."""
+    built = alone(f"-DCMAKE_INSTALL_LIBDIR={libdir}", "-DCMAKE_INSTALL_PREFIX=/nowhere")
+    install(built, "--prefix", prefix, DESTDIR=str(tmp_path))
+    libraries = tmp_path / (libdir if libdir[0] == "/" else f"{prefix}/{libdir}")[1:]
+    assert pkg_config(libraries, "--cflags", "--libs", **options) == [*flags.split(), "-ltimecode", "-ltimecode_support"]
+
+
+def test_objects_are_hardened(prefix):
+    """Buffers and stacks guarded, relocations read-only before the program starts, programs at any address."""
+    for file in [*libraries_of(prefix).glob("*.so"), *(prefix / "bin").iterdir()]:
+        looks = tool("readelf", "-dlW", file)
+        assert "GNU_RELRO" in looks and "BIND_NOW" in looks and "RWE" not in looks, file
+        assert "__stack_chk_fail" in tool("nm", "-D", file), file
+        assert file.parent.name != "bin" or "PIE" in looks, file
+        assert file.name == "libtimecode.so" or "printf_chk" in tool("nm", "-D", file), file
