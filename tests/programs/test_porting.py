@@ -1,0 +1,108 @@
+"""Puts a platform's own services beneath the installed library, in each of the ways that docs/porting.md names."""
+
+import os
+import re
+import shutil
+import subprocess
+
+import pytest
+from running import tool
+
+STARTED = "Identified MISP revision as:20162"  # the first message of every start
+ANSWER = "1767225600000000 us, status 0x1F\n"
+
+# A trace service that says whose it is.
+TRACE = r"""
+#include <stdarg.h>
+#include <stdio.h>
+#include <dbgtrace.h>
+
+void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *szFile, int nLine,
+                   const char *szFormat, ...)
+{
+    va_list tArguments;
+    va_start(tArguments, szFormat);
+    fputs("mine: ", stderr);
+    vfprintf(stderr, szFormat, tArguments);
+    va_end(tArguments);
+}
+"""
+
+
+@pytest.fixture(scope="module")
+def board(build, source, tmp_path_factory):
+    """A root folder with the library installed below /usr and the README's program beside it."""
+    root = tmp_path_factory.mktemp("board")
+    subprocess.run(["cmake", "--install", build, "--prefix", "/usr"], env={**os.environ, "DESTDIR": str(root)},
+                   stdout=subprocess.DEVNULL, check=True)
+    program = re.search(r"^```c\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+    (root / "smallest.c").write_text(program)
+    (root / "trace.c").write_text(TRACE)
+    return root
+
+
+@pytest.fixture
+def compiled(board):
+    """Compiles sources of the board against what is installed on it."""
+    libraries = next(board.rglob("libtimecode.so")).parent
+
+    def program(name, *arguments):
+        tool("gcc", f"-I{board}/usr/include/timecode", *arguments, f"-L{libraries}", "-ltimecode",
+             f"-Wl,-rpath-link,{libraries}", "-o", board / name)
+        return board / name
+    program.libraries = libraries
+    return program
+
+
+def messages(program, env=None):
+    """What a run says on its standard error; its answer is right in any case."""
+    done = subprocess.run(program, env={"TIMECODE_TRACE_LEVEL": "5", **(env or {})}, stdout=subprocess.PIPE,
+                          stderr=subprocess.PIPE, check=False, text=True)
+    assert done.stdout == ANSWER, done.stderr
+    return done.stderr
+
+
+@pytest.fixture(scope="module")
+def others(build):
+    """The folder of a whole library of other services, that of examples/services."""
+    return build / "lib/syslog"
+
+
+def test_library_in_the_search_path_of_a_run(board, compiled, others):
+    program = compiled("smallest", board / "smallest.c")
+    own = messages(program, {"LD_LIBRARY_PATH": str(compiled.libraries)})
+    assert STARTED in own and f"timecode: {STARTED}" not in own
+    assert f"timecode: {STARTED}" in messages(program, {"LD_LIBRARY_PATH": f"{others}:{compiled.libraries}"})
+
+
+def test_library_in_the_search_path_of_the_system(board, compiled, others):
+    """As on a board: in a root folder of its own, with a folder before the system's in ld.so.conf."""
+    program = compiled("smallest", board / "smallest.c")
+    needed = tool("ldd", program, others / "libtimecode_support.so.1", *compiled.libraries.glob("*.so.1"))
+    for file in set(re.findall(r"(/\S*lib\S*/\S+\.so\S*) \(", needed)):
+        if "timecode" not in file:
+            copy = board / file[1:]
+            copy.parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(file, copy)
+    (board / "opt/platform").mkdir(parents=True)
+    (board / "etc").mkdir()
+    shutil.copy(others / "libtimecode_support.so.1", board / "opt/platform")
+
+    as_root = [] if os.geteuid() == 0 else ["unshare", "-r"]
+    for folders, theirs in ("", False), ("/opt/platform\n", True):
+        (board / "etc/ld.so.conf").write_text(f"{folders}/{compiled.libraries.relative_to(board)}\n")
+        subprocess.run([*as_root, shutil.which("ldconfig", path="/sbin:/usr/sbin"), "-r", board], check=True)
+        said = messages([*as_root, shutil.which("chroot", path="/sbin:/usr/sbin"), board, "/smallest"])
+        assert (f"timecode: {STARTED}" in said) == theirs, said
+
+
+def test_preloaded_object(board, compiled):
+    program = compiled("smallest", board / "smallest.c")
+    preloaded = compiled("trace.so", "-shared", "-fPIC", board / "trace.c")
+    said = messages(program, {"LD_LIBRARY_PATH": str(compiled.libraries), "LD_PRELOAD": str(preloaded)})
+    assert f"mine: {STARTED}" in said
+
+
+def test_definitions_in_the_program(board, compiled):
+    program = compiled("own", "-rdynamic", board / "smallest.c", board / "trace.c")
+    assert f"mine: {STARTED}" in messages(program, {"LD_LIBRARY_PATH": str(compiled.libraries)})
