@@ -143,8 +143,8 @@ void Demuxer::CheckEnd() const {
         throw Failure(ExitCode::Input, BrokeOff() + ": it ends inside a packet");
 }
 
-// Packets of a transport stream follow one another without a gap, so the packet read last tells where the last one of the
-// stream begins. Where none begins there, bytes have been lost in between, and all behind them have moved: then the
+// Packets of a transport stream follow one another without a gap, so the packet read last tells where the last one of
+// the stream begins. Where none begins there, bytes have been lost in between, and all behind them have moved: then the
 // stream is whole when a packet begins a packet's size before its end.
 bool Demuxer::EndsInsidePacket() const {
     int64_t llPacketSize = 0;
@@ -160,8 +160,12 @@ bool Demuxer::BeginsPacket(int64_t llBytesBeforeEnd) const {
     return llBytesBeforeEnd <= Source.buf_end - Source.buffer && Source.buf_end[-llBytesBeforeEnd] == TS_SYNC_BYTE;
 }
 
+// Where only some of the pictures have a PTS, those seem to be all, and the guess is too low by as much.
 AVRational Demuxer::Rate() const {
-    return av_guess_frame_rate(m_pContext, m_pContext->streams[m_nVideo], nullptr);
+    constexpr AVRational TOO_LOW{1, 3};
+    const AVRational Guess = av_guess_frame_rate(m_pContext, m_pContext->streams[m_nVideo], nullptr);
+    const AVRational Average = Video().avg_frame_rate;
+    return av_cmp_q(Guess, av_mul_q(Average, TOO_LOW)) < 0 ? Average : Guess;
 }
 
 } // namespace encoder

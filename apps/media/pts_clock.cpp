@@ -1,4 +1,4 @@
-// Two clocks made of a video's PTS: one that never wraps, and one that keeps pace with the wall.
+// A clock that keeps pace with the wall by a video's PTS.
 #include "media/pts_clock.h"
 
 #include <algorithm>
@@ -10,25 +10,10 @@ namespace encoder {
 
 namespace {
 
-constexpr std::int64_t LARGEST_STEP_BACK = TICKS_PER_SECOND;
 constexpr std::int64_t LARGEST_PAUSE = 10 * TICKS_PER_SECOND;
 constexpr std::chrono::milliseconds LONGEST_NAP{50};
 
 } // namespace
-
-std::int64_t PtsUnwrapper::Unwrap(std::uint64_t nStreamPTS) {
-    const auto llStreamPTS = static_cast<std::int64_t>(nStreamPTS);
-    if (!m_Last) {
-        m_Last = llStreamPTS + PTS_WRAP;
-        return *m_Last;
-    }
-    std::int64_t llStep = static_cast<std::int64_t>(StreamPTS(llStreamPTS - *m_Last));
-    if (llStep >= PTS_WRAP - LARGEST_STEP_BACK)
-        llStep -= PTS_WRAP;
-    const std::int64_t llPTS = *m_Last + llStep;
-    m_Last = std::max(*m_Last, llPTS);
-    return llPTS;
-}
 
 std::chrono::microseconds Pacer::DelayOfFirst() const {
     const std::int64_t llDelay = m_llStartAtUTC ? *m_llStartAtUTC - ClockGetUtc() : 0;

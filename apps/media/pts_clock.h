@@ -1,4 +1,4 @@
-// Two clocks made of a video's PTS: one that never wraps, and one that keeps pace with the wall.
+// The PTS that a stream carries, and a clock that keeps pace with the wall by them.
 // A stream carries 33 bits of PTS and starts again at 0 every 26.5 hours.
 #ifndef ENCODER_PTS_CLOCK_H
 #define ENCODER_PTS_CLOCK_H
@@ -18,18 +18,6 @@ constexpr std::int64_t MAX_START_DISTANCE_USEC = 86'400'000'000; // a day
 constexpr std::uint64_t StreamPTS(std::int64_t llPTS) {
     return static_cast<std::uint64_t>(llPTS) & static_cast<std::uint64_t>(PTS_WRAP - 1);
 }
-
-// Counts on where a stream's PTS wraps: encoder and muxer need times that only grow. The count starts one wrap up, so
-// that decoding times before the first picture stay above 0.
-class PtsUnwrapper {
-public:
-    // Pictures come in display order. A PTS that goes back by more than a second starts a new stretch of the stream;
-    // it is counted as if the PTS had wrapped. A PTS that goes back by less gives less than the call before.
-    std::int64_t Unwrap(std::uint64_t nStreamPTS);
-
-private:
-    std::optional<std::int64_t> m_Last;
-};
 
 // Holds a thread up until a picture is due, as a camera would have delivered it.
 class Pacer {

@@ -61,14 +61,15 @@ VideoEncoder::VideoEncoder(const VideoEncoderOptions &Options) : m_szName(Option
           m_szName + ": x264 preset");
     Check(av_opt_set(m_Context->priv_data, "x264-params", X264_PARAMETERS, 0), ExitCode::Encoder,
           m_szName + ": x264 settings");
+    Check(av_opt_set_int(m_Context->priv_data, "forced-idr", 1, 0), ExitCode::Encoder, m_szName + ": x264 settings");
     Check(avcodec_open2(m_Context.get(), pCodec, nullptr), ExitCode::Encoder,
           m_szName + ": libx264 cannot code " + std::to_string(Options.nWidth) + "x" + std::to_string(Options.nHeight) +
               " with preset " + Options.szPreset);
 }
 
-void VideoEncoder::Encode(AVFrame &Frame, const PacketSink &Sink) {
+void VideoEncoder::Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) {
     // A decoded picture still says which type it had in its own stream; x264 would keep to that.
-    Frame.pict_type = AV_PICTURE_TYPE_NONE;
+    Frame.pict_type = bNewStart ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     Send(&Frame, Sink);
 }
 

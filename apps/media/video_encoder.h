@@ -31,8 +31,9 @@ public:
     explicit VideoEncoder(const VideoEncoderOptions &Options);
 
     // Codes one yuv420p picture whose pts counts 90 kHz, each later than the one before and well above 0 (DTS lie up
-    // to nBframes pictures below the first PTS). The picture's pict_type is set here.
-    void Encode(AVFrame &Frame, const PacketSink &Sink);
+    // to nBframes pictures below the first PTS). The picture's pict_type is set here. A new start is coded so that it
+    // and all pictures behind it can be decoded alone; all those before it come out first.
+    void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink);
 
     // Hands out the pictures that the encoder still holds. Nothing can be coded afterwards.
     void Flush(const PacketSink &Sink);

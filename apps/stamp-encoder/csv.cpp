@@ -16,7 +16,7 @@ namespace encoder {
 namespace {
 
 constexpr const char *HEADER = "input,coding_index,pts,result,source,source_name,status,status_words,utc,timecode,"
-                               "generated_timecode,same_record,utc_us\n";
+                               "stream_timecode,same_record,utc_us\n";
 
 // MISB ST 0603: bit 7 not locked, bit 6 discontinuity, bit 5 backwards.
 std::string StatusColumns(std::optional<BYTE> StatusByte) {
@@ -31,11 +31,11 @@ std::string StatusColumns(std::optional<BYTE> StatusByte) {
 
 std::string RowText(const CsvRow &Row) {
     char szSource[40] = "";
-    Timecode_GetTimecodeSourceString(Row.enSourceInUse, szSource, sizeof(szSource));
+    Timecode_GetTimecodeSourceString(Row.enSource, szSource, sizeof(szSource));
     return std::to_string(Row.nInput) + "," + std::to_string(Row.nCodingIndex) + "," + std::to_string(Row.nPTS) + "," +
-           (Row.bTimed ? "TRUE" : "FALSE") + "," + std::to_string(Row.enSourceInUse) + "," + szSource + "," +
+           (Row.bTimed ? "TRUE" : "FALSE") + "," + std::to_string(Row.enSource) + "," + szSource + "," +
            StatusColumns(Row.StatusByte) + "," + (Row.UTC ? UtcText(*Row.UTC) : "") + "," + Row.szTimecode + "," +
-           Row.szGenerated + "," + (Row.bSameRecord ? "TRUE" : "FALSE") + "," +
+           Row.szStreamTimecode + "," + (Row.bSameRecord ? "TRUE" : "FALSE") + "," +
            (Row.UTC ? std::to_string(*Row.UTC) : "") + "\n";
 }
 

@@ -18,11 +18,11 @@ struct CsvRow {
     UINT64 nCodingIndex = 0;
     UINT64 nPTS = 0; // as the stream carries it
     bool bTimed = false;
-    int enSourceInUse = TCSOURCE_NOT_CHOSEN;
+    int enSource = TCSOURCE_NONE; // of the time
     std::optional<BYTE> StatusByte;
     std::optional<INT64> UTC;
-    std::string szTimecode;  // of the UTC, or the record's own; empty without a time
-    std::string szGenerated; // of the SMPTE 12M-1 generator
+    std::string szTimecode;       // of the time; empty without one
+    std::string szStreamTimecode; // what stands in the stream; empty for nothing
     bool bSameRecord = false;
 };
 

@@ -1,5 +1,6 @@
-// An input's encoding thread: codes pictures and gives each coded picture its time.
-// For each coded picture, in coding order: ask for its time, number it, write both into it, write it out, report.
+// An input's encoding thread: codes pictures and gives each coded picture its time. For each picture: hand its time
+// stamps in, code it. For each coded picture, in coding order: ask for its time, choose its timecode, write both into
+// it, write it out, report.
 #include "encoding.h"
 
 #include <algorithm>
@@ -11,47 +12,81 @@
 
 namespace encoder {
 
-std::optional<UtcStamp> PictureTime::Stamp() const {
-    if (!bTimed || !bHasUTC)
-        return std::nullopt;
-    const UTCPayload &Payload = Record.MotionImageryTimestamp.KLVTC;
-    return UtcStamp{Payload.MISPStatusByte, Payload.llUTCTime};
+namespace {
+
+constexpr Event HANDED_IN[] = {Event::NumberOfEvents, Event::StampHighPrecision, Event::StampSmpte12M, Event::StampLds};
+
+// The label that the picture itself shows.
+std::optional<TimecodeLabel> OwnLabel(const std::vector<TimeStamp> &Stamps) {
+    for (const TimeStamp &Stamp : Stamps)
+        if (Stamp.enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
+            return FromVitc(Stamp.Payload.vitc, HasDropFrameFlag(Stamp.Payload.vitc));
+    return std::nullopt;
 }
+
+} // namespace
 
 Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out,
                    Tally &Counts)
     : m_nInput(nInput), m_Options(Settings), m_Coding(How), m_Queue(In), m_Target(Out), m_Tally(Counts),
-      m_Generator(How.Rate, Settings.nBframes) {}
+      m_Timecode(How.Rate, Settings, Counts) {}
 
 void Encoding::Run() {
-    const auto TakeCoded = [this](AVPacket &Packet) { TakeCodedPicture(Packet); };
-    bool bFirst = true;
-    while (const std::optional<Picture> Next = m_Queue.Pop()) {
-        if (std::exchange(bFirst, false)) {
-            m_nBasePTS = StreamPTS(Next->Frame->pts);
-            m_llBaseUTC = Next->llReadUTC;
-        }
-        m_Coding.Encoder.Encode(*Next->Frame, TakeCoded);
+    while (std::optional<Picture> Next = m_Queue.Pop())
+        TakePicture(std::move(*Next));
+    m_Coding.Encoder.Flush([this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+}
+
+void Encoding::TakePicture(Picture Taken) {
+    const bool bNewStretch = Taken.nStretch != m_nStretchTaken;
+    if (bNewStretch)
+        BeginStretch(Taken.nStretch);
+    // The encoder counts on where the stream's PTS wraps; the library is given the PTS that the stream carries.
+    const UINT64 nPTS = StreamPTS(Taken.Frame->pts);
+    m_Base.Renew(nPTS, Taken.llReadUTC);
+    HandIn(nPTS, Taken.Stamps);
+    for (const TimeStamp &Stamp : Taken.Stamps)
+        m_Tally.Count(HANDED_IN[Stamp.enSource]);
+    m_InEncoder[Taken.Frame->pts] = {Taken.nStretch, std::move(Taken.Stamps)};
+    m_Coding.Encoder.Encode(*Taken.Frame, bNewStretch, [this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+}
+
+// Where the input's PTS step, nothing that was known before holds. The flush takes the time stamps of the pictures in
+// the encoder too: they are handed in again. More than one flush a second is refused, and not needed, since the
+// output's PTS never step: no old time stamp lies where a new picture does.
+void Encoding::BeginStretch(unsigned nStretch) {
+    m_nStretchTaken = nStretch;
+    m_Tally.Count(Event::PtsStep);
+    m_Base.StartAnew();
+    m_pRecordCursor = nullptr;
+    Timecode_Flush(m_nInput);
+    for (const auto &[llPTS, Waiting] : m_InEncoder)
+        HandIn(StreamPTS(llPTS), Waiting.Stamps);
+}
+
+void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
+    for (const TimeStamp &Stamp : Stamps) {
+        TCPayload Payload = Stamp.Payload;
+        Timecode_SetUTC(m_nInput, Stamp.enSource, nPTS, &Payload);
     }
-    m_Coding.Encoder.Flush(TakeCoded);
 }
 
 void Encoding::TakeCodedPicture(AVPacket &Packet) {
-    // The encoder counts on where the stream's PTS wraps; the library is given the PTS that the stream carries, the
-    // same that the time stamps were handed in with.
     const UINT64 nPTS = StreamPTS(Packet.pts);
-    // Before the question: a time stamp that comes after it must find its picture here.
-    m_Tally.Coded().Add(nPTS);
-    const PictureTime Time = AskForTime(nPTS);
-    const TimecodeLabel Generated = GenerateTimecode(Time, nPTS);
-    Write(Packet, Time, Generated);
-    Report(Time, nPTS, Generated);
+    const auto Found = m_InEncoder.extract(Packet.pts);
+    const InEncoder Of = Found.empty() ? InEncoder{} : std::move(Found.mapped());
+    if (std::exchange(m_nStretchCoded, Of.nStretch) != Of.nStretch)
+        m_Timecode.StartAnew();
+    const PictureTime Time = AskForTime(nPTS, Of);
+    const std::optional<TimecodeLabel> Timecode = m_Timecode.Next(nPTS, Time, OwnLabel(Of.Stamps));
+    Write(Packet, Time, Timecode);
+    Report(Time, nPTS, Timecode);
     m_nCodingIndex++;
 }
 
-PictureTime Encoding::AskForTime(UINT64 nPTS) {
+PictureTime Encoding::AskForTime(UINT64 nPTS, const InEncoder &Of) {
     PictureTime Time;
-    Time.bTimed = AskLibrary(nPTS, Time) == TRUE;
+    Time.bTimed = AskLibrary(nPTS, Time) == TRUE && IsKnown(Time, Of);
     // Revision 20116 turns timecode into UTC; revision 20162 hands the timecode record back as it was queued, and
     // leaves the timecode of a UTC to the caller.
     const bool bConverts = m_Options.enRevision == MISP_PROFILE_62;
@@ -61,16 +96,28 @@ PictureTime Encoding::AskForTime(UINT64 nPTS) {
     return Time;
 }
 
+// Before the first time stamp revision 20116 carries forward what it has not got. A time is known when a time stamp of
+// the picture's own stands behind it, and from then on; the system clock's always is.
+bool Encoding::IsKnown(const PictureTime &Time, const InEncoder &Of) {
+    const int enSource = Time.Record.enTimecodeSource;
+    m_bTimeKnown = m_bTimeKnown || std::ranges::count(Of.Stamps, enSource, &TimeStamp::enSource) > 0;
+    return m_bTimeKnown || enSource == TCSOURCE_SYSTEM_TIMESTAMP;
+}
+
 BOOL Encoding::AskLibrary(UINT64 nPTS, PictureTime &Time) {
     const int nRate = static_cast<int>(m_Coding.Rate.nWhole);
     const int nRateCode = static_cast<int>(m_Coding.Rate.nVUIFramerate);
     if (m_Options.enRevision == MISP_PROFILE_2016_2 && m_Options.enSource == TCSOURCE_SYSTEM_TIMESTAMP) {
         // Under this revision Timecode_GetUTC knows queued time stamps only; the system clock is asked for by name.
-        return Timecode_GetSystemUTC(nRate, nRateCode, nPTS, m_nBasePTS, m_llBaseUTC, &Time.Record, &Time.Timecode);
+        return Timecode_GetSystemUTC(nRate, nRateCode, nPTS, m_Base.PTS(), m_Base.UTC(), &Time.Record, &Time.Timecode);
     }
+    // What was carried forward before is no time from which the first one could jump.
+    if (!m_bTimeKnown)
+        Timecode_ResetStats(m_nInput);
     int enSource = m_Options.enSource;
-    const BOOL bTimed = Timecode_GetUTC(m_nInput, &enSource, m_Options.bSwitching, nRate, nRateCode, nPTS, m_nBasePTS,
-                                        m_llBaseUTC, &Time.Record, &Time.Timecode, &Time.bSameRecord, &m_pRecordCursor);
+    const BOOL bTimed =
+        Timecode_GetUTC(m_nInput, &enSource, m_Options.bSwitching, nRate, nRateCode, nPTS, m_Base.PTS(), m_Base.UTC(),
+                        &Time.Record, &Time.Timecode, &Time.bSameRecord, &m_pRecordCursor);
     KeepOrClearCursor(nPTS, Time);
     return bTimed;
 }
@@ -85,48 +132,38 @@ void Encoding::KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time) {
         m_pRecordCursor = nullptr;
 }
 
-TimecodeLabel Encoding::GenerateTimecode(const PictureTime &Time, UINT64 nPTS) {
-    if (!m_Generator.IsSeeded())
-        m_Generator.Seed(Time.bTimed ? Time.Timecode : TimecodeOfUTC(m_llBaseUTC), nPTS);
-    return m_Generator.Next(nPTS);
-}
-
 vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
     vitc_t Timecode{};
     TimeCode_UTCToSMPTE12M(&llUTC, static_cast<int>(m_Coding.Rate.nWhole), m_Coding.Rate.nVUIFramerate, &Timecode);
     return Timecode;
 }
 
-void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const TimecodeLabel &Generated) {
+void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode) {
     const std::vector<uint8_t> Stamped =
-        InsertSei({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Generated);
+        InsertSei({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode);
     Check(av_new_packet(m_Stamped.get(), static_cast<int>(Stamped.size())), ExitCode::Encoder, "stamping a picture");
     std::copy(Stamped.begin(), Stamped.end(), m_Stamped->data);
     Check(av_packet_copy_props(m_Stamped.get(), &Packet), ExitCode::Encoder, "stamping a picture");
     m_Target.Writer.Write(*m_Stamped, m_Target.nStream);
 }
 
-void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel &Generated) {
+void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const std::optional<TimecodeLabel> &Timecode) {
     const std::optional<UtcStamp> Stamp = Time.Stamp();
-    TIMECODE_STATS Stats{};
-    Timecode_GetStats(m_nInput, &Stats);
-    // System time asked for by name is no source of the input.
-    const bool bUnchosen = Stats.enTimecodeSource == TCSOURCE_NOT_CHOSEN && Time.bTimed;
     CsvRow Row;
     Row.nInput = m_nInput + 1;
     Row.nCodingIndex = m_nCodingIndex;
     Row.nPTS = nPTS;
     Row.bTimed = Time.bTimed;
-    Row.enSourceInUse = bUnchosen ? Time.Record.enTimecodeSource : Stats.enTimecodeSource;
+    Row.enSource = Time.Source();
     Row.szTimecode = Time.bTimed ? ToText(FromVitc(Time.Timecode, HasDropFrameFlag(Time.Timecode))) : "";
-    Row.szGenerated = ToText(Generated);
+    Row.szStreamTimecode = Timecode ? ToText(*Timecode) : "";
     Row.bSameRecord = Time.bSameRecord == TRUE;
     if (Stamp) {
         Row.StatusByte = Stamp->nStatusByte;
         Row.UTC = Stamp->llUTC;
         m_Tally.SetLastUTC(Stamp->llUTC);
     }
-    m_Tally.SetSource(Row.enSourceInUse);
+    m_Tally.SetSource(Row.enSource);
     // The stream has the picture, whether the table takes its row or not.
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);

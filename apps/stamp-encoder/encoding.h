@@ -3,29 +3,20 @@
 #ifndef ENCODER_ENCODING_H
 #define ENCODER_ENCODING_H
 
+#include <map>
 #include <optional>
 
 #include "csv.h"
-#include "formats/stamp_sei.h"
 #include "frame_queue.h"
-#include "generated_timecode.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
 #include "options.h"
+#include "picture_time.h"
+#include "stream_timecode.h"
+#include "system_base.h"
 #include "tally.h"
 
 namespace encoder {
-
-// The library's answer for one coded picture.
-struct PictureTime {
-    bool bTimed = false;  // Timecode_GetUTC returned TRUE; without it nothing else holds
-    bool bHasUTC = false; // the record's KLVTC view is valid, otherwise its vitc view
-    MISP_UTC Record{};
-    vitc_t Timecode{}; // the picture's SMPTE 12M timecode
-    BOOL bSameRecord = FALSE;
-
-    std::optional<UtcStamp> Stamp() const; // for the ST 0604 message
-};
 
 class Encoding {
 public:
@@ -51,14 +42,23 @@ public:
     void Run();
 
 private:
+    // A picture that the encoder has taken and not yet given back.
+    struct InEncoder {
+        unsigned nStretch = 0;
+        std::vector<TimeStamp> Stamps;
+    };
+
+    void TakePicture(Picture Taken);
+    void BeginStretch(unsigned nStretch);
+    void HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps);
     void TakeCodedPicture(AVPacket &Packet);
-    PictureTime AskForTime(UINT64 nPTS);
+    PictureTime AskForTime(UINT64 nPTS, const InEncoder &Of);
     BOOL AskLibrary(UINT64 nPTS, PictureTime &Time);
     void KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time);
-    TimecodeLabel GenerateTimecode(const PictureTime &Time, UINT64 nPTS);
-    void Write(const AVPacket &Packet, const PictureTime &Time, const TimecodeLabel &Generated);
-    void Report(const PictureTime &Time, UINT64 nPTS, const TimecodeLabel &Generated);
+    bool IsKnown(const PictureTime &Time, const InEncoder &Of);
     vitc_t TimecodeOfUTC(INT64 llUTC) const;
+    void Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode);
+    void Report(const PictureTime &Time, UINT64 nPTS, const std::optional<TimecodeLabel> &Timecode);
 
     const int m_nInput;
     const Options &m_Options;
@@ -67,10 +67,13 @@ private:
     Target m_Target;
     Tally &m_Tally;
 
-    GeneratedTimecode m_Generator;
+    std::map<int64_t, InEncoder> m_InEncoder; // by PTS
+    unsigned m_nStretchTaken = 0;
+    unsigned m_nStretchCoded = 0;
+    StreamTimecode m_Timecode;
+    SystemBase m_Base;
     void *m_pRecordCursor = nullptr; // the library's, one for each input
-    UINT64 m_nBasePTS = 0;           // the first picture's PTS ...
-    INT64 m_llBaseUTC = 0;           // ... and the system time at which it was read
+    bool m_bTimeKnown = false;       // a time stamp of the input has served a picture
     UINT64 m_nCodingIndex = 0;
     PacketPtr m_Stamped = MakePacket();
 };

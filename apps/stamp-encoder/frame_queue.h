@@ -7,26 +7,30 @@
 #include <deque>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 #include "media/av.h"
-#include "xtypes.h"
+#include "timecode.h"
 
 namespace encoder {
 
-// A decoded picture on its way to the encoder.
+// A time stamp that belongs to a picture, as it is handed to the library.
+struct TimeStamp {
+    int enSource = TCSOURCE_NONE;
+    TCPayload Payload{};
+};
+
+// A decoded picture on its way to the encoder, with its time stamps.
 struct Picture {
-    FramePtr Frame;      // pts: 90 kHz, unwrapped
-    INT64 llReadUTC = 0; // system time at which it was read, microseconds
+    FramePtr Frame;            // pts: 90 kHz, on the output's timeline
+    std::int64_t llOwnPTS = 0; // its place among the local sets: what the input says, where it says something
+    unsigned nStretch = 0;     // changes where the input's PTS step
+    INT64 llReadUTC = 0;       // system time at which it was read, microseconds
+    std::vector<TimeStamp> Stamps;
 };
 
 class FrameQueue {
 public:
-    // Time stamps are handed in when their packet is read. Until their picture is coded, more are handed in: for the
-    // pictures in the decoder (2 in most streams, 16 at most), those held back and the one that waits for room here,
-    // those here, and those in the encoder (its B pictures and one). The library has room for 60 pictures with three
-    // time stamps each. And its search gives up after 12 time stamps that lie farther off than the best: where the PTS
-    // of a stream jump, a picture that is more than 12 behind loses its time. With 3 pictures held back and 2 B
-    // pictures it is 2 + 4 + 2 + 3 = 11.
     static constexpr size_t CAPACITY = 2;
 
     // Waits for room. False when nobody takes pictures out any more.

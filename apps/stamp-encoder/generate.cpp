@@ -203,7 +203,7 @@ private:
         if (Speaks(SOURCE_VITC, nPicture))
             PaintTimecode(*Frame, m_Times.Label(nPicture));
         Frame->pts = m_Times.Pts(nPicture);
-        m_Encoder.Encode(*Frame, [this](AVPacket &Packet) { WriteVideo(Packet); });
+        m_Encoder.Encode(*Frame, false, [this](AVPacket &Packet) { WriteVideo(Packet); });
     }
 
     // Asked once for each picture and source, so it can count.

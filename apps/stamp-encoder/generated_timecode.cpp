@@ -32,6 +32,9 @@ void GeneratedTimecode::Seed(const vitc_t &FirstPicture, UINT64 nPTS) {
     const bool bDropFrame = m_Rate.nSkippedLabels > 0;
     const int nRate = static_cast<int>(m_Rate.nWhole);
     TimecodeLabel First = FromVitc(FirstPicture, bDropFrame);
+    m_Context.BackFillStateCount = 0;
+    m_Context.bExtraSkipAllowed = FALSE;
+    m_bSkipped = false;
     if (bDropFrame && IsInDropZone(First)) {
         First.nFrames = std::max(First.nFrames, static_cast<int>(m_Rate.nSkippedLabels));
         // This minute's skip lies before the picture. The generator would make it again for a first picture that

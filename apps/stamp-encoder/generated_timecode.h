@@ -15,6 +15,7 @@ public:
     GeneratedTimecode(const PictureRate &Rate, int nBframes);
 
     bool IsSeeded() const { return m_bSeeded; }
+    void Forget() { m_bSeeded = false; }
 
     // Makes Next give the first coded picture, of PTS nPTS, this timecode. At the drop-frame rates a label that
     // drop-frame numbering leaves out becomes the next one that exists.

@@ -9,11 +9,12 @@ const char *const HELP_TEXT =
   stamp-encoder [options] INPUT [INPUT...] -o OUTPUT
   stamp-encoder --generate FILE [--rate R] [--duration S] [--drop SOURCE:FROM-TO] [--start-utc T]
 
-The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, hands each to the
-library with the PTS of its picture (Timecode_SetUTC), decodes, codes with libx264, and asks once for each coded
-picture, in coding order, which time belongs to it (Timecode_GetUTC). The answer is written into the stream beside the
-picture: the UTC and its status byte as a MISB ST 0604 SEI message, a SMPTE 12M timecode with drop-frame numbering
-(Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and one that codes.
+The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, keeps each with
+its picture until that goes to the encoder (libx264), and then hands it to the library with the picture's PTS
+(Timecode_SetUTC). For each coded picture, in coding order, it asks once which time belongs to it (Timecode_GetUTC). The
+answer is written into the stream beside the picture: the UTC and its status byte as a MISB ST 0604 SEI message, a
+SMPTE 12M timecode (Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and
+one that codes.
 
 Try it:
   stamp-encoder --generate in.ts                            make an input that carries all three kinds of time stamp
@@ -28,8 +29,11 @@ Input
   INPUT             a file or URL that FFmpeg opens, with H.264, HEVC or MPEG-2 video. Time stamps are taken from
                       source 1  the precision time-stamp SEI (MISB ST 0604) of H.264 and HEVC,
                       source 2  SMPTE 12M timecode in SEI, or VITC lines in the picture,
-                      source 3  KLV local sets (MISB ST 0601, tag 2) in data streams. A set without a PTS
-                                (asynchronous carriage) takes the PTS of the video picture last read.
+                      source 3  KLV local sets (MISB ST 0601, tag 2) in data streams.
+                    A local set without a PTS (asynchronous carriage) belongs to the picture that is sent next. Pictures
+                    without a PTS, as in elementary streams and AVI, are counted on at the picture rate. Where the PTS
+                    step back, or ahead by more than 5 s, all starts anew: time stamps from before serve no picture
+                    behind, and the output goes on with moved PTS, without a gap.
                     "-" is the standard input, which serves one input only.
                     A connection that falls silent is waited for; "?timeout=3000000" behind udp:// or tcp:// makes it
                     an error after 3 s.
@@ -38,22 +42,26 @@ Input
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
   --lds-status BYTE status byte of source 3, 0x1F unless given: a local set has none of its own, but the library wants
                     one with every UTC. 0x1F says: locked to the reference
+  --lds-reach S     seconds for which a local set serves the pictures behind it, 0 to 60 (default 1). A picture gets its
+                    time from the nearest set within half a picture either way, else from the last set before it within
+                    the reach: moved by the PTS distance between the two, to the nearest microsecond. 0: only sets
+                    within half a picture count
   --rate R          picture rate, such as 25 or 30000/1001, when the input says a wrong one
   --realtime        read the input at the pace of its PTS, as a live video comes
   --start-at T      the same, with the first picture due at the UTC time T, such as 2024-05-01T23:59:50Z, at most a
                     day from now; at once when T has passed
-  --hold N          hold the last N decoded pictures back, 0 to 50, until the time stamps that are sent after them have
-                    been read. Default: 20 with --source 3, whose local sets often come half a second after their
-                    picture (take 30 at 60 Hz); else 3, and 2 with --realtime. The summary counts the sets that came
-                    too late. Each picture costs a picture period of delay and its memory; and from about 5 on, the last
-                    pictures before a jump of the PTS may go without a time. 0 may cost source 2 its first picture. At
-                    most 52 together with --bframes, since the library keeps the time stamps of 60 pictures
+  --hold N          hold the last N decoded pictures back, 0 to 120, until the time stamps that are sent after them have
+                    been read. Default: 20 with --source 3 or --switching, since local sets often come half a second
+                    after their picture (take 30 at 60 Hz); else 3, and 2 with --realtime. The summary counts the sets
+                    that came too late. Each picture costs a picture period of delay and its memory. 0 costs VITC its
+                    first picture
 
 Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are
                     coded faster than they play, since nothing in it depends on the wall clock.
                     20116: carries a silent source forward, converts, switches. It counts on the wall clock: use it
-                    with --realtime. A time carried on runs ahead by the delay between reading and coding a picture.
+                    with --realtime. Before an input's first time stamp no picture gets a time, unless the source is the
+                    system clock.
                     It marks a UTC below the one before as going backwards, and with B pictures that happens in
                     coding order all the time: add --bframes 0.
                     settings: what /etc/plixo.ini says
@@ -64,11 +72,34 @@ Time
                     with them, each picture must be looked for by its PTS. So: keep when neither the input nor the
                     output has B pictures, else clear
 
+  --first-timecode T
+                    timecode of the first picture, such as 10:00:00:00, until a picture has a time (default: none)
+  --resync N        the timecode in the stream is the picture's own label where source 2 gave it one. Otherwise it is
+                    counted on from the first picture with a time, and seeded again, which is said and counted, where
+                    it and the time are more than N frames apart (default 2; 0: never). Numbers that nobody drops drift
+                    by nature: at 23.976, 14.985 and 119.88 Hz by a frame in 1000, so that 23.976 Hz is seeded again
+                    every two minutes. Drop-frame numbers at 29.97 and 59.94 Hz drift by 2.6 and 5.2 frames a day.
+                    Above 60 Hz SMPTE ST 12-1 has no numbers: such a stream gets no timecode, and none is read. At 59.94
+                    Hz four numbers are dropped, which pic_timing can only call "unspecified" (counting_type 6)
+
 Output
   -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.
-                    Otherwise one stream with a program for each input. PTS are those of the input
-  --csv FILE        a table with a row for each coded picture; "-" for the standard output. The UTC is in it as text
-                    (utc) and in microseconds since 1970 (utc_us)
+                    Otherwise one stream with a program for each input. PTS are those of the input, while they do not
+                    step
+  --csv FILE        a table with a row for each coded picture, in coding order; "-" for the standard output. Columns:
+                      input            from 1
+                      coding_index     from 0
+                      pts              in the output, 90 kHz
+                      result           TRUE: the picture has a time
+                      source           that the time came from, 1 to 4; 0 without a time
+                      source_name      the same in words
+                      status           status byte beside the UTC (MISB ST 0603)
+                      status_words     the same in words
+                      utc              in the stream, as text; empty for a timecode that was not converted
+                      timecode         the time as a time of day, in numbers of the picture rate
+                      stream_timecode  in the stream: see --resync
+                      same_record      TRUE: the library had a second time stamp as near
+                      utc_us           utc in microseconds since 1970
   --bframes N       B pictures between two others, 0 to 6 (default 2)
   --bitrate K       kbit/s of each input (default 4000)
   --preset P        libx264's preset, ultrafast to placebo (default veryfast)

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <getopt.h>
@@ -20,9 +21,10 @@ namespace encoder {
 
 namespace {
 
-constexpr int MAX_BFRAMES = 6;           // the most with which the drop-frame generator counts right at 29.97 Hz
-constexpr size_t MAX_HELD_PICTURES = 50; // the library has room for the time stamps of 60
-constexpr size_t MAX_HELD_AND_BFRAMES = 52;
+constexpr int MAX_BFRAMES = 6; // the most with which the drop-frame generator counts right at 29.97 Hz
+constexpr size_t MAX_HELD_PICTURES = 120;
+constexpr double MAX_REACH_SECONDS = 60;
+constexpr int MAX_RESYNC_FRAMES = 10'000'000; // more than a day has at 60 Hz
 constexpr double MAX_DURATION_SECONDS = 86400;
 
 [[noreturn]] void Refuse(const std::string &szText) {
@@ -97,6 +99,13 @@ PictureRate ParseRate(const char *szText) {
     return *Parsed;
 }
 
+TimecodeLabel ParseTimecode(const char *szText) {
+    const std::optional<TimecodeLabel> Label = FromText(szText);
+    if (!Label)
+        Refuse(std::string("--first-timecode '") + szText + "': a timecode such as 10:00:00:00 is expected");
+    return *Label;
+}
+
 INT64 ParseUTC(const char *szText, const char *szOption) {
     date_time_t Time{};
     int nLength = 0;
@@ -167,6 +176,15 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) {
          Out.Result.nLdsStatus = static_cast<BYTE>(ParseNumber(sz, 0, 0xFF, "--lds-status"));
      }},
+    {"lds-reach", required_argument,
+     [](Reading &Out, const char *sz) {
+         Out.Result.llLdsReach =
+             std::llround(ParseNumber(sz, 0.0, MAX_REACH_SECONDS, "--lds-reach (seconds)") * TICKS_PER_SECOND);
+     }},
+    {"resync", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.nResync = ParseNumber(sz, 0, MAX_RESYNC_FRAMES, "--resync"); }},
+    {"first-timecode", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.FirstTimecode = ParseTimecode(sz); }},
     {"realtime", no_argument, [](Reading &Out, const char *) { Out.Result.bRealtime = true; }},
     {"start-at", required_argument,
      [](Reading &Out, const char *sz) {
@@ -248,10 +266,6 @@ void CheckCoding(const Options &Out) {
         Refuse("no input is given; name a video file, or make one with --generate FILE");
     if (Out.szOutput.empty())
         Refuse("no output is given; add -o FILE.ts");
-    if (Out.HeldPictures() + static_cast<size_t>(Out.nBframes) > MAX_HELD_AND_BFRAMES) {
-        Refuse("--hold and --bframes together must not exceed " + std::to_string(MAX_HELD_AND_BFRAMES) +
-               ": the library would no longer have the time stamps of the pictures to be coded");
-    }
     if (std::ranges::count_if(Out.Inputs, NamesStdin) > 1)
         Refuse("the standard input can be read by one input only");
     RefuseInput(Out, Out.szCsv);
@@ -300,13 +314,17 @@ std::string Options::OutputOf(size_t nInput) const {
     return szPath;
 }
 
+bool Options::Reaches(int enWanted) const {
+    return enSource == enWanted || (bSwitching == TRUE && enRevision == MISP_PROFILE_62);
+}
+
 // A VITC reading may wait for the next to confirm it, and a local set may be multiplexed after its picture: video is
 // sent ahead of its PTS, often by half a second, and data is not.
 size_t Options::HeldPictures() const {
     constexpr size_t FOR_LOCAL_SETS = 20;
     constexpr size_t FOR_VITC = 3;
     constexpr size_t FOR_VITC_LIVE = 2;
-    if (nHold || enSource == TCSOURCE_LDS_TIMESTAMP)
+    if (nHold || Reaches(TCSOURCE_LDS_TIMESTAMP))
         return nHold.value_or(FOR_LOCAL_SETS);
     return bRealtime ? FOR_VITC_LIVE : FOR_VITC;
 }

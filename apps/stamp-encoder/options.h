@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "formats/timecode_label.h"
 #include "generate.h"
 #include "media/picture_rate.h"
 #include "timecode.h"
@@ -23,6 +24,7 @@ struct Options {
     std::vector<std::string> Inputs; // one for each video input, at most NUM_VIDEO_INPUTS
     TimecodeFrom enTimecodeFrom = TimecodeFrom::Auto;
     BYTE nLdsStatus = 0x1F;
+    int64_t llLdsReach = 90000;      // ticks for which a local set serves the pictures behind it
     std::optional<PictureRate> Rate; // else what the input says
     bool bRealtime = false;
     std::optional<size_t> nHold;         // pictures held back, see HeldPictures
@@ -33,6 +35,9 @@ struct Options {
     BOOL bSwitching = FALSE;
     std::optional<bool> bKeepCursor; // else kept where neither input nor output has B pictures
 
+    int nResync = 2;                            // frames between timecode and time, see StreamTimecode; 0: any
+    std::optional<TimecodeLabel> FirstTimecode; // before the first time; else none
+
     std::string szOutput;
     std::string szCsv;
     int nBframes = 2;
@@ -40,6 +45,8 @@ struct Options {
     std::string szPreset = "veryfast";
 
     bool KeepsCursor(bool bInputHasBframes) const { return bKeepCursor.value_or(nBframes == 0 && !bInputHasBframes); }
+    // The library may be asked for this source.
+    bool Reaches(int enWanted) const;
     // How many decoded pictures wait for time stamps that come after them.
     size_t HeldPictures() const;
     bool WritesFilePerInput() const { return szOutput.find("%d") != std::string::npos; }

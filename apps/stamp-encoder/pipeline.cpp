@@ -25,7 +25,7 @@ ExitCode Outcome::Code() const {
 Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
     : m_nInput(nInput), m_Options(Settings), m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
       m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], bStop), m_Rate(ChooseRate()), m_Encoder(EncoderOptions()),
-      m_Producer(nInput, Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
+      m_Producer(Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
 
 Pipeline::~Pipeline() {
     m_Queue.Abandon();
@@ -34,11 +34,14 @@ Pipeline::~Pipeline() {
 }
 
 PictureRate Pipeline::ChooseRate() const {
-    if (m_Options.Rate)
-        return *m_Options.Rate;
-    const std::optional<PictureRate> Rate = MakePictureRate(m_Demuxer.Rate());
+    const std::optional<PictureRate> Rate = m_Options.Rate ? m_Options.Rate : MakePictureRate(m_Demuxer.Rate());
     if (!Rate)
         throw Failure(ExitCode::Input, "input '" + m_Demuxer.Path() + "' does not tell its picture rate; give --rate");
+    const int nRate = static_cast<int>(Rate->nWhole);
+    if (m_Options.FirstTimecode && m_Options.FirstTimecode->nFrames >= nRate) {
+        throw Failure(ExitCode::Usage, "--first-timecode " + ToText(*m_Options.FirstTimecode) + ": input '" +
+                                           m_Demuxer.Path() + "' has " + std::to_string(nRate) + " pictures a second");
+    }
     return *Rate;
 }
 

@@ -1,19 +1,31 @@
 // An input's producer thread.
-// The order matters: a picture may reach the encoder only when the time stamps that belong to it have been handed in.
+// A picture waits in line until what is sent behind it has been read; when it leaves, its time stamps are complete.
 #include "producer.h"
 
+#include <algorithm>
 #include <exception>
+#include <utility>
 
 #include "clock_api.h"
 
 namespace encoder {
 
-Producer::Producer(int nInput, const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out,
-                   Tally &Counts, const std::atomic<bool> &bStop)
-    : m_bRealtime(Settings.bRealtime), m_Demuxer(In), m_Queue(Out), m_Tally(Counts), m_bStop(bStop),
-      m_Decoder(In.Video(), "input '" + In.Path() + "'"),
+namespace {
+
+// A packet that was sent before a video packet may be read up to this many video packets earlier: a video packet is
+// complete only when the next one begins, and its parser looks one farther.
+constexpr int MOST_VIDEO_AHEAD = 4;
+constexpr std::int64_t MOST_IN_DECODER = 100; // packets; what has gone farther became no picture
+
+} // namespace
+
+Producer::Producer(const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out, Tally &Counts,
+                   const std::atomic<bool> &bStop)
+    : m_bRealtime(Settings.bRealtime), m_bAsksForLocalSets(Settings.Reaches(TCSOURCE_LDS_TIMESTAMP)), m_Demuxer(In),
+      m_Queue(Out), m_Tally(Counts), m_bStop(bStop), m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc),
-      m_Intake(nInput, Settings, In.Video(), Rate, Counts), m_Pacer(Settings.llStartAtUTC),
+      m_Intake(Settings, In.Video(), Rate, Counts), m_Timeline(Rate.Exact), m_Clock(Rate.Exact),
+      m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach), m_Pacer(Settings.llStartAtUTC),
       m_nHeld(Settings.HeldPictures()) {}
 
 void Producer::Run() {
@@ -28,55 +40,119 @@ void Producer::Run() {
     };
     Try([this] { ReadAll(); });
     // Where the input breaks off, the decoder still has pictures that were read before.
-    Try([this] { m_Decoder.Flush([this](FramePtr Frame) { TakeFrame(std::move(Frame)); }); });
+    Try([this] {
+        Coded BehindTheLast;
+        TakePacketsBeside(nullptr, BehindTheLast);
+        m_Decoder.Flush([this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); });
+    });
     Queue(0);
     if (Failed)
         std::rethrow_exception(Failed);
 }
 
 void Producer::ReadAll() {
-    const PacketPtr Packet = MakePacket();
-    while (!m_bStop && !m_bEnded && m_Demuxer.Read(*Packet))
-        TakePacket(*Packet);
+    while (!m_bStop && !m_bEnded) {
+        PacketPtr Packet = MakePacket();
+        if (!m_Demuxer.Read(*Packet))
+            return;
+        if ((Packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
+            m_Tally.Count(Event::DamagedPacket);
+        if (m_Demuxer.IsVideo(*Packet))
+            TakeVideoPacket(*Packet);
+        else
+            m_Beside.push_back({std::move(Packet), 0});
+    }
 }
 
-void Producer::TakePacket(const AVPacket &Packet) {
-    if ((Packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
-        m_Tally.Count(Event::DamagedPacket);
-    if (!m_Demuxer.IsVideo(Packet)) {
-        m_Intake.TakeKlvPacket(Packet);
-        return;
-    }
-    m_Intake.TakeVideoPacket(Packet);
-    if (!m_Decoder.Decode(Packet, [this](FramePtr Frame) { TakeFrame(std::move(Frame)); }))
+void Producer::TakeVideoPacket(AVPacket &Packet) {
+    m_Timeline.MoveVideo(Packet);
+    Coded &Of = m_InDecoder[++m_nVideoPackets];
+    Of.nStretch = m_Timeline.Stretch();
+    TakePacketsBeside(&Packet, Of);
+    Of.Stamps = m_Intake.OfVideoPacket(Packet);
+    m_InDecoder.erase(m_InDecoder.begin(), m_InDecoder.lower_bound(m_nVideoPackets - MOST_IN_DECODER));
+    const auto Take = [this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); };
+    if (!m_Decoder.Decode(Packet, m_nVideoPackets, Take))
         m_Tally.Count(Event::UndecodablePacket);
 }
 
-void Producer::TakeFrame(FramePtr Frame) {
-    if (Frame->pts == AV_NOPTS_VALUE) {
-        m_Tally.Count(Event::PictureWithoutPts);
+// Takes the packets that lie before the video packet in the file, or without one all that are left. Where the file does
+// not tell, they were sent in the order in which they were read.
+void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
+    const auto IsBefore = [pVideo](const Beside &Waiting) {
+        const std::int64_t llPlace = Waiting.Packet->pos;
+        return pVideo == nullptr || llPlace < 0 || pVideo->pos < 0 || llPlace < pVideo->pos ||
+               Waiting.nVideoPackets >= MOST_VIDEO_AHEAD;
+    };
+    while (!m_Beside.empty() && IsBefore(m_Beside.front())) {
+        TakeKlvPacket(*m_Beside.front().Packet, pVideo, Into);
+        m_Beside.pop_front();
+    }
+    for (Beside &Waiting : m_Beside)
+        Waiting.nVideoPackets++;
+}
+
+// Asynchronous carriage gives local sets no PTS: they belong to the picture that is sent next.
+void Producer::TakeKlvPacket(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
+    const unsigned nStretch = m_Timeline.MoveOther(Packet);
+    const std::vector<INT64> UTCs = m_Intake.OfKlvPacket(Packet);
+    if (Packet.pts != AV_NOPTS_VALUE) {
+        AddLocalSets(UTCs, nStretch, Packet.pts);
         return;
     }
+    m_Tally.Count(pVideo != nullptr ? Event::LocalSetWithoutPts : Event::LocalSetBehindVideo, UTCs.size());
+    if (pVideo != nullptr && pVideo->pts != AV_NOPTS_VALUE)
+        AddLocalSets(UTCs, Into.nStretch, pVideo->pts);
+    else
+        Into.LocalSets.insert(Into.LocalSets.end(), UTCs.begin(), UTCs.end());
+}
+
+void Producer::AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS) {
+    for (const INT64 llUTC : UTCs)
+        if (!m_LocalSets.Add({nStretch, llPTS, llUTC}) && m_bAsksForLocalSets)
+            m_Tally.Count(Event::LocalSetLate);
+}
+
+void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
     CheckSize(*Frame);
-    const int64_t llPTS = m_Unwrapper.Unwrap(StreamPTS(Frame->pts));
-    if (llPTS <= m_llLastPTS) {
+    const auto Found = m_InDecoder.extract(nPacket);
+    Coded Of = Found.empty() ? Coded{m_Timeline.Stretch(), {}, {}} : std::move(Found.mapped());
+    const std::int64_t llOwnPTS = Frame->pts;
+    Frame->pts = m_Clock.Next(llOwnPTS, Frame->best_effort_timestamp);
+    if (llOwnPTS == AV_NOPTS_VALUE)
+        m_Tally.Count(Event::PictureWithoutPts);
+    else if (llOwnPTS != Frame->pts)
         m_Tally.Count(Event::PictureNotLater);
-        return;
-    }
-    m_llLastPTS = llPTS;
     if (m_bRealtime)
-        m_Pacer.WaitUntilDue(llPTS, m_bStop);
+        m_Pacer.WaitUntilDue(Frame->pts, m_bStop);
     m_Tally.Begin();
-    Frame->pts = llPTS;
-    Frame = m_Filter.Filter(std::move(Frame));
-    m_Intake.TakePicture(*Frame, m_Decoder.Rate());
-    m_Held.push_back({std::move(Frame), ClockGetUtc()});
+    Picture Taken{nullptr, llOwnPTS != AV_NOPTS_VALUE ? llOwnPTS : Frame->pts, Of.nStretch, ClockGetUtc(),
+                  std::move(Of.Stamps)};
+    AddLocalSets(Of.LocalSets, Taken.nStretch, Taken.llOwnPTS);
+    Taken.Frame = m_Filter.Filter(std::move(Frame));
+    m_Held.push_back(std::move(Taken));
+    TakeTimecode(*m_Held.back().Frame);
     Queue(m_nHeld);
+}
+
+// A VITC reading is believed when the next one follows from it, and is that of a picture which waits by then.
+void Producer::TakeTimecode(const AVFrame &Frame) {
+    for (const TimecodeReading &Read : m_Intake.OfPicture(Frame, m_Decoder.Rate())) {
+        const auto Shows = [&Read](const Picture &Waiting) {
+            return Waiting.Frame->pts == static_cast<std::int64_t>(Read.nPTS);
+        };
+        const auto Of = std::ranges::find_if(m_Held, Shows);
+        if (Of != m_Held.end())
+            Of->Stamps.push_back(StampIntake::OfTimecode(Read.Label));
+    }
 }
 
 void Producer::Queue(size_t nKeep) {
     while (!m_bEnded && m_Held.size() > nKeep) {
-        m_bEnded = !m_Queue.Push(std::move(m_Held.front()));
+        Picture &Leaving = m_Held.front();
+        if (const auto Set = m_LocalSets.Reaching(Leaving.nStretch, Leaving.llOwnPTS))
+            Leaving.Stamps.push_back(m_Intake.OfLocalSet(Set->llUTC));
+        m_bEnded = !m_Queue.Push(std::move(Leaving));
         m_Held.pop_front();
     }
 }

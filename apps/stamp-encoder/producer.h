@@ -1,24 +1,26 @@
-// An input's producer thread: reads packets, hands their time stamps in, decodes, and queues the pictures.
-// It stands in for the capture side of an encoder.
+// An input's producer thread: reads packets, takes their time stamps out, decodes, and queues each picture with the
+// time stamps that belong to it. It stands in for the capture side of an encoder.
 #ifndef ENCODER_PRODUCER_H
 #define ENCODER_PRODUCER_H
 
 #include <atomic>
 #include <deque>
+#include <map>
 
 #include "frame_queue.h"
+#include "local_sets.h"
 #include "media/decoder.h"
 #include "media/demuxer.h"
 #include "media/picture_filter.h"
-#include "media/pts_clock.h"
+#include "media/timeline.h"
 #include "stamp_intake.h"
 
 namespace encoder {
 
 class Producer {
 public:
-    // All references must outlive the producer. nInput counts from 0.
-    Producer(int nInput, const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out, Tally &Counts,
+    // All references must outlive the producer.
+    Producer(const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out, Tally &Counts,
              const std::atomic<bool> &bStop);
 
     // The thread's body. Returns at the end of the input, when bStop is set, or when the encoding thread takes no more;
@@ -26,13 +28,30 @@ public:
     void Run();
 
 private:
+    // What a video packet brought along for its picture.
+    struct Coded {
+        unsigned nStretch = 0;
+        std::vector<TimeStamp> Stamps;
+        std::vector<INT64> LocalSets; // without a PTS, where the picture has none either
+    };
+    // A packet of another stream, until the video packet behind it in the file is known.
+    struct Beside {
+        PacketPtr Packet;
+        int nVideoPackets = 0; // that have come since
+    };
+
     void ReadAll();
-    void TakePacket(const AVPacket &Packet);
-    void TakeFrame(FramePtr Frame);
+    void TakeVideoPacket(AVPacket &Packet);
+    void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
+    void TakeKlvPacket(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
+    void AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS);
+    void TakeFrame(FramePtr Frame, std::int64_t nPacket);
+    void TakeTimecode(const AVFrame &Frame);
     void Queue(size_t nKeep);
     void CheckSize(const AVFrame &Frame) const;
 
     const bool m_bRealtime;
+    const bool m_bAsksForLocalSets;
     Demuxer &m_Demuxer;
     FrameQueue &m_Queue;
     Tally &m_Tally;
@@ -40,9 +59,13 @@ private:
     Decoder m_Decoder;
     PictureFilter m_Filter;
     StampIntake m_Intake;
-    PtsUnwrapper m_Unwrapper;
+    Timeline m_Timeline;
+    PictureClock m_Clock;
+    LocalSets m_LocalSets;
     Pacer m_Pacer;
-    int64_t m_llLastPTS = 0;
+    std::deque<Beside> m_Beside;
+    std::map<std::int64_t, Coded> m_InDecoder; // by number of the video packet
+    std::int64_t m_nVideoPackets = 0;
     const size_t m_nHeld; // the last pictures decoded are held back until as many more have been
     std::deque<Picture> m_Held;
     bool m_bEnded = false; // the encoding thread takes no more

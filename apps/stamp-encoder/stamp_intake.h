@@ -1,12 +1,13 @@
-// Takes the time stamps out of an input and hands them to the timecode library, each with its picture's PTS.
+// Takes the time stamps out of an input: from coded pictures, from decoded ones, and from the data beside them.
 // Called from the input's producer thread. A time stamp that cannot be trusted is counted and goes no further.
 #ifndef ENCODER_STAMP_INTAKE_H
 #define ENCODER_STAMP_INTAKE_H
 
-#include <optional>
+#include <vector>
 
 #include "formats/nal.h"
 #include "formats/vitc.h"
+#include "frame_queue.h"
 #include "media/av.h"
 #include "options.h"
 #include "tally.h"
@@ -22,34 +23,34 @@ inline bool HasDropFrameFlag(const vitc_t &Timecode) {
 
 class StampIntake {
 public:
-    StampIntake(int nInput, const Options &Settings, const AVStream &Video, const PictureRate &Rate, Tally &Counts);
+    StampIntake(const Options &Settings, const AVStream &Video, const PictureRate &Rate, Tally &Counts);
 
     // Source 1: the precision time stamps of one coded picture.
-    void TakeVideoPacket(const AVPacket &Packet);
+    std::vector<TimeStamp> OfVideoPacket(const AVPacket &Packet);
 
-    // Source 3: the local sets of one KLV packet.
-    void TakeKlvPacket(const AVPacket &Packet);
+    // Source 3: the UTC of each local set in one KLV packet.
+    std::vector<INT64> OfKlvPacket(const AVPacket &Packet);
 
-    // Source 2: the timecode of one decoded picture, which has gone through the picture filter. The rate is the
-    // decoder's.
-    void TakePicture(const AVFrame &Frame, AVRational DecoderRate);
+    // Source 3, for a picture: a UTC becomes a time stamp with the status byte that all local sets get.
+    TimeStamp OfLocalSet(INT64 llUTC);
+
+    // Source 2: the timecode of one decoded picture, which has gone through the picture filter, or of one before it
+    // that has now been confirmed; each with its picture's PTS. The rate is the decoder's.
+    std::vector<TimecodeReading> OfPicture(const AVFrame &Frame, AVRational DecoderRate);
+    static TimeStamp OfTimecode(const TimecodeLabel &Label);
 
 private:
-    void HandInUTC(int enSource, UINT64 nPTS, BYTE nStatusByte, INT64 llUTC);
-    void HandInTimecode(UINT64 nPTS, const TimecodeLabel &Label);
-    bool TakeTimecodeSei(const AVFrame &Frame, AVRational DecoderRate);
-    void HandInLocalSet(UINT64 nPTS, INT64 llUTC);
-    void TakeVitc(const AVFrame &Frame);
+    TimeStamp OfUTC(int enSource, BYTE nStatusByte, INT64 llUTC);
+    std::optional<TimecodeLabel> TimecodeSeiOf(const AVFrame &Frame, AVRational DecoderRate);
+    std::vector<TimecodeReading> VitcOf(const AVFrame &Frame);
 
-    const int m_nInput; // from 0, as the library counts
     const TimecodeFrom m_enTimecodeFrom;
     const BYTE m_nLdsStatus;
-    const bool m_bHasNalUnits;
+    const AVCodecID m_enCodec;
     const NalFormat m_NalFormat;
     const int m_nRate;
     TimecodeFilter m_VitcFilter;
     std::uint64_t m_nVitcRejected = 0;
-    std::optional<UINT64> m_LastVideoPTS;
     Tally &m_Tally;
 };
 

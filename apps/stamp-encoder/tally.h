@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <string>
 
-#include "coded_pictures.h"
 #include "common/console.h"
 #include "timecode.h"
 
@@ -22,18 +21,21 @@ enum class Event {
     StampHighPrecision,
     StampSmpte12M,
     StampLds,
+    LocalSet,
+    TimecodeResync,
+    PtsStep,
     BrokenStampSei,
     BrokenLocalSet,
     DamagedPacket,
     UndecodablePacket,
     PictureWithoutPts,
     PictureNotLater,
-    StampWithoutPts,
     LocalSetWithoutPts,
-    LocalSetBeforeVideo,
+    LocalSetBehindVideo,
     LocalSetLate,
     VitcRejected,
     AbsurdTime,
+    RateWithoutLabels,
     NumberOfEvents
 };
 
@@ -47,9 +49,6 @@ public:
 
     // The first picture has been read: from here on the run's seconds count.
     void Begin();
-
-    // The pictures that have been coded, by their PTS.
-    CodedPictures &Coded() { return m_Coded; }
 
     void SetSource(int enSource) { m_enSource = enSource; }
     void SetLastUTC(INT64 llUTC) { m_llLastUTC = llUTC; }
@@ -73,7 +72,6 @@ private:
     Console &m_Console;
     std::array<std::atomic<std::uint64_t>, static_cast<size_t>(Event::NumberOfEvents)> m_Times{};
     std::atomic<Clock::rep> m_nBegan{0}; // 0: no picture yet
-    CodedPictures m_Coded;
     std::atomic<int> m_enSource{TCSOURCE_NONE};
     std::atomic<INT64> m_llLastUTC{0};
 };

@@ -1,0 +1,77 @@
+// The times of an input as one timeline that only grows.
+// A single wrong time makes two steps, there and back, after which all is where it was.
+#include "media/timeline.h"
+
+#include <cstdlib>
+
+namespace encoder {
+
+namespace {
+
+constexpr std::int64_t LARGEST_LEAP = 5 * TICKS_PER_SECOND;
+constexpr std::int64_t LARGEST_REORDERING = TICKS_PER_SECOND; // of PTS in decoding order
+constexpr std::int64_t FIRST_COUNTED_PTS = PTS_WRAP + TICKS_PER_SECOND;
+
+// From one 33-bit time to another.
+std::int64_t Distance(std::int64_t llFrom, std::int64_t llTo) {
+    const auto llAhead = static_cast<std::int64_t>(StreamPTS(llTo - llFrom));
+    return llAhead < PTS_WRAP / 2 ? llAhead : llAhead - PTS_WRAP;
+}
+
+} // namespace
+
+std::int64_t Timeline::Move(const Place &From, std::int64_t llTime) {
+    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + Distance(From.llStream, llTime);
+}
+
+void Timeline::BeginStretch(std::int64_t llStream) {
+    m_Before = m_Now;
+    m_llBegan = m_llLatest + m_llPeriod;
+    m_Now = {m_Now.nStretch + 1, llStream, m_llBegan};
+}
+
+void Timeline::MoveVideo(AVPacket &Packet) {
+    const bool bHasDts = Packet.dts != AV_NOPTS_VALUE;
+    const std::int64_t llTime = bHasDts ? Packet.dts : Packet.pts;
+    if (llTime == AV_NOPTS_VALUE)
+        return;
+    const std::int64_t llStep = Distance(m_Now.llStream, llTime);
+    if (!m_bBegun)
+        m_Now = {0, llTime, llTime + PTS_WRAP};
+    else if (llStep < (bHasDts ? -m_llPeriod : -LARGEST_REORDERING) || llStep > LARGEST_LEAP)
+        BeginStretch(Packet.pts != AV_NOPTS_VALUE ? Packet.pts : llTime);
+    m_bBegun = true;
+    if (bHasDts && Packet.pts != AV_NOPTS_VALUE && std::abs(Distance(Packet.dts, Packet.pts)) > LARGEST_LEAP)
+        Packet.pts = AV_NOPTS_VALUE;
+    m_Now = {m_Now.nStretch, llTime, Move(m_Now, llTime)};
+    Packet.pts = Move(m_Now, Packet.pts);
+    Packet.dts = Move(m_Now, Packet.dts);
+    m_llLatest = std::max({m_llLatest, m_Now.llMoved, Packet.pts});
+}
+
+unsigned Timeline::MoveOther(AVPacket &Packet) const {
+    const std::int64_t llTime = Packet.dts != AV_NOPTS_VALUE ? Packet.dts : Packet.pts;
+    const bool bHasTwo = m_Before && llTime != AV_NOPTS_VALUE && m_Now.llMoved - m_llBegan < LARGEST_LEAP;
+    const bool bBefore =
+        bHasTwo && std::abs(Distance(m_Before->llStream, llTime)) < std::abs(Distance(m_Now.llStream, llTime));
+    const Place &From = bBefore ? *m_Before : m_Now;
+    Packet.pts = Move(From, Packet.pts);
+    Packet.dts = Move(From, Packet.dts);
+    return From.nStretch;
+}
+
+std::int64_t PictureClock::Next(std::int64_t llPTS, std::int64_t llGuess) {
+    if (llPTS == AV_NOPTS_VALUE && !m_Last)
+        llPTS = llGuess != AV_NOPTS_VALUE ? llGuess : FIRST_COUNTED_PTS;
+    if (llPTS == AV_NOPTS_VALUE) {
+        m_nCounted++;
+    } else {
+        const bool bLater = !m_Last || llPTS > *m_Last;
+        m_llCountedFrom = bLater ? llPTS : *m_Last + std::max(int64_t{1}, TicksOf(1, m_Rate) / 2);
+        m_nCounted = 0;
+    }
+    m_Last = m_llCountedFrom + TicksOf(m_nCounted, m_Rate);
+    return *m_Last;
+}
+
+} // namespace encoder

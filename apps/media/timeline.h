@@ -1,0 +1,73 @@
+// The times of an input as one timeline that only grows, whatever its PTS do: wrap at 33 bits, step back, leap ahead,
+// or be missing. Where they step, a new stretch begins; its pictures follow those of the stretch before without a gap.
+#ifndef ENCODER_MEDIA_TIMELINE_H
+#define ENCODER_MEDIA_TIMELINE_H
+
+#include <algorithm>
+#include <optional>
+
+#include "media/av.h"
+#include "media/pts_clock.h"
+
+namespace encoder {
+
+// The duration of so many pictures in ticks of 90 kHz.
+inline std::int64_t TicksOf(std::int64_t nPictures, AVRational Rate) {
+    return av_rescale(nPictures, TICKS_PER_SECOND * Rate.den, Rate.num);
+}
+
+// Moves packets' times, which stand in them as the stream carries them, onto the timeline. Without a step they stay
+// what they are, modulo 2^33. The timeline starts one wrap up, so that decoding times before the first picture stay
+// above 0.
+class Timeline {
+public:
+    explicit Timeline(AVRational Rate) : m_llPeriod(TicksOf(1, Rate)) {}
+
+    // Video packets come in decoding order. A DTS that goes back, or ahead by more than 5 s, is a step; without a DTS a
+    // PTS that goes back by more than a second. A PTS that lies more than 5 s from its DTS is none and taken away.
+    void MoveVideo(AVPacket &Packet);
+
+    // A packet of another stream, which goes to the stretch whose video lies nearer where a new one has just begun.
+    // Gives the stretch.
+    unsigned MoveOther(AVPacket &Packet) const;
+
+    // Counts from 0.
+    unsigned Stretch() const { return m_Now.nStretch; }
+
+private:
+    struct Place {
+        unsigned nStretch = 0;
+        std::int64_t llStream = 0; // the time of the last video packet as the stream carries it
+        std::int64_t llMoved = 0;  // the same on the timeline
+    };
+    static std::int64_t Move(const Place &From, std::int64_t llTime);
+    void BeginStretch(std::int64_t llStream);
+
+    const std::int64_t m_llPeriod;
+    bool m_bBegun = false;
+    Place m_Now;
+    std::optional<Place> m_Before; // where the stretch before ended
+    std::int64_t m_llBegan = 0;    // of this stretch, on the timeline
+    std::int64_t m_llLatest = 0;   // PTS on the timeline
+};
+
+// Gives each picture, in display order, a PTS later than the one before: its own, or one counted on at the picture
+// rate. A picture whose own is not later is put half a picture behind the one before, so that a stray PTS is made up
+// for.
+class PictureClock {
+public:
+    explicit PictureClock(AVRational Rate) : m_Rate(Rate) {}
+
+    // llPTS may be AV_NOPTS_VALUE; llGuess, which may be too, then serves a first picture.
+    std::int64_t Next(std::int64_t llPTS, std::int64_t llGuess);
+
+private:
+    const AVRational m_Rate;
+    std::optional<std::int64_t> m_Last;
+    std::int64_t m_llCountedFrom = 0;
+    std::int64_t m_nCounted = 0;
+};
+
+} // namespace encoder
+
+#endif
