@@ -111,6 +111,15 @@ SetReading ReadLocalSet(Bytes Set, Bytes Items) {
     return Broken(NO_CHECKSUM);
 }
 
+// The three bytes that are not compared say how the set is coded and which version of the registry its key is from.
+bool IsEg0104(Bytes Key) {
+    constexpr std::array<std::uint8_t, 16> EG_0104_KEY = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x01, 0x01, 0x01,
+                                                          0x0E, 0x01, 0x01, 0x02, 0x01, 0x01, 0x00, 0x00};
+    const auto Part = [](Bytes Whole, std::size_t nFrom, std::size_t nSize) { return Whole.subspan(nFrom, nSize); };
+    return Key.size() == EG_0104_KEY.size() && std::ranges::equal(Part(Key, 0, 5), Part(EG_0104_KEY, 0, 5)) &&
+           std::ranges::equal(Part(Key, 8, 8), Part(EG_0104_KEY, 8, 8));
+}
+
 bool IsLabel(Bytes Data) {
     return Data.size() >= LABEL_PREFIX_SIZE &&
            std::equal(LOCAL_SET_KEY.begin(), LOCAL_SET_KEY.begin() + LABEL_PREFIX_SIZE, Data.begin());
@@ -137,7 +146,9 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
     while (FindKey(Rest)) {
         const Bytes Begin = Rest;
         const std::size_t nKeySize = std::min(LOCAL_SET_KEY.size(), Rest.size());
-        const bool bOurs = std::ranges::equal(Take(Rest, nKeySize), Bytes(LOCAL_SET_KEY).first(nKeySize));
+        const Bytes Key = Take(Rest, nKeySize);
+        const bool bOurs = std::ranges::equal(Key, Bytes(LOCAL_SET_KEY).first(nKeySize));
+        Read.nEg0104 += IsEg0104(Key) ? 1 : 0;
         const auto nLength = TakeLength(Rest);
         if (!nLength) {
             if (bOurs)

@@ -13,6 +13,8 @@ struct LocalSetsRead {
     std::vector<std::int64_t> UTCs;   // microseconds since 1970-01-01 00:00:00 UTC, one for each good set, in order
     std::vector<const char *> Broken; // why each set was refused that is cut short or has not the right checksum
 
+    unsigned nEg0104 = 0; // sets of the older standard MISB EG 0104, which are not read
+
     // Ok when there is a UTC, Broken when there is none because of a broken set, NotOurs for all else.
     ReadResult Result() const;
 };

@@ -52,18 +52,26 @@ int ClockTimestamps(unsigned nPicStruct) {
     return COUNTS[nPicStruct];
 }
 
-// Readers show drop-frame labels as such only where both the counting type and the dropped flag say so; four numbers
-// dropped at 59.94 Hz are two pairs of frames, so the counting type is the same.
-std::vector<std::uint8_t> BuildPicTiming(unsigned nPicStruct, const TimecodeLabel &Label) {
-    constexpr unsigned COUNTING_NO_DROP = 0;
-    constexpr unsigned COUNTING_DROP_TWO = 4;
+// H.264, D.2.3: counting type 4 leaves out the two lowest numbers of a minute. Nothing there leaves out four, as
+// drop-frame numbering at 59.94 Hz does, but "unspecified numbers of unspecified" counts, type 6. Readers show
+// drop-frame labels as such only where both a counting type and the dropped flag say so.
+unsigned CountingType(const TimecodeLabel &Label, unsigned nDropped) {
+    constexpr unsigned NO_DROP = 0;
+    constexpr unsigned DROP_TWO = 4;
+    constexpr unsigned DROP_UNSPECIFIED = 6;
+    if (!Label.bDropFrame)
+        return NO_DROP;
+    return nDropped == 2 ? DROP_TWO : DROP_UNSPECIFIED;
+}
+
+std::vector<std::uint8_t> BuildPicTiming(unsigned nPicStruct, const TimecodeLabel &Label, unsigned nDropped) {
     const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
     BitWriter Bits;
     Bits.Put(nPicStruct, 4);
     Bits.Put(1, 1);                   // clock_timestamp_flag
     Bits.Put(bInterlaced ? 1 : 0, 2); // ct_type
     Bits.Put(1, 1);                   // nuit_field_based_flag: a clock tick lasts a field, as libx264 has it
-    Bits.Put(Label.bDropFrame ? COUNTING_DROP_TWO : COUNTING_NO_DROP, 5);
+    Bits.Put(CountingType(Label, nDropped), 5);
     Bits.Put(1, 1);                        // full_timestamp_flag
     Bits.Put(0, 1);                        // discontinuity_flag
     Bits.Put(Label.bDropFrame ? 1 : 0, 1); // cnt_dropped_flag
@@ -112,10 +120,11 @@ std::optional<unsigned> AppendWithoutPicTiming(std::vector<std::uint8_t> &Out, B
 }
 
 void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &Stamp, const TimecodeLabel *pLabel,
-                unsigned nPicStruct) {
+                unsigned nDropped, unsigned nPicStruct) {
     std::vector<std::uint8_t> Sei = {SEI_NAL_HEADER};
     if (pLabel != nullptr)
-        AppendSeiMessage(Sei, SEI_PIC_TIMING, BuildPicTiming(nPicStruct <= MAX_PIC_STRUCT ? nPicStruct : 0, *pLabel));
+        AppendSeiMessage(Sei, SEI_PIC_TIMING,
+                         BuildPicTiming(nPicStruct <= MAX_PIC_STRUCT ? nPicStruct : 0, *pLabel, nDropped));
     if (Stamp)
         AppendSeiMessage(Sei, SEI_USER_DATA_UNREGISTERED, BuildStampPayload(*Stamp));
     AppendSei(Out, std::move(Sei));
@@ -124,7 +133,7 @@ void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &S
 } // namespace
 
 std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcStamp> &Stamp,
-                                    const std::optional<TimecodeLabel> &Label) {
+                                    const std::optional<TimecodeLabel> &Label, unsigned nDropped) {
     const TimecodeLabel *const pShown = Label && Fits(*Label) ? &*Label : nullptr;
     std::vector<std::uint8_t> Out;
     Out.reserve(AccessUnit.size() + 128);
@@ -134,7 +143,7 @@ std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcSta
     while (const auto Nal = Nals.Next()) {
         const int nType = NalType(*Nal, false);
         if (!bWritten && nType >= FIRST_SLICE_TYPE && nType <= LAST_SLICE_TYPE) {
-            AppendTime(Out, Stamp, pShown, nPicStruct);
+            AppendTime(Out, Stamp, pShown, nDropped, nPicStruct);
             bWritten = true;
         }
         if (pShown != nullptr && !bWritten && IsSei(*Nal, false))

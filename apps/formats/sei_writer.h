@@ -15,9 +15,10 @@ namespace encoder {
 // Returns the access unit with an SEI NAL unit more, before the picture's first slice and after all that goes before
 // it. The label takes the place of the timecode in the encoder's own pic_timing message, whose pic_struct is kept; all
 // other messages stay. A label that the message cannot carry (hours above 23, minutes or seconds above 59, frames
-// above 255) is left out, and an access unit without a slice comes back unchanged.
+// above 255) is left out, and an access unit without a slice comes back unchanged. nDropped: how many numbers a minute
+// leaves out with drop frame, 2 at 29.97 Hz and 4 at 59.94 Hz.
 std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcStamp> &Stamp,
-                                    const std::optional<TimecodeLabel> &Label);
+                                    const std::optional<TimecodeLabel> &Label, unsigned nDropped = 2);
 
 } // namespace encoder
 

@@ -38,6 +38,24 @@ StampReading ReadMessage(const SeiMessage &Message, bool bHevc) {
     return HasStampId(Message.Payload, bHevc) ? Broken(CUT_SHORT) : StampReading{};
 }
 
+void Add(StampsRead &Read, const StampReading &Reading) {
+    if (Reading.enResult == ReadResult::Ok)
+        Read.Stamps.push_back(Reading.Stamp);
+    if (Reading.enResult == ReadResult::Broken)
+        Read.Broken.push_back(Reading.szReason);
+}
+
+// A unit is given without the zeros at its end. Here they may be the time's last bytes, but for the two of the next
+// start code.
+Bytes WithItsZeros(Bytes Unit, Bytes Whole) {
+    constexpr std::size_t ZEROS_OF_START_CODE = 2;
+    const Bytes Rest = Whole.subspan(static_cast<std::size_t>(Unit.data() - Whole.data()));
+    std::size_t nSize = Unit.size();
+    while (nSize < Rest.size() && Rest[nSize] == 0)
+        nSize++;
+    return Rest.first(nSize < Rest.size() ? std::max(nSize - ZEROS_OF_START_CODE, Unit.size()) : nSize);
+}
+
 } // namespace
 
 StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
@@ -73,14 +91,20 @@ StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format) {
             continue;
         const auto Body = RemoveEmulationPrevention(*Nal);
         SeiReader Messages(Body, Format.bHevc);
-        while (const auto Message = Messages.Next()) {
-            const StampReading Reading = ReadMessage(*Message, Format.bHevc);
-            if (Reading.enResult == ReadResult::Ok)
-                Read.Stamps.push_back(Reading.Stamp);
-            if (Reading.enResult == ReadResult::Broken)
-                Read.Broken.push_back(Reading.szReason);
-        }
+        while (const auto Message = Messages.Next())
+            Add(Read, ReadMessage(*Message, Format.bHevc));
     }
+    return Read;
+}
+
+// The start codes of MPEG-2 are those of an access unit: what follows one is a unit whose first byte says its kind.
+StampsRead ReadUserDataStamps(Bytes CodedPicture) {
+    constexpr std::uint8_t USER_DATA = 0xB2;
+    StampsRead Read;
+    NalReader Units(CodedPicture, {});
+    while (const auto Unit = Units.Next())
+        if (Unit->front() == USER_DATA)
+            Add(Read, ReadStampPayload(WithItsZeros(*Unit, CodedPicture).subspan(1), false));
     return Read;
 }
 

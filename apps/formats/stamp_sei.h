@@ -36,8 +36,12 @@ struct StampsRead {
     std::vector<const char *> Broken; // why each time stamp was refused that was there but could not be used
 };
 
-// Takes the time stamps out of one access unit.
+// Takes the time stamps out of one access unit of H.264 or HEVC.
 StampsRead ReadStamps(Bytes AccessUnit, NalFormat Format);
+
+// Takes the time stamps out of one coded picture of MPEG-2, where each fills a user data field, under the identifier of
+// H.264.
+StampsRead ReadUserDataStamps(Bytes CodedPicture);
 
 } // namespace encoder
 

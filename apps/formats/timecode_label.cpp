@@ -14,6 +14,7 @@ constexpr int DROPPED_PART = 15;   // ... and leaves out this part of a second's
 constexpr int TEN_MINUTES = 10;    // after which the drops repeat
 constexpr int DROPS_PER_TEN_MINUTES = 9;
 constexpr int MAX_SINGLE_RATE = 30; // above it a 12M word counts pairs of frames
+constexpr int MAX_PAIR_RATE = 60;   // above it a pair of frames is no unit of SMPTE ST 12-1
 constexpr int RATE_WITH_HOURS_FIELD_BIT = 50;
 
 struct DropCounts {
@@ -111,7 +112,7 @@ std::optional<TimecodeLabel> FromSmpte12M(std::uint32_t nValue, int nRate) {
         const int nFieldBit = nRate == RATE_WITH_HOURS_FIELD_BIT ? 7 : 23;
         Label.nFrames = Label.nFrames * 2 + static_cast<int>(nValue >> nFieldBit & 1);
     }
-    return IsValid(Label, nRate) ? std::optional(Label) : std::nullopt;
+    return nRate <= MAX_PAIR_RATE && IsValid(Label, nRate) ? std::optional(Label) : std::nullopt;
 }
 
 std::int64_t ToFrameCount(const TimecodeLabel &Label, int nRate) {

@@ -35,8 +35,9 @@ TimecodeLabel FromVitc(const vitc_t &Vitc, bool bDropFrame);
 std::string ToText(const TimecodeLabel &Label);
 std::optional<TimecodeLabel> FromText(std::string_view Text);
 
-// The 32-bit form in which FFmpeg hands out SMPTE ST 12-1 timecode: BCD digits, and above 30 Hz the number of a pair
-// of frames with the field flag telling its second frame. Nothing when it is no valid label at the rate.
+// The 32-bit form in which FFmpeg hands out SMPTE ST 12-1 timecode: BCD digits, and above 30 Hz the number of a pair of
+// frames with the field flag telling its second frame. Nothing when it is no valid label at the rate, nor above 60 Hz:
+// the tens have two bits, too few for the numbers of more than 40 pairs.
 std::optional<TimecodeLabel> FromSmpte12M(std::uint32_t nValue, int nRate);
 
 // Frames since midnight, with drop-frame numbering where the label says so; the label must be valid at the rate.

@@ -24,7 +24,7 @@ constexpr int MIN_WIDTH = 2 * WIDTH_IN_BITS;
 constexpr std::uint8_t LEVEL_ZERO = 16;
 constexpr std::uint8_t LEVEL_ONE = 192;
 constexpr int MAX_SINGLE_RATE = 30;
-constexpr int MAX_RATE = 1000;
+constexpr int MAX_RATE = 60;
 constexpr double TICKS_PER_SECOND = 90000;
 constexpr int PTS_BITS = 33;
 

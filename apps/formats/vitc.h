@@ -36,7 +36,8 @@ struct TimecodeReading {
 // digit through: an error within one digit never passes the check bits.
 class TimecodeFilter {
 public:
-    // The picture rate as a fraction: 30000, 1001 for 29.97 Hz. Without a rate (0) no reading is believed.
+    // The picture rate as a fraction: 30000, 1001 for 29.97 Hz. Without a rate (0) no reading is believed, nor above
+    // 60 Hz, where a line's number stands for more than two frames.
     TimecodeFilter(int nRateNumerator, int nRateDenominator);
 
     // Takes one reading as the line carries it, and returns those that are believed with it, in order: none; this one;

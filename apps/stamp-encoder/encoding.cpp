@@ -75,8 +75,10 @@ void Encoding::TakeCodedPicture(AVPacket &Packet) {
     const UINT64 nPTS = StreamPTS(Packet.pts);
     const auto Found = m_InEncoder.extract(Packet.pts);
     const InEncoder Of = Found.empty() ? InEncoder{} : std::move(Found.mapped());
-    if (std::exchange(m_nStretchCoded, Of.nStretch) != Of.nStretch)
+    if (std::exchange(m_nStretchCoded, Of.nStretch) != Of.nStretch) {
         m_Timecode.StartAnew();
+        m_bTimeKnown = false;
+    }
     const PictureTime Time = AskForTime(nPTS, Of);
     const std::optional<TimecodeLabel> Timecode = m_Timecode.Next(nPTS, Time, OwnLabel(Of.Stamps));
     Write(Packet, Time, Timecode);
@@ -96,8 +98,9 @@ PictureTime Encoding::AskForTime(UINT64 nPTS, const InEncoder &Of) {
     return Time;
 }
 
-// Before the first time stamp revision 20116 carries forward what it has not got. A time is known when a time stamp of
-// the picture's own stands behind it, and from then on; the system clock's always is.
+// Before the first time stamp revision 20116 carries forward what it has not got, and behind a step what belongs to
+// another recording. A time is known when a time stamp of the picture's own stands behind it, and from then on; the
+// system clock's always is.
 bool Encoding::IsKnown(const PictureTime &Time, const InEncoder &Of) {
     const int enSource = Time.Record.enTimecodeSource;
     m_bTimeKnown = m_bTimeKnown || std::ranges::count(Of.Stamps, enSource, &TimeStamp::enSource) > 0;
@@ -112,7 +115,7 @@ BOOL Encoding::AskLibrary(UINT64 nPTS, PictureTime &Time) {
         return Timecode_GetSystemUTC(nRate, nRateCode, nPTS, m_Base.PTS(), m_Base.UTC(), &Time.Record, &Time.Timecode);
     }
     // What was carried forward before is no time from which the first one could jump.
-    if (!m_bTimeKnown)
+    if (!m_bTimeKnown && m_nStretchCoded == 0)
         Timecode_ResetStats(m_nInput);
     int enSource = m_Options.enSource;
     const BOOL bTimed =
@@ -139,8 +142,8 @@ vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
 }
 
 void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode) {
-    const std::vector<uint8_t> Stamped =
-        InsertSei({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode);
+    const std::vector<uint8_t> Stamped = InsertSei({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(),
+                                                   Timecode, m_Coding.Rate.nSkippedLabels);
     Check(av_new_packet(m_Stamped.get(), static_cast<int>(Stamped.size())), ExitCode::Encoder, "stamping a picture");
     std::copy(Stamped.begin(), Stamped.end(), m_Stamped->data);
     Check(av_packet_copy_props(m_Stamped.get(), &Packet), ExitCode::Encoder, "stamping a picture");

@@ -73,7 +73,7 @@ private:
     StreamTimecode m_Timecode;
     SystemBase m_Base;
     void *m_pRecordCursor = nullptr; // the library's, one for each input
-    bool m_bTimeKnown = false;       // a time stamp of the input has served a picture
+    bool m_bTimeKnown = false;       // a time stamp of this stretch has served a picture
     UINT64 m_nCodingIndex = 0;
     PacketPtr m_Stamped = MakePacket();
 };

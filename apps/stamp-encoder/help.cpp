@@ -27,7 +27,7 @@ Try it:
 
 Input
   INPUT             a file or URL that FFmpeg opens, with H.264, HEVC or MPEG-2 video. Time stamps are taken from
-                      source 1  the precision time-stamp SEI (MISB ST 0604) of H.264 and HEVC,
+                      source 1  the precision time stamp (MISB ST 0604): SEI of H.264 and HEVC, user data of MPEG-2,
                       source 2  SMPTE 12M timecode in SEI, or VITC lines in the picture,
                       source 3  KLV local sets (MISB ST 0601, tag 2) in data streams.
                     A local set without a PTS (asynchronous carriage) belongs to the picture that is sent next. Pictures
@@ -60,8 +60,8 @@ Time
   --revision R      20162 (default): the time stamp of the chosen source as it came, or none. Right for files that are
                     coded faster than they play, since nothing in it depends on the wall clock.
                     20116: carries a silent source forward, converts, switches. It counts on the wall clock: use it
-                    with --realtime. Before an input's first time stamp no picture gets a time, unless the source is the
-                    system clock.
+                    with --realtime. Before the first time stamp of an input, and of what follows a step of its PTS, no
+                    picture gets a time, unless the source is the system clock.
                     It marks a UTC below the one before as going backwards, and with B pictures that happens in
                     coding order all the time: add --bframes 0.
                     settings: what /etc/plixo.ini says

@@ -39,9 +39,10 @@ StampIntake::StampIntake(const Options &Settings, const AVStream &Video, const P
 
 std::vector<TimeStamp> StampIntake::OfVideoPacket(const AVPacket &Packet) {
     std::vector<TimeStamp> Found;
-    if (m_enCodec == AV_CODEC_ID_MPEG2VIDEO || IsDamaged(Packet))
+    if (IsDamaged(Packet))
         return Found;
-    const StampsRead Read = ReadStamps(BytesOf(Packet), m_NalFormat);
+    const StampsRead Read = m_enCodec == AV_CODEC_ID_MPEG2VIDEO ? ReadUserDataStamps(BytesOf(Packet))
+                                                                : ReadStamps(BytesOf(Packet), m_NalFormat);
     m_Tally.Count(Event::BrokenStampSei, Read.Broken.size());
     for (const UtcStamp &Stamp : Read.Stamps)
         Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
@@ -54,6 +55,7 @@ std::vector<INT64> StampIntake::OfKlvPacket(const AVPacket &Packet) {
     const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
     m_Tally.Count(Event::LocalSet, Read.UTCs.size());
     m_Tally.Count(Event::BrokenLocalSet, Read.Broken.size());
+    m_Tally.Count(Event::LocalSetEg0104, Read.nEg0104);
     return {Read.UTCs.begin(), Read.UTCs.end()};
 }
 

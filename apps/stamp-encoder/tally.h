@@ -26,6 +26,7 @@ enum class Event {
     PtsStep,
     BrokenStampSei,
     BrokenLocalSet,
+    LocalSetEg0104,
     DamagedPacket,
     UndecodablePacket,
     PictureWithoutPts,

@@ -48,14 +48,16 @@ TEST(Klv, LengthFormsAndItems) {
 
 TEST(Klv, EverySetOfAPacketIsRead) {
     const Buffer Other = Changed(13, 1, {9});
+    const Buffer Eg0104 = Changed(4, 12, {2, 1, 1, 1, 14, 1, 1, 2, 1, 1, 0, 0});
     Buffer Bad = BuildLocalSet(1);
     Buffer Packet = {0, 7, 0xDF, 0, 34}; // the header of a cell
     Bad.back() ^= 1;
-    for (const Buffer &Part : {BuildLocalSet(UTC), Bad, Other, Buffer{0, 8, 0xDF, 0, 34}, BuildLocalSet(-2)})
+    for (const Buffer &Part : {BuildLocalSet(UTC), Bad, Other, Eg0104, Buffer{0, 8, 0xDF, 0, 34}, BuildLocalSet(-2)})
         Packet.insert(Packet.end(), Part.begin(), Part.end());
     const auto Read = ReadLocalSets(Packet);
     EXPECT_EQ(Read.UTCs, (std::vector{UTC, std::int64_t{-2}}));
     EXPECT_EQ(Read.Broken.size(), 1u);
+    EXPECT_EQ(Read.nEg0104, 1u);
 }
 
 TEST(Klv, NoTimeIsReadFromADamagedSet) {

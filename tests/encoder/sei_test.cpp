@@ -92,6 +92,19 @@ TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
     }
 }
 
+TEST(StampUserData, IsReadFromAnMpeg2Picture) {
+    Buffer Good = {0xB2};
+    std::ranges::copy(StampPayload(UTC), std::back_inserter(Good));
+    Buffer Foreign = Good;
+    Foreign[1] = 'X';
+    const Buffer Short(Good.begin(), Good.end() - 2); // one zero is still before the next start code
+    const Buffer Header = {0x00, 0x00, 0x0F, 0xFF, 0xF8};
+    const auto Read = ReadUserDataStamps(Unit({Header, Foreign, Short, Good, Buffer{0x01, 0x13, 0xF8}}));
+    ASSERT_EQ(Read.Stamps.size(), 1u);
+    EXPECT_EQ(Read.Stamps[0].llUTC, UTC);
+    EXPECT_EQ(Read.Broken.size(), 1u);
+}
+
 TEST(Nal, LengthsComeFromTheExtradataAndAreChecked) {
     const Buffer AnnexB = {0, 0, 0, 1, 0x67, 1};
     const Buffer Avcc = {1, 0x64, 0, 0x1F, 0xFD, 0xE1};
@@ -120,6 +133,9 @@ TEST(SeiWriter, ReplacesTheTimecodeAndKeepsAllElse) {
     const Buffer Added = {0x09, 0x04, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40};
     const auto Inserted = [](const TimecodeLabel &Label) { return InsertSei(Unit({Slice()}), {}, Label); };
     EXPECT_EQ(Inserted({23, 59, 58, 59, false}), Unit({SeiNal({{1, Added}}), Slice()}));
+    const Buffer DropsFour = {0x09, 0x35, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40}; // no counting type has four
+    EXPECT_EQ(InsertSei(Unit({Slice()}), {}, TimecodeLabel{23, 59, 58, 59, true}, 4),
+              Unit({SeiNal({{1, DropsFour}}), Slice()}));
     for (const TimecodeLabel &Label : {TimecodeLabel{24, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, 0, 256}})
         EXPECT_EQ(Inserted(Label), Unit({Slice()})) << ToText(Label);
 }

@@ -49,7 +49,8 @@ TEST(TimecodeLabel, Smpte12MWord) {
     const std::tuple<std::uint32_t, int, const char *> rows[] = {
         {0x24452312, 30, "12:23:45:24"}, {0x69595923, 30, "23:59:59;29"}, {0x24452312, 50, "12:23:45:48"},
         {0x24452392, 50, "12:23:45:49"}, {0x69D95923, 60, "23:59:59;59"}, {0x0A000000, 30, nullptr},
-        {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr}};
+        {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr},
+        {0x24452319, 120, nullptr}};
     for (const auto &[nValue, nRate, szExpected] : rows) {
         const auto Label = FromSmpte12M(nValue, nRate);
         EXPECT_EQ(Label ? ToText(*Label) : "none", szExpected ? szExpected : "none") << std::hex << nValue;

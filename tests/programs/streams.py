@@ -1,0 +1,153 @@
+#!/usr/bin/env python3
+"""Makes streams as recordings are, of one that is as it should be: thins, shifts, joins, takes PTS away.
+
+Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
+usage: streams.py IN OUT OPERATION[=VALUE]...    thin-klv=6  shift-klv=900  late-klv=400000  strip-klv  strip-video=15
+                                                 shift=90000  seconds=0:5  join=FILE
+"""
+
+import sys
+from pathlib import Path
+
+SIZE = 188
+WRAP = 1 << 33
+VIDEO_TYPES, KLV_TYPES = (0x02, 0x1B, 0x24), (0x06, 0x15)
+
+
+class Packet:
+    def __init__(self, data):
+        self.data = bytearray(data)
+        self.pid = (data[1] & 0x1F) << 8 | data[2]
+        self.starts = bool(data[1] & 0x40)
+        self.payload = 4 + (1 + data[4] if data[3] & 0x20 else 0) if data[3] & 0x10 else SIZE
+        self.is_pes = self.starts and bytes(self.data[self.payload:self.payload + 3]) == b"\0\0\1"
+
+    def _fields(self):
+        """Where PTS and DTS stand."""
+        flags = self.data[self.payload + 7] >> 6 if self.is_pes else 0
+        return [self.payload + 9 + 5 * n for n in range({2: 1, 3: 2}.get(flags, 0))]
+
+    def times(self):
+        def read(at):
+            b = self.data[at:at + 5]
+            return (b[0] >> 1 & 7) << 30 | b[1] << 22 | b[2] >> 1 << 15 | b[3] << 7 | b[4] >> 1
+        return [read(at) for at in self._fields()]
+
+    def shift(self, ticks):
+        for at, time in zip(self._fields(), self.times()):
+            time = (time + ticks) % WRAP
+            self.data[at:at + 5] = bytes([self.data[at] & 0xF0 | time >> 30 << 1 | 1, time >> 22 & 0xFF,
+                                          time >> 14 & 0xFE | 1, time >> 7 & 0xFF, time << 1 & 0xFE | 1])
+        if self.data[3] & 0x20 and self.data[4] and self.data[5] & 0x10:  # the program clock
+            clock = (int.from_bytes(self.data[6:11], "big") >> 7) + ticks
+            self.data[6:11] = ((clock % WRAP) << 7 | self.data[10] & 0x7F).to_bytes(5, "big")
+
+    def strip(self):
+        """Takes PTS and DTS away; stuffing stands in their place."""
+        for at in self._fields():
+            self.data[at:at + 5] = b"\xFF" * 5
+        self.data[self.payload + 7] &= 0x3F
+
+
+class Stream:
+    def __init__(self, data):
+        assert len(data) % SIZE == 0 and data[0] == 0x47
+        self.packets = [Packet(data[at:at + SIZE]) for at in range(0, len(data), SIZE)]
+        table = self._section(0)
+        self.types = {}
+        section = self._section((table[10] & 0x1F) << 8 | table[11])
+        at = 12 + ((section[10] & 0xF) << 8 | section[11])
+        while at < 3 + ((section[1] & 0xF) << 8 | section[2]) - 4:
+            self.types.setdefault(section[at], (section[at + 1] & 0x1F) << 8 | section[at + 2])
+            at += 5 + ((section[at + 3] & 0xF) << 8 | section[at + 4])
+
+    def _section(self, pid):
+        first = next(packet for packet in self.packets if packet.pid == pid and packet.starts)
+        return first.data[first.payload + 1 + first.data[first.payload]:]
+
+    def pid(self, types):
+        return next(self.types[kind] for kind in types if kind in self.types)
+
+    def starts_of(self, types):
+        return [packet for packet in self.packets if packet.is_pes and packet.pid == self.pid(types)]
+
+    def keep(self, pid, wanted):
+        """Keeps the PES of a stream for whose number and times `wanted` holds."""
+        kept, number, holds = [], -1, False
+        for packet in self.packets:
+            if packet.pid == pid:
+                if packet.starts:
+                    number, holds = number + 1, wanted(number + 1, packet.times())
+                if not holds:
+                    continue
+            kept.append(packet)
+        self.packets = kept
+
+    def thin_klv(self, every):
+        self.keep(self.pid(KLV_TYPES), lambda number, _: number % every == 0)
+
+    def shift_klv(self, ticks):
+        for packet in self.starts_of(KLV_TYPES):
+            packet.shift(ticks)
+
+    def late_klv(self, pes):
+        """Sends each packet of the KLV stream behind so many video PES more."""
+        video, klv, waiting, moved, seen = self.pid(VIDEO_TYPES), self.pid(KLV_TYPES), [], [], 0
+        for packet in self.packets:
+            if packet.pid == video and packet.starts:
+                seen += 1
+                moved += [late for due, late in waiting if due <= seen]
+                waiting = [late for late in waiting if late[0] > seen]
+            if packet.pid == klv:
+                waiting.append((seen + pes, packet))
+            else:
+                moved.append(packet)
+        self.packets = moved + [late for _, late in waiting]
+
+    def strip_klv(self):
+        for packet in self.starts_of(KLV_TYPES):
+            packet.strip()
+
+    def strip_video(self, keep_every):
+        """Leaves every so-manieth video PES its times, or none with 0."""
+        for number, packet in enumerate(self.starts_of(VIDEO_TYPES)):
+            if keep_every == 0 or number % keep_every:
+                packet.strip()
+
+    def shift(self, ticks):
+        for packet in self.packets:
+            packet.shift(ticks)
+
+    def seconds(self, span):
+        """Keeps what is shown from one second to another."""
+        first, last = (float(part) for part in span.split(":"))
+        begin = min(packet.times()[0] for packet in self.starts_of(VIDEO_TYPES))
+        for types in (VIDEO_TYPES, KLV_TYPES):
+            self.keep(self.pid(types), lambda _, times: first <= (times[0] - begin) / 90000 < last)
+
+    def join(self, other):
+        self.packets += other.packets
+
+    def bytes(self):
+        """The packets of each stream counted without a gap."""
+        counters = {}
+        for packet in self.packets:
+            if packet.data[3] & 0x10:
+                counters[packet.pid] = (counters.get(packet.pid, 15) + 1) % 16
+            packet.data[3] = packet.data[3] & 0xF0 | counters.get(packet.pid, 0)
+        return b"".join(bytes(packet.data) for packet in self.packets)
+
+
+def change(source, target, *operations):
+    stream = Stream(Path(source).read_bytes())
+    for operation in operations:
+        name, _, value = operation.partition("=")
+        given = {"join": lambda: [Stream(Path(value).read_bytes())], "seconds": lambda: [value],
+                 "strip-klv": lambda: []}.get(name, lambda: [int(value)])()
+        getattr(stream, name.replace("-", "_"))(*given)
+    Path(target).write_bytes(stream.bytes())
+    return target
+
+
+if __name__ == "__main__":
+    change(*sys.argv[1:])
