@@ -15,7 +15,8 @@ for name in libtimecode libtimecode_support; do
             --exported-interfaces-only --drop-private-types "$(realpath "$object")" |
             sed "s#path='[^']*/components/#path='components/#" >"$baseline"
     else
-        abidiff --headers-dir2 components/include --drop-private-types --no-show-locs "$baseline" "$(realpath "$object")"
+        abidiff --headers-dir2 components/include --drop-private-types --no-show-locs "$baseline" \
+            "$(realpath "$object")"
         echo "$name: as in its baseline"
     fi
 done
