@@ -172,7 +172,8 @@ def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
     built = alone(f"-DCMAKE_INSTALL_LIBDIR={libdir}", "-DCMAKE_INSTALL_PREFIX=/nowhere")
     install(built, "--prefix", prefix, DESTDIR=str(tmp_path))
     libraries = tmp_path / (libdir if libdir[0] == "/" else f"{prefix}/{libdir}")[1:]
-    assert pkg_config(libraries, "--cflags", "--libs", **options) == [*flags.split(), "-ltimecode", "-ltimecode_support"]
+    flags += " -ltimecode -ltimecode_support"
+    assert pkg_config(libraries, "--cflags", "--libs", **options) == flags.split()
 
 
 def test_objects_are_hardened(prefix):

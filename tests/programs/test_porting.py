@@ -96,6 +96,25 @@ def test_library_in_the_search_path_of_the_system(board, compiled, others):
         assert (f"timecode: {STARTED}" in said) == theirs, said
 
 
+def check_names(source, *programs):
+    """Its exit code, and the names that it finds."""
+    done = subprocess.run([source / "scripts/check-names.sh", *programs], stderr=subprocess.PIPE,
+                          check=False, text=True)
+    return done.returncode, [line.split()[-1] for line in done.stderr.splitlines()]
+
+
+@pytest.mark.parametrize("definition, found", [
+    ("", []),
+    ("int CopyString;", ["CopyString"]),  # exported since the library asks for it
+    ("static int CopyString;", []),
+    ("extern int *g_hTCLibDbg; int **own = &g_hTCLibDbg;", []),
+])
+def test_names_that_take_the_place_of_the_library_s(board, compiled, source, definition, found):
+    main = f"{definition} void TimecodeLib_Shutdown(void); int main(void) {{ TimecodeLib_Shutdown(); return 0; }}\n"
+    (board / "names.c").write_text(main)
+    assert check_names(source, compiled("names", "-no-pie", board / "names.c")) == (bool(found), found)
+
+
 def test_preloaded_object(board, compiled):
     program = compiled("smallest", board / "smallest.c")
     preloaded = compiled("trace.so", "-shared", "-fPIC", board / "trace.c")
@@ -103,6 +122,7 @@ def test_preloaded_object(board, compiled):
     assert f"mine: {STARTED}" in said
 
 
-def test_definitions_in_the_program(board, compiled):
+def test_definitions_in_the_program(board, compiled, source):
     program = compiled("own", "-rdynamic", board / "smallest.c", board / "trace.c")
     assert f"mine: {STARTED}" in messages(program, {"LD_LIBRARY_PATH": str(compiled.libraries)})
+    assert check_names(source, program) == (1, ["_DoDbgPrintEx"])
