@@ -60,7 +60,8 @@ def depend(first, second):
     def written(line):
         match = re.search(r"(\w+)\s*(?:[-+|&]?= |\+\+|--|;|\()", line)
         return match.group(1) if match else ""
-    return any(re.search(rf"\b{re.escape(written(a))}\b", b) for a, b in ((first, second), (second, first)) if written(a))
+    return any(re.search(rf"\b{re.escape(written(a))}\b", b)
+               for a, b in ((first, second), (second, first)) if written(a))
 
 
 def message_lines(lines):
@@ -130,8 +131,8 @@ class Tree:
         self.tests_pass_or_exit()
 
     def run(self, command, check=False, timeout=600):
-        result = subprocess.run(command, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=timeout,
-                                check=False)
+        result = subprocess.run(command, cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                                timeout=timeout, check=False)
         if check and result.returncode != 0:
             sys.exit(result.stdout.decode(errors="replace"))
         return result.returncode == 0
@@ -204,7 +205,7 @@ def known_equivalents():
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    parser.add_argument("--count", type=int, default=160, help="changes to make (default 160)")
+    parser.add_argument("--count", type=int, default=160, help="changes to make (default 160), at least one a file")
     parser.add_argument("--seed", type=int, default=1, help="which changes (default 1)")
     parser.add_argument("--jobs", type=int, default=2, help="copies of the tree that work at once (default 2)")
     parser.add_argument("--only", default="", help="only files whose path holds this text")
@@ -219,11 +220,12 @@ def main():
     equivalents = known_equivalents()
     survivors = [text for noticed, text in results if not noticed]
     unexplained = [text for text in survivors if re.sub(r":\d+:", ":", text, count=1) not in equivalents]
-    (WORK / "results.txt").write_text("\n".join(sorted(("noticed  " if n else "SURVIVED ") + t for n, t in results)) + "\n")
+    verdicts = sorted(("noticed  " if n else "SURVIVED ") + t for n, t in results)
+    (WORK / "results.txt").write_text("\n".join(verdicts) + "\n")
     noticed = len(results) - len(survivors)
     share = noticed / max(1, noticed + len(unexplained))
-    print(f"\n{len(results)} changes, {len(survivors) - len(unexplained)} of them known to be without effect; of the others "
-          f"{noticed} noticed, {len(unexplained)} not: {100 * share:.1f} % (seed {arguments.seed})")
+    print(f"\n{len(results)} changes, {len(survivors) - len(unexplained)} of them known to be without effect; "
+          f"of the others {noticed} noticed, {len(unexplained)} not: {100 * share:.1f} % (seed {arguments.seed})")
     for text in unexplained:
         print("  " + text)
     sys.exit(0 if share >= NOTICED_SHARE else 1)
