@@ -150,7 +150,7 @@ def table(file, number=1):
     assert {len(line) for line in lines} == {len(lines[0])}, "a row is cut short"
     rows = [dict(zip(lines[0], line)) for line in lines[1:]]
     return sorted(Picture(row["pts"], row["utc_us"] or "-", row["status"].removeprefix("0x") or "-",
-                          row["generated_timecode"] or "-") for row in rows if row["input"] == str(number))
+                          row["stream_timecode"] or "-") for row in rows if row["input"] == str(number))
 
 
 def whole(run, file, number=1, stream=0, rows="table.csv"):
