@@ -1,0 +1,64 @@
+// Random sessions of calls: the library and its model answer, write and say the same.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+
+#include "interpose/services.h"
+#include "model/session.h"
+
+namespace {
+
+using interpose::g_Services;
+
+// A session of a given length from a seed.
+class RandomChoices : public model::Choices {
+public:
+    RandomChoices(UINT64 nSeed, UINT64 nChoices) : m_Random(nSeed), m_nLeft(nChoices) {}
+
+    [[nodiscard]] bool IsEmpty() const override { return m_nLeft == 0; }
+    UINT64 Bits(unsigned nBytes) override {
+        m_nLeft -= m_nLeft > 0 ? 1 : 0;
+        return m_Random() >> (64 - 8 * nBytes);
+    }
+
+private:
+    std::mt19937_64 m_Random;
+    UINT64 m_nLeft;
+};
+
+model::Said TakeSaid() {
+    model::Said Said;
+    for (size_t nLevel = 0; nLevel < Said.nMessages.size(); ++nLevel)
+        Said.nMessages.at(nLevel) = g_Services.nMessages.at(nLevel).exchange(0);
+    Said.nReports = g_Services.nReports.exchange(0);
+    return Said;
+}
+
+// A number from the environment, for longer runs by hand.
+UINT64 Setting(const char *szName, UINT64 nDefault) {
+    const char *const szValue = std::getenv(szName);
+    return szValue == nullptr ? nDefault : std::strtoull(szValue, nullptr, 10);
+}
+
+TEST(Comparison, RandomSessionsAreAnsweredAsTheModelSays) {
+    const UINT64 nFirst = Setting("TIMECODE_FIRST_SESSION", 1);
+    const UINT64 nSessions = Setting("TIMECODE_SESSIONS", 200);
+    g_Services.enMessages = interpose::Messages::Counted;
+    model::Comparison Both(TakeSaid);
+    for (UINT64 nSession = nFirst; nSession < nFirst + nSessions; ++nSession) {
+        RandomChoices From(nSession, 20'000);
+        const auto enCare = nSession % 4 == 0 ? model::Care::Thorough : model::Care::Fast;
+        try {
+            model::Session(Both, From, enCare).Run();
+        } catch (const BrokenPromise &Broken) {
+            FAIL() << "session " << nSession << ": " << Broken.what();
+        }
+    }
+    RecordProperty("calls", std::to_string(Both.Calls()));
+    std::cout << Both.Calls() << " calls compared\n";
+}
+
+} // namespace

@@ -1,0 +1,59 @@
+// The arithmetic of times and timecodes, each rule in the plainest words; every number in 128 bits until it is done.
+#pragma once
+
+#include <optional>
+
+#include "model/records.h"
+
+namespace model {
+
+__extension__ typedef __int128 Wide;
+
+// What 64 bits hold of a number; they count on from the other end.
+INT64 In64(Wide nValue);
+
+// Second minus first. Two 33-bit counts may lie on either side of the wrap: the second later by up to half of it, or
+// earlier by up to a minute.
+INT64 PtsDistance(UINT64 nFirst, UINT64 nSecond);
+UINT64 PtsGap(UINT64 nOne, UINT64 nOther);
+
+// The time between two instants, whichever is earlier, and what it is in other units, cut.
+timespec SpanBetween(const timespec &One, const timespec &Other);
+INT64 MsOf(const timespec &Span);
+INT64 UsecOf(const timespec &Span);
+INT64 TicksOf(const timespec &Span);
+
+// Ticks as time, at 11.111111 us each.
+INT64 UsecOfTicks(INT64 nTicks);
+timespec SpanOfTicks(UINT64 nTicks);
+
+struct PictureRate {
+    int nWhole = 0;  // frame numbers wrap at it
+    ULONG nCode = 0; // 23000, 29000 and 59000 mark the 1000/1001 rates
+};
+
+// The timecode of a UTC's time of day. The rate is positive.
+vitc_t TimecodeOfUtc(INT64 llUTC, const PictureRate &Rate);
+
+// The UTC of a timecode on a day, counted from 1970; none where hour, minute, second or fraction do not exist, or where
+// 64 bits do not hold it.
+std::optional<INT64> UtcOfTimecode(const vitc_t &Vitc, INT64 nDay, const PictureRate &Rate);
+
+// A timecode moved on by a time that has passed, by one frame at least.
+struct Advanced {
+    vitc_t Vitc;
+    bool bFramesCarried; // into the seconds
+};
+Advanced Advance(vitc_t Vitc, const timespec &Elapsed, const PictureRate &Rate);
+
+int FrameCountDiff(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New);
+
+// The next coded picture's timecode, put into the eight digits of New. Returns what was said of it, besides the two
+// distances and the carried timecode: messages of level 6 and 7.
+struct Numbered {
+    int nSkips = 0;
+    int nDetails = 0;
+};
+Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPts, time_t tNow, vitc_t &New);
+
+} // namespace model
