@@ -1,6 +1,6 @@
 #!/bin/sh
-# A long run under a fake clock: four inputs at 59.94 Hz, all sources with drop-outs, both revisions.
-# usage: scripts/soak.sh [HOURS]   (of fake time; default 24, which take half a minute)
+# A long run under a fake clock: four inputs at 59.94 Hz, all sources with drop-outs, both revisions, beside the model.
+# usage: scripts/soak.sh [HOURS]   (of fake time; default 24, which take a minute)
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
