@@ -1,23 +1,15 @@
 // Any bytes as an access unit, a KLV packet and a timecode text. What is read must survive being written again.
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
 #include "formats/stamp_sei.h"
 #include "formats/vitc.h"
+#include "model/demand.h"
 
 using namespace encoder;
-
-static void Demand(bool bHolds, const char *szPromise) {
-    if (bHolds)
-        return;
-    std::fprintf(stderr, "broken promise: %s\n", szPromise);
-    std::abort();
-}
 
 static void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
     const StampsRead Read = ReadStamps(Input, {bHevc, nLengthBytes});

@@ -3,21 +3,14 @@
 #include <unistd.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "cfgfile_api.h"
+#include "model/demand.h"
 
 static constexpr int DEFAULT_VALUE = 20116;
-
-static void Demand(bool bHolds, const char *szPromise) {
-    if (bHolds)
-        return;
-    std::fprintf(stderr, "broken promise: %s\n", szPromise);
-    std::abort();
-}
 
 static BOOL Read(std::string_view szText, int &nValue) {
     static const int nFile = memfd_create("settings", MFD_CLOEXEC);

@@ -6,12 +6,10 @@
 #include <iostream>
 #include <random>
 
-#include "interpose/services.h"
+#include "model/counted.h"
 #include "model/session.h"
 
 namespace {
-
-using interpose::g_Services;
 
 // A session of a given length from a seed.
 class RandomChoices : public model::Choices {
@@ -29,14 +27,6 @@ private:
     UINT64 m_nLeft;
 };
 
-model::Said TakeSaid() {
-    model::Said Said;
-    for (size_t nLevel = 0; nLevel < Said.nMessages.size(); ++nLevel)
-        Said.nMessages.at(nLevel) = g_Services.nMessages.at(nLevel).exchange(0);
-    Said.nReports = g_Services.nReports.exchange(0);
-    return Said;
-}
-
 // A number from the environment, for longer runs by hand.
 UINT64 Setting(const char *szName, UINT64 nDefault) {
     const char *const szValue = std::getenv(szName);
@@ -46,8 +36,8 @@ UINT64 Setting(const char *szName, UINT64 nDefault) {
 TEST(Comparison, RandomSessionsAreAnsweredAsTheModelSays) {
     const UINT64 nFirst = Setting("TIMECODE_FIRST_SESSION", 1);
     const UINT64 nSessions = Setting("TIMECODE_SESSIONS", 200);
-    g_Services.enMessages = interpose::Messages::Counted;
-    model::Comparison Both(TakeSaid);
+    interpose::g_Services.enMessages = interpose::Messages::Counted;
+    model::Comparison Both(model::TakeCounted);
     for (UINT64 nSession = nFirst; nSession < nFirst + nSessions; ++nSession) {
         RandomChoices From(nSession, 20'000);
         const auto enCare = nSession % 4 == 0 ? model::Care::Thorough : model::Care::Fast;

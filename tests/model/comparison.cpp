@@ -50,12 +50,12 @@ struct NumberedPicture {
                Left.New == Right.New;
     }
     friend std::ostream &operator<<(std::ostream &Out, const NumberedPicture &Told) {
-        const SMPTE12M1_CONTEXT &Context = Told.Context;
-        return Out << Told.New << ", back-fill " << Context.BackFillStateCount << ", extra skip "
-                   << Context.bExtraSkipAllowed << ", last skip at " << Context.tDropFrameOccurred << " s; after "
-                   << Context.OldSystemTC << " of PTS " << Context.OldTimestamp64 << " at rate "
-                   << Context.nEncodedPictureRate << ", code " << Context.nVUIFramerate << ", "
-                   << Context.PTSTicksPerFrame << " ticks a frame, " << Context.nBframes << " B";
+        const SMPTE12M1_CONTEXT &After = Told.Context;
+        return Out << Told.New << ", back-fill " << After.BackFillStateCount << ", extra skip "
+                   << After.bExtraSkipAllowed << ", last skip at " << After.tDropFrameOccurred << " s; after "
+                   << After.OldSystemTC << " of PTS " << After.OldTimestamp64 << " at rate "
+                   << After.nEncodedPictureRate << ", code " << After.nVUIFramerate << ", " << After.PTSTicksPerFrame
+                   << " ticks a frame, " << After.nBframes << " B";
     }
 };
 

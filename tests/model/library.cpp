@@ -17,7 +17,6 @@ constexpr BYTE NOT_LOCKED = 0x80;
 constexpr BYTE DISCONTINUITY = 0x40;
 constexpr BYTE REVERSE = 0x20;
 constexpr BYTE RESERVED = 0x1F;
-constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
 
 bool IsInput(int nInput) {
     return nInput >= 0 && nInput < NUM_VIDEO_INPUTS;

@@ -201,9 +201,10 @@ void Session::Ask() {
         return;
     }
     // Addresses that are no record of the input, some of them just beside one.
-    char *const pKept = static_cast<char *>(Of.pCursor);
-    void *pForeign = OneOf<void *>({this, pKept + 1, pKept - 8, m_Streams[2].pCursor, m_Streams[3].pCursor,
-                                    reinterpret_cast<void *>(LAST)}); // NOLINT(performance-no-int-to-ptr)
+    const auto Beside = [&Of](UINT64 nBytes) {
+        return reinterpret_cast<void *>(reinterpret_cast<uintptr_t>(Of.pCursor) + nBytes); // NOLINT(*-int-to-ptr)
+    };
+    void *pForeign = OneOf<void *>({this, Beside(1), Beside(LAST - 7), m_Streams[2].pCursor, m_Streams[3].pCursor});
     m_Both.Ask(Asked, pForeign);
 }
 
