@@ -18,15 +18,22 @@ protected:
     UINT64 m_nDigest = FNV_BASIS;
 };
 
-const struct {
+struct Row {
     int nRate, nCode;
-    UINT64 nToTimecode, nToUtc;
-} ROWS[] = {
-    {24, 24000, 0x9EDA6C20479427A3, 0x14F5262C6C40CBC2},  {24, 23000, 0x08E3B5414AAEBE5D, 0x9991EFFF877EC388},
-    {25, 25000, 0x392F147ADB93F5F7, 0x71A182E8EB212C9A},  {30, 30000, 0x683DF81F0E1D2FFC, 0x25E001EB3A567776},
-    {30, 29000, 0xC7E1255DD523F88E, 0x62C88FA7CDFE89DC},  {50, 50000, 0xE4C402C7D012FBA1, 0x919FE89B94775B9C},
-    {60, 60000, 0x6578E587B445C366, 0xC501B08A62CB6454},  {60, 59000, 0x020D5CE8FBB1DE9F, 0x23252520A2DF34D8},
-    {120, 59000, 0x38D02B8BD29935FE, 0xC8F65D6A745941E1}, {1, 23000, 0xE0162D6A1B0EEEA1, 0xA8C7F832281A39C5},
+    UINT64 nToTimecode, nToUtc; // digests
+};
+
+constexpr Row ROWS[] = {
+    {.nRate = 24, .nCode = 24000, .nToTimecode = 0x9EDA6C20479427A3, .nToUtc = 0x14F5262C6C40CBC2},
+    {.nRate = 24, .nCode = 23000, .nToTimecode = 0x08E3B5414AAEBE5D, .nToUtc = 0x9991EFFF877EC388},
+    {.nRate = 25, .nCode = 25000, .nToTimecode = 0x392F147ADB93F5F7, .nToUtc = 0x71A182E8EB212C9A},
+    {.nRate = 30, .nCode = 30000, .nToTimecode = 0x683DF81F0E1D2FFC, .nToUtc = 0x25E001EB3A567776},
+    {.nRate = 30, .nCode = 29000, .nToTimecode = 0xC7E1255DD523F88E, .nToUtc = 0x62C88FA7CDFE89DC},
+    {.nRate = 50, .nCode = 50000, .nToTimecode = 0xE4C402C7D012FBA1, .nToUtc = 0x919FE89B94775B9C},
+    {.nRate = 60, .nCode = 60000, .nToTimecode = 0x6578E587B445C366, .nToUtc = 0xC501B08A62CB6454},
+    {.nRate = 60, .nCode = 59000, .nToTimecode = 0x020D5CE8FBB1DE9F, .nToUtc = 0x23252520A2DF34D8},
+    {.nRate = 120, .nCode = 59000, .nToTimecode = 0x38D02B8BD29935FE, .nToUtc = 0xC8F65D6A745941E1},
+    {.nRate = 1, .nCode = 23000, .nToTimecode = 0xE0162D6A1B0EEEA1, .nToUtc = 0xA8C7F832281A39C5},
 };
 
 TEST_F(Digest, ADayOfUtcGivesTheSameTimecodeOnEveryMachine) {
@@ -36,7 +43,7 @@ TEST_F(Digest, ADayOfUtcGivesTheSameTimecodeOnEveryMachine) {
         m_nDigest = FNV_BASIS;
         for (INT64 llUTC = 0; llUTC < DAY_USEC; llUTC += STEP_USEC) {
             vitc_t Vitc{};
-            INT64 llTime = StartUsec() + llUTC;
+            INT64 llTime = NoonUsec() + llUTC;
             TimeCode_UTCToSMPTE12M(&llTime, Row.nRate, static_cast<ULONG>(Row.nCode), &Vitc);
             Add(Vitc);
         }
@@ -49,9 +56,9 @@ TEST_F(Digest, EveryFrameGivesTheSameUtcOnEveryMachine) {
         m_nDigest = FNV_BASIS;
         for (int nFrame = 0; nFrame < std::min(Row.nRate, 100); ++nFrame) {
             const UINT64 nPts = 9000 + static_cast<UINT64>(nFrame) * 3600;
-            Queue(2, nPts, ("12:00:00:" + std::to_string(nFrame)).c_str());
-            Add(static_cast<UINT64>(
-                Ask({2, nPts, FALSE, Row.nRate, Row.nCode}).Utc.MotionImageryTimestamp.KLVTC.llUTCTime - StartUsec()));
+            Queue({.enSource = TIMECODE, .nPts = nPts, .Label = Timecode(12, 0, 0, nFrame)});
+            const Request Asked{.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPts = nPts};
+            Add(static_cast<UINT64>(Ask(Asked).Time()->llUsec));
         }
         EXPECT_EQ(m_nDigest, Row.nToUtc) << Row.nRate << " at code " << Row.nCode;
     }

@@ -1,89 +1,72 @@
-// The one fixture of the library's tests: it owns the clock, the traces and the assertion reports that the library sees.
-// Every start is a fake day later than the one before, at noon UTC, since some throttles live as long as the process.
-#ifndef FIXTURE_H
-#define FIXTURE_H
+// The fixture of the library's tests. Every test is a fake day later than the one before and starts at noon UTC, since
+// some messages are held back for as long as the process lives.
+#pragma once
 
 #include <gmock/gmock.h>
 
-#include <atomic>
+#include <optional>
 #include <string>
 #include <vector>
 
-#include "timecode.h"
+#include "interpose/clock.h"
+#include "interpose/services.h"
+#include "model/library.h"
 
-using Texts = std::vector<std::string>;
+using interpose::g_Clock;
+using interpose::g_Services;
+using interpose::TakeReports;
+using interpose::Texts;
+using model::Null;
+using model::Request;
 
-// What the services under the library answer and have been asked. The clock is CLOCK_REALTIME in nanoseconds.
-struct Services {
-    std::atomic<INT64> nClockNsec{0};
-    std::atomic<INT64> nClockSec{0}; // added, for times beyond all nanoseconds
-    std::atomic<bool> bClockFails{false};
-    std::atomic<bool> bLocalTimeFails{false};
-    std::atomic<bool> bHandleStaysNull{false};
-    std::atomic<bool> bListLosesRecords{false}; // none is linked any more
-    std::atomic<bool> bWatchesLinks{false};     // the list service tells whether two threads are in it
-    std::atomic<int> nLinking{0};
-    std::atomic<bool> bMetInList{false};
-    std::atomic<bool> bRecords{true}; // messages are formatted in any case
-    std::atomic<int> nThreadStates{0};
-    std::atomic<int> nSettingsValue{0};
-};
-extern Services g_Services;
+constexpr int HIGH_PRECISION = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
+constexpr int TIMECODE = TCSOURCE_SMPTE12M_TIMESTAMP;
+constexpr int LOCAL_SET = TCSOURCE_LDS_TIMESTAMP;
+constexpr int SYSTEM_CLOCK = TCSOURCE_SYSTEM_TIMESTAMP;
 
-INT64 StartUsec();                   // noon of the test's day; every UTC in rows counts from it
-void StartDay(int enRevision);       // sets the clock to the next day's noon and starts the library at trace level 7
-void SetClockMs(INT64 nMs);          // CLOCK_REALTIME and time() to noon plus nMs
-Texts TakeTraces(int nMaxLevel = 7); // "6 text" without the line end, since the last call
-Texts TakeAsserts();
-int CountTraces(const std::string &sStart); // traces since the last call that begin so
+INT64 NoonUsec();              // of the test's day
+void StartDay(int enRevision); // moves the clock to the next day's noon and starts the library at trace level 7
+void SetClockMs(INT64 nMs);    // to noon plus nMs
+Texts TakeTraces();            // "6 text"; the seconds of noon are NOON, the day is TODAY, an address is ADDRESS
+vitc_t Timecode(int nHours, int nMinutes, int nSeconds, int nFrames);
 
-vitc_t Timecode(const char *szTimecode); // "12:00:00:10", all else 0
-std::string Text(const vitc_t &Vitc);    // and back
-std::string Stats(int nInput);           // "source/switches"
-
-// Queues "12:00:00:10" for timecode, "microseconds-from-noon status" otherwise.
-BOOL Queue(int enSource, UINT64 nPts, const char *szPayload, int nInput = 0);
-
-struct Request {
-    int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
-    UINT64 nPts = 0;
-    BOOL bSwitch = FALSE;
-    int nRate = 25;
-    int nCode = 25000;
+// A time stamp that a producer hands in.
+struct Stamp {
+    int enSource = HIGH_PRECISION;
+    UINT64 nPts = 9000;
+    INT64 llUsec = 0; // from noon; not of a timecode
+    BYTE nStatus = 0x1F;
+    vitc_t Label = Timecode(12, 0, 0, 0);
     int nInput = 0;
-    UINT64 nBasePts = 0;
-    INT64 llBaseUsec = 0; // from noon
+};
+BOOL Queue(const Stamp &Given);
+
+// A picture's time, as far as it was written.
+struct Time {
+    INT64 llUsec = 0; // from noon
+    int nStatus = 0x1F;
+    UINT64 nPts = 0;
+    int enSource = HIGH_PRECISION;
+    std::optional<vitc_t> Label{};
+    friend bool operator==(const Time &, const Time &) = default;
+    friend std::ostream &operator<<(std::ostream &Out, const Time &Told);
 };
 
-// Outputs are filled with a pattern before the call, so that a write shows.
 struct Answer {
-    BOOL bResult;
-    MISP_UTC Utc;
-    vitc_t Vitc;
-    BOOL bSame;
-    void *pCursor;
+    BOOL bResult = FALSE;
+    std::optional<MISP_UTC> Utc{};
+    std::optional<vitc_t> Label{};
+    BOOL bSame = FALSE;
+    void *pCursor = nullptr;
+    [[nodiscard]] std::optional<::Time> Time() const; // nothing where no record was written
 };
 Answer Ask(const Request &Asked, void *pCursor = nullptr);
 Answer AskSystem(const Request &Asked);
-std::string
-Text(const Answer &Got); // "result microseconds-from-noon status pts source timecode[ same]"; "-" where untouched
 
-// One picture: clock, a time stamp queued just before (source 0: none), the request, the answer and the statistics.
-struct Step {
-    INT64 nMs;
-    int enStamp;
-    UINT64 nStampPts;
-    const char *szStamp;
-    Request Asked;
-    const char *szExpected;
-    const char *szStats = "57005/0";
-};
-void Play(const std::vector<Step> &Pictures);
+model::Statistics Stats(int nInput = 0);
 
 class LibraryTest : public testing::Test {
 protected:
     explicit LibraryTest(int enRevision = MISP_PROFILE_62) { StartDay(enRevision); }
     ~LibraryTest() override;
 };
-
-#endif

@@ -9,8 +9,8 @@ namespace {
 
 class Threads : public LibraryTest, public testing::WithParamInterface<int> {
 protected:
-    Threads() : LibraryTest(GetParam()) { g_Services.bRecords = false; }
-    ~Threads() override { g_Services.bRecords = true; }
+    Threads() : LibraryTest(GetParam()) { g_Services.enMessages = interpose::Messages::Formed; }
+    ~Threads() override { g_Services.enMessages = interpose::Messages::Recorded; }
 };
 
 constexpr UINT64 LAST_PTS = 400'000;
@@ -42,10 +42,10 @@ void Produce(int nInput, std::latch &Start) {
         TCPayload Payload = {};
         Payload.KLVTC = {QUEUED_STATUS, UtcOf(nInput, enSource, nPts)};
         EXPECT_EQ(Timecode_SetUTC(nInput, enSource, nPts, &Payload), TRUE);
-        Payload.vitc = Timecode("12:00:00:00");
+        Payload.vitc = Timecode(12, 0, 0, 0);
         Timecode_SetUTC(nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPts, &Payload);
         g_nNewest[nInput].store(nPts, std::memory_order_relaxed);
-        g_Services.nClockNsec.fetch_add(1'000'000, std::memory_order_relaxed);
+        g_Clock.nNsec.fetch_add(1'000'000, std::memory_order_relaxed);
     }
 }
 
@@ -60,11 +60,12 @@ void Retrieve(int nInput, std::latch &Start) {
         const bool bKeepsCursor = nInput % 2 == 0;
         const BOOL bSwitch = !bKeepsCursor && nPts % 400 == 150 ? TRUE : FALSE;
         const int enSource = bKeepsCursor ? nInput + 1 : static_cast<int>(nPts / 200 % 5);
-        const Answer Got = Ask({enSource, nPts, bSwitch, 30, 29000, nInput}, pCursor);
-        const UTCPayload &Klv = Got.Utc.MotionImageryTimestamp.KLVTC;
-        const int enUsed = bSwitch ? Got.Utc.enTimecodeSource : enSource;
-        const bool bQueued = Got.bResult && enUsed % 2 == 1 && (Klv.MISPStatusByte & 0x7F) != 0x1F;
-        EXPECT_TRUE(!bQueued || Klv.llUTCTime == UtcOf(nInput, enUsed, Got.Utc.nTimestamp64));
+        const Answer Got =
+            Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nRate = 30, .nCode = 29000, .nPts = nPts},
+                pCursor);
+        const model::Record Used = Got.bResult ? model::RecordOf(*Got.Utc) : model::Record{};
+        const bool bQueued = Used.enSource % 2 == 1 && (Used.Payload.Status() & 0x7F) != 0x1F;
+        EXPECT_TRUE(!bQueued || Used.Payload.Utc() == UtcOf(nInput, Used.enSource, Used.nPts));
         nTakenAtCursor += bQueued && pCursor;
         pCursor = bQueued && bKeepsCursor ? Got.pCursor : nullptr;
         int enNext = enSource;
@@ -83,7 +84,8 @@ void Disturb(std::latch &Start) {
             Timecode_ResetStats(nInput);
         if (nRound % 64 < NUM_VIDEO_INPUTS)
             Timecode_Flush(nInput);
-        EXPECT_EQ(Text(AskSystem({.nPts = 90000, .nRate = 30, .nCode = 29000})), "1 999999 9f 90000 4 12:00:00:29");
+        EXPECT_EQ(AskSystem({.nRate = 30, .nCode = 29000, .nPts = 90'000, .llBaseUTC = NoonUsec()}).Label,
+                  Timecode(12, 0, 0, 29));
     }
 }
 
@@ -108,7 +110,7 @@ TEST_P(Threads, OnlyOneIsInAnInputsList) {
     for (int nThread = 0; nThread < 3; ++nThread)
         Running.emplace_back([] {
             for (int nStamp = 0; nStamp < 1000; ++nStamp)
-                Queue(1, 9000, "0 1f");
+                Queue({});
         });
     Running.clear();
     g_Services.bWatchesLinks = false;
