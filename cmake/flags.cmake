@@ -21,6 +21,7 @@ endforeach()
 if(TIMECODE_HARDENING)
     set(CMAKE_POSITION_INDEPENDENT_CODE ON)
     check_pie_supported(LANGUAGES C CXX)
+    set(CMAKE_REQUIRED_FLAGS -Werror) # clang only warns of flags of another machine
     foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
         string(MAKE_C_IDENTIFIER "timecode_has${flag}" has)
         check_cxx_compiler_flag(${flag} ${has})
@@ -28,6 +29,7 @@ if(TIMECODE_HARDENING)
             target_compile_options(timecode_flags INTERFACE ${flag})
         endif()
     endforeach()
+    unset(CMAKE_REQUIRED_FLAGS)
     # Whoever asks for another level, or for a sanitizer, which has checks of its own, gets that alone.
     if(NOT "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE|-fsanitize")
         target_compile_options(timecode_flags INTERFACE
