@@ -3,27 +3,17 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <ctime>
 #include <map>
 #include <set>
 #include <string>
-#include <tuple>
 #include <vector>
 
 extern "C" {
 #include <libavutil/timecode.h>
 }
 
-#include "timecode.h"
-
-static time_t g_tNow;
-
-// The generator's guard between two skips runs by the clock, which here keeps pace with the video.
-extern "C" time_t time(time_t *ptNow) noexcept {
-    if (ptNow != nullptr)
-        *ptNow = g_tNow;
-    return g_tNow;
-}
+#include "interpose/clock.h"
+#include "model/records.h"
 
 namespace {
 
@@ -37,21 +27,10 @@ struct Rate {
 vitc_t LabelOf(int nFrame, const Rate &At) {
     const int nWhole = static_cast<int>(At.nWhole);
     const int nNumber = av_timecode_adjust_ntsc_framenum2(nFrame % At.nFramesPerDay, nWhole);
-    const auto Digits = [](int nValue, unsigned char &nTens, unsigned char &nUnits) {
-        nTens = static_cast<unsigned char>(nValue / 10);
-        nUnits = static_cast<unsigned char>(nValue % 10);
-    };
     vitc_t Label{};
-    Digits(nNumber % nWhole, Label.FrameTens, Label.FrameUnits);
-    Digits(nNumber / nWhole % 60, Label.SecondTens, Label.SecondUnits);
-    Digits(nNumber / nWhole / 60 % 60, Label.MinuteTens, Label.MinuteUnits);
-    Digits(nNumber / nWhole / 3600, Label.HourTens, Label.HourUnits);
+    model::SetDigits(Label,
+                     {nNumber / nWhole / 3600, nNumber / nWhole / 60 % 60, nNumber / nWhole % 60, nNumber % nWhole});
     return Label;
-}
-
-auto Fields(const vitc_t &Label) {
-    return std::tuple(Label.HourTens * 10 + Label.HourUnits, Label.MinuteTens * 10 + Label.MinuteUnits,
-                      Label.SecondTens * 10 + Label.SecondUnits, Label.FrameTens * 10 + Label.FrameUnits);
 }
 
 // A generator that is told of each picture by its number in display order.
@@ -68,7 +47,8 @@ public:
     const SMPTE12M1_CONTEXT &Context() const { return m_Context; }
 
     vitc_t Next(int nFrame) {
-        g_tNow = 1'700'000'000 + static_cast<time_t>(Pts(nFrame) / 90'000);
+        // The guard between two skips runs by the clock, which here keeps pace with the video.
+        interpose::g_Clock.nSec = 1'700'000'000 + static_cast<time_t>(Pts(nFrame) / 90'000);
         vitc_t Label{};
         Timecode_MakeSMPTE12M1VITC(&m_Context, 0, Pts(nFrame), &Label);
         Seed(Label, nFrame);
@@ -93,7 +73,7 @@ TEST(DropFrame, EveryLabelOfADayIsGeneratedAndCounted) {
         const int nNoon = At.nFramesPerDay / 2;
         for (int nFrame = 1; nFrame <= At.nFramesPerDay; ++nFrame) {
             const vitc_t Expected = LabelOf(nFrame, At);
-            ASSERT_EQ(Fields(Labels.Next(nFrame)), Fields(Expected)) << "frame " << nFrame << " at " << At.nCode;
+            ASSERT_EQ(Labels.Next(nFrame), Expected) << "frame " << nFrame << " at " << At.nCode;
             int nDiff = 0;
             Timecode_CalcFrameCountDiff(At.nWhole, At.nCode, LabelOf(nNoon, At), Expected, &nDiff);
             ASSERT_EQ(nDiff, nFrame % At.nFramesPerDay - nNoon) << "frame " << nFrame << " at " << At.nCode;
@@ -113,7 +93,7 @@ TEST(DropFrame, PicturesCodedOutOfDisplayOrderGetTheirDisplayOrderNumber) {
                     for (int nB = 1; nB <= nBframes; ++nB)
                         Coded.push_back(nBefore + nB);
                     for (const int nFrame : Coded)
-                        ASSERT_EQ(Fields(Labels.Next(nFrame)), Fields(LabelOf(nFrame, At)))
+                        ASSERT_EQ(Labels.Next(nFrame), LabelOf(nFrame, At))
                             << "frame " << nFrame << " at " << At.nCode << ", " << nBframes << " B, phase " << nPhase;
                 }
             }
