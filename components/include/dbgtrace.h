@@ -1,4 +1,5 @@
-/* Debug trace and assertion reports.
+/** @file
+ * Debug trace and assertion reports.
  *
  * Messages go to standard error, one write a message and never to standard output. Levels are syslog's severities (3
  * error, 4 warning, 5 notice, 6 informational, 7 debug). When standard error is the journal, a line starts with
@@ -22,44 +23,101 @@
 extern "C" {
 #endif
 
-/* Trace levels; a message is written when the handle's nMaxLevel is at least its level. */
+/** Trace levels; a message is written when the handle's level is at least its own. */
 enum {
-    DBG_LEVEL_ERROR = 3,   /* errors and refusals */
-    DBG_LEVEL_WARNING = 4, /* warnings about the time itself */
-    DBG_LEVEL_NOTICE = 5,  /* start-up facts */
-    DBG_LEVEL_INFO = 6,    /* normal operation, mostly throttled */
-    DBG_LEVEL_DEBUG = 7    /* detail for debugging */
+    DBG_LEVEL_ERROR = 3,   /**< errors and refusals */
+    DBG_LEVEL_WARNING = 4, /**< warnings about the time itself, and settings that cannot be used */
+    DBG_LEVEL_NOTICE = 5,  /**< start-up facts */
+    DBG_LEVEL_INFO = 6,    /**< normal operation, mostly throttled */
+    DBG_LEVEL_DEBUG = 7    /**< detail for debugging */
 };
 
-/* The trace record behind a handle. */
+/** The trace record behind a handle. */
 typedef struct tagHDBG {
-    DWORD dwReserved; /* owned by the trace service */
-    int nMaxLevel;    /* the highest level that is written; the application may set it at any time */
+    DWORD dwReserved; /**< owned by the trace service */
+    int nMaxLevel;    /**< the highest level that is written; go through DbgSetMaxLevel and DbgIsWritten */
 } DBG_RECORD;
 
-typedef DBG_RECORD *HDBG;
+typedef DBG_RECORD *HDBG; /**< a trace handle */
 
-/* Opens a trace handle for a module and stores it in *phDbg. A variable that already holds an open handle keeps it.
- * The name is copied, cut to 31 characters. At most 16 handles are open at a time. Returns TRUE when *phDbg holds a
- * usable handle; FALSE when none is left (then *phDbg is null) or phDbg is null. May be called from any thread, but
- * not for one variable from two threads at once. */
+/**
+ * Sets the highest level that is written. May be called from any thread while others trace; a plain store to nMaxLevel
+ * would race with them. Defined here, so that it goes with any trace service beneath the library.
+ *
+ * @param hDbg a handle from _DoDbgInit; null is ignored
+ * @param nLevel 0 for no message, DBG_LEVEL_DEBUG for all
+ */
+static inline void DbgSetMaxLevel(HDBG hDbg, int nLevel) {
+    if (hDbg != NULL)
+        __atomic_store_n(&hDbg->nMaxLevel, nLevel, __ATOMIC_RELAXED);
+}
+
+/**
+ * Whether messages of a level are written, at the cost of one comparison. May be called from any thread while another
+ * sets the level.
+ *
+ * @param hDbg a handle from _DoDbgInit, or null
+ * @param nLevel the level of the message
+ * @return TRUE when such a message is to be written; FALSE when it is not, or hDbg is null.
+ */
+static inline BOOL DbgIsWritten(HDBG hDbg, int nLevel) {
+    return hDbg != NULL && __atomic_load_n(&hDbg->nMaxLevel, __ATOMIC_RELAXED) >= nLevel ? TRUE : FALSE;
+}
+
+/**
+ * Opens a trace handle for a module. At most 16 are open at a time. Any thread, but not for one variable from two
+ * threads at once.
+ *
+ * @param szModule the module's name; copied, cut to 31 characters
+ * @param phDbg receives the handle; a variable that already holds an open one keeps it. Null is refused.
+ * @return TRUE when *phDbg holds a usable handle; FALSE when none is left (then *phDbg is null) or phDbg is null.
+ */
 XTYPES_EXPORT BOOL _DoDbgInit(const char *szModule, HDBG *phDbg);
 
-/* Writes one message (at most about 1,000 bytes, longer ones are cut) to a handle. The level is not tested again:
- * callers test nMaxLevel first, so that a message that is not written costs one comparison. A null or closed handle
- * writes nothing. May be called from any thread. */
+/**
+ * Writes one message, of at most about 1,000 bytes; longer ones are cut. The level is not tested again: callers ask
+ * DbgIsWritten first, before they put the arguments together. Any thread.
+ *
+ * @param hDbg the handle; a null or closed one writes nothing
+ * @param nLevel the message's level; others than 0 to 7 are named like the nearest of them
+ * @param szFunction the function that writes; null stands for the empty text, as for the next
+ * @param szFile its source file; folders are left out
+ * @param nLine its line
+ * @param szFormat the text, as printf takes it; one newline at its end is written in any case
+ */
 XTYPES_EXPORT void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *szFile, int nLine,
                                  const char *szFormat, ...) XTYPES_PRINTF(6, 7);
 
-/* Closes the handle in *phDbg and leaves null there. A null variable or a null handle is ignored, so closing twice is
- * safe. The handle's memory stays valid: a message on its way may still be written or be dropped. */
+/**
+ * Closes a handle. Its memory stays valid: a message on its way may still be written or be dropped. Any thread.
+ *
+ * @param phDbg the variable that holds the handle, set to null; null, or a variable that holds null, is ignored, so
+ *        closing twice is safe
+ * @param szFunction the function that closes it; not used
+ * @param szFile its source file; not used
+ * @param nLine its line; not used
+ */
 XTYPES_EXPORT void _DoDbgUninitEx(HDBG *phDbg, const char *szFunction, const char *szFile, int nLine);
 
-/* Reports a violated condition as a message of level 3 and returns, or aborts (see TIMECODE_ASSERT_ABORT). Needs no
- * handle. May be called from any thread. */
+/**
+ * Reports a violated condition as a message of level 3 and returns, or aborts (see TIMECODE_ASSERT_ABORT). Needs no
+ * handle. Any thread.
+ *
+ * @param szCondition the text of the condition; null stands for the empty text, as for the next two
+ * @param szFunction the function that found it violated
+ * @param szFile its source file; folders are left out
+ * @param nLine its line
+ */
 XTYPES_EXPORT void _DoAssert(const char *szCondition, const char *szFunction, const char *szFile, int nLine);
 
-/* The same with a text of its own. */
+/**
+ * The same with a text of its own.
+ *
+ * @param szFunction the function that reports; null stands for the empty text, as for the next
+ * @param szFile its source file; folders are left out
+ * @param nLine its line
+ * @param szFormat the text, as printf takes it
+ */
 XTYPES_EXPORT void _DoTextAssert(const char *szFunction, const char *szFile, int nLine, const char *szFormat, ...)
     XTYPES_PRINTF(4, 5);
 

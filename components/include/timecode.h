@@ -100,7 +100,7 @@ typedef struct tagSMPTE12M1_CONTEXT {
 } SMPTE12M1_CONTEXT;
 
 /** The library's trace handle: null until TimecodeLib_Init and again after TimecodeLib_Shutdown. In between the
- * application may set g_hTCLibDbg->nMaxLevel at any time. */
+ * application may set its level at any time: DbgSetMaxLevel(g_hTCLibDbg, DBG_LEVEL_INFO). */
 XTYPES_EXPORT extern HDBG g_hTCLibDbg;
 
 /** @name Life and settings

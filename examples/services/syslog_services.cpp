@@ -36,7 +36,7 @@ static DBG_RECORD g_tRecord;
 BOOL _DoDbgInit(const char * /*szModule*/, HDBG *phDbg) {
     if (phDbg == nullptr)
         return FALSE;
-    g_tRecord.nMaxLevel = DBG_LEVEL_NOTICE;
+    DbgSetMaxLevel(&g_tRecord, DBG_LEVEL_NOTICE);
     openlog("timecode", LOG_PERROR, LOG_USER);
     *phDbg = &g_tRecord;
     return TRUE;
