@@ -4,8 +4,8 @@
  * allocates. */
 #include "dbgtrace.h"
 
+#include "shared_text.h"
 #include "source_name.h"
-#include "strutil.h"
 #include "trace_channel.h"
 #include "trace_message.h"
 
@@ -20,13 +20,9 @@ namespace {
 
 enum : DWORD { HANDLE_FREE = 0, HANDLE_CLAIMED = 1, HANDLE_OPEN = 0x44424721 };
 
-constexpr size_t MODULE_NAME_BYTES = 32;
-using MODULE_NAME = std::array<char, MODULE_NAME_BYTES>;
-
 struct MODULE {
     DBG_RECORD tRecord;
-    /* In whole words, since a late message may read the name while the next owner of the handle writes it. */
-    std::array<std::atomic<UINT64>, MODULE_NAME_BYTES / sizeof(UINT64)> tName;
+    SharedText<32> tName; /* a late message may read it while the next owner of the handle writes it */
 };
 
 constinit std::array<MODULE, 16> modules{};
@@ -45,26 +41,6 @@ MODULE *FindOpen(HDBG hDbg) {
 
 bool ChangeState(MODULE &tModule, DWORD dwFrom, DWORD dwTo) {
     return StateOf(tModule).compare_exchange_strong(dwFrom, dwTo, std::memory_order_acq_rel);
-}
-
-void StoreName(MODULE &tModule, const char *szModule) {
-    MODULE_NAME tName{};
-    CopyString(tName.data(), szModule, tName.size());
-    for (size_t nWord = 0; nWord < tModule.tName.size(); ++nWord) {
-        UINT64 nBytes = 0;
-        memcpy(&nBytes, tName.data() + nWord * sizeof nBytes, sizeof nBytes);
-        tModule.tName[nWord].store(nBytes, std::memory_order_relaxed);
-    }
-}
-
-MODULE_NAME LoadName(const MODULE &tModule) {
-    MODULE_NAME tName{};
-    for (size_t nWord = 0; nWord < tModule.tName.size(); ++nWord) {
-        const UINT64 nBytes = tModule.tName[nWord].load(std::memory_order_relaxed);
-        memcpy(tName.data() + nWord * sizeof nBytes, &nBytes, sizeof nBytes);
-    }
-    tName.back() = '\0';
-    return tName;
 }
 
 int StartLevel() {
@@ -110,8 +86,8 @@ BOOL _DoDbgInit(const char *szModule, HDBG *phDbg) {
     for (MODULE &tModule : modules) {
         if (!ChangeState(tModule, HANDLE_FREE, HANDLE_CLAIMED))
             continue;
-        StoreName(tModule, szModule);
-        std::atomic_ref<int>(tModule.tRecord.nMaxLevel).store(StartLevel(), std::memory_order_relaxed);
+        tModule.tName.Store(szModule);
+        DbgSetMaxLevel(&tModule.tRecord, StartLevel());
         StateOf(tModule).store(HANDLE_OPEN, std::memory_order_release);
         std::atomic_ref<HDBG>(*phDbg).store(&tModule.tRecord, std::memory_order_release);
         return TRUE;
@@ -124,10 +100,10 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *sz
     const MODULE *const pModule = FindOpen(hDbg);
     if (pModule == nullptr)
         return;
-    const MODULE_NAME tName = LoadName(*pModule);
+    const auto acName = pModule->tName.Load();
     va_list tArguments;
     va_start(tArguments, szFormat);
-    TraceMessage_Write({tName.data(), nLevel, szFunction, szFile, nLine, false}, szFormat, tArguments);
+    TraceMessage_Write({acName.data(), nLevel, szFunction, szFile, nLine, false}, szFormat, tArguments);
     va_end(tArguments);
 }
 
