@@ -7,8 +7,17 @@
  * level, thread, function, file and line.
  *
  * The trace never blocks the thread that writes: when standard error cannot take a message at once (a pipe whose reader
- * stalls, a reader that has gone), the message is dropped and counted, and the next one that passes says how many were
- * lost. No SIGPIPE reaches the process, and errno is kept.
+ * stalls, a stopped terminal, a reader that has gone), the message is dropped and counted, and the next one that passes
+ * says how many were lost. A message that is cut short on its way counts as lost, and the next one begins on a line of
+ * its own. No SIGPIPE reaches the process, and errno is kept.
+ *
+ * What standard error may be: a file or block device (as fast as its file system); a socket or a pipe, whoever owns it;
+ * a terminal or other character device that the process may open anew, or that is its controlling terminal. To any
+ * other device, such as a console that was inherited before privileges were dropped, nothing can be written without the
+ * danger of waiting: all messages to it count as lost.
+ *
+ * The services may be called with a mutex held: a thread that is cancelled (pthread_cancel) while it writes ends at its
+ * next cancellation point after the call, not in it. They are not for signal handlers.
  *
  * Environment (not read by programs that run with raised privileges):
  *   TIMECODE_TRACE_LEVEL=0..7   the level that a handle starts with, instead of 3

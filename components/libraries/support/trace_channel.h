@@ -6,11 +6,9 @@
 
 #include <stddef.h>
 
-/* What the channel took of a message. */
-enum class TAKEN { NOTHING, PART, WHOLE };
-
-/* Writes the bytes at once, with one system call unless the channel takes them in parts. */
-TAKEN TraceChannel_Write(const char *pBytes, size_t nSize);
+/* Writes a line at once, with one system call, and returns how many of its bytes were taken. pLine[0] is a newline that
+ * does not count: it is sent only to end the line of a message that was cut short before. nSize counts it. */
+size_t TraceChannel_WriteLine(const char *pLine, size_t nSize);
 
 /* Reads from the environment which stream is the journal. */
 void TraceChannel_ReadEnvironment();

@@ -19,10 +19,13 @@ namespace {
 
 std::atomic<UINT64> nLostMessages{0};
 
-/* A message as it is put together; what does not fit is cut. */
+/* A message as it is put together, after the newline that may have to end another one; what does not fit is cut. */
 class Message {
 public:
     void Add(const char *szFormat, ...) XTYPES_PRINTF(2, 3) {
+    // cppcheck-suppress uninitMemberVar ; only the first m_nUsed bytes are ever read
+    Message() { m_acText[0] = '\n'; }
+
         va_list tArguments;
         va_start(tArguments, szFormat);
         AddList(szFormat, tArguments);
@@ -36,18 +39,23 @@ public:
     }
 
     /* Makes the message end with one newline, whether its text brought none, one or several. */
+    /* Without the newline before the text, and without the one after it: the next message can end the line. */
+    size_t TextLength() const { return m_nUsed - (m_bEnded ? 2 : 1); }
+
     void EndLine() {
-        while (m_nUsed > 0 && m_acText[m_nUsed - 1] == '\n')
+        while (m_nUsed > 1 && m_acText[m_nUsed - 1] == '\n')
             --m_nUsed;
         m_acText[m_nUsed++] = '\n';
     }
+        m_bEnded = true;
 
     const char *Bytes() const { return m_acText; }
     size_t Size() const { return m_nUsed; }
 
 private:
-    char m_acText[1024];
-    size_t m_nUsed = 0;
+    char m_acText[1 + 1024];
+    size_t m_nUsed = 1;
+    bool m_bEnded = false;
 };
 
 void AddTime(Message &tMessage) {
@@ -81,26 +89,33 @@ void AddPrefix(Message &tMessage, const TRACE_ORIGIN &tOrigin) {
 }
 
 /* Sends the message, or counts it and those it was to report as lost. */
-void Send(const Message &tMessage, UINT64 nLostBefore) {
-    const TAKEN enTaken = TraceChannel_Write(tMessage.Bytes(), tMessage.Size());
-    if (enTaken == TAKEN::NOTHING)
-        nLostMessages.fetch_add(nLostBefore, std::memory_order_relaxed);
-    if (enTaken != TAKEN::WHOLE)
-        nLostMessages.fetch_add(1, std::memory_order_relaxed);
+/* How many messages were lost before this one, and how much of it has to be taken for that to be known. */
+struct LOST_BEFORE {
+    UINT64 nMessages;
+    size_t nEnd;
+};
+
+void SendMessage(const Message &tMessage, const LOST_BEFORE &tLost) {
+    const size_t nTaken = TraceChannel_WriteLine(tMessage.Bytes(), tMessage.Size());
+    const UINT64 nUnreported = nTaken < tLost.nEnd ? tLost.nMessages : 0;
+    const UINT64 nCut = nTaken < tMessage.TextLength() ? 1 : 0;
+    if (nUnreported + nCut > 0)
+        nLostMessages.fetch_add(nUnreported + nCut, std::memory_order_relaxed);
 }
 
 } // namespace
 
 void TraceMessage_Write(const TRACE_ORIGIN &tOrigin, const char *szFormat, va_list tArguments) {
     const int nErrorBefore = errno;
-    const UINT64 nLostBefore = nLostMessages.exchange(0, std::memory_order_relaxed);
+    LOST_BEFORE tLost{nLostMessages.exchange(0, std::memory_order_relaxed), 0};
     Message tMessage;
     AddPrefix(tMessage, tOrigin);
-    if (nLostBefore > 0)
-        tMessage.Add("(%llu messages lost) ", static_cast<unsigned long long>(nLostBefore));
+    if (tLost.nMessages > 0)
+        tMessage.Add("(%llu messages lost) ", static_cast<unsigned long long>(tLost.nMessages));
+    tLost.nEnd = tMessage.TextLength();
     errno = nErrorBefore; // for %m
     tMessage.AddList(OrEmpty(szFormat), tArguments);
     tMessage.EndLine();
-    Send(tMessage, nLostBefore);
+    SendMessage(tMessage, tLost);
     errno = nErrorBefore;
 }
