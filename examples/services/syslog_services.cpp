@@ -5,6 +5,7 @@
  * TIMECODE_TRACE_LEVEL is left to syslog's own filters: all messages up to DBG_LEVEL_NOTICE are handed on, the rest after
  * the application raises the handle's level. syslog() may block while the log's socket is full; a platform with
  * real-time threads puts a queue here. */
+#include <pthread.h>
 #include <syslog.h>
 
 #include <charconv>
@@ -33,6 +34,19 @@ constexpr INT64 USEC_PER_SECOND = 1'000'000;
 
 static DBG_RECORD g_tRecord;
 
+// The library reports while it holds a mutex: a thread that is cancelled must not end inside syslog() and leave it
+// locked.
+class CancelGuard {
+public:
+    CancelGuard() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &m_nBefore); }
+    ~CancelGuard() { pthread_setcancelstate(m_nBefore, nullptr); }
+    CancelGuard(const CancelGuard &) = delete;
+    CancelGuard &operator=(const CancelGuard &) = delete;
+
+private:
+    int m_nBefore = PTHREAD_CANCEL_ENABLE;
+};
+
 BOOL _DoDbgInit(const char * /*szModule*/, HDBG *phDbg) {
     if (phDbg == nullptr)
         return FALSE;
@@ -44,6 +58,7 @@ BOOL _DoDbgInit(const char * /*szModule*/, HDBG *phDbg) {
 
 void _DoDbgPrintEx(HDBG /*hDbg*/, int nLevel, const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/,
                    const char *szFormat, ...) {
+    const CancelGuard tGuard;
     va_list tArguments;
     va_start(tArguments, szFormat);
     vsyslog(LOG_MAKEPRI(LOG_USER, nLevel), szFormat, tArguments);
@@ -56,10 +71,12 @@ void _DoDbgUninitEx(HDBG *phDbg, const char * /*szFunction*/, const char * /*szF
 }
 
 void _DoAssert(const char *szCondition, const char *szFunction, const char *szFile, int nLine) {
+    const CancelGuard tGuard;
     syslog(LOG_USER | LOG_ERR, "%s:%d %s: %s does not hold", szFile, nLine, szFunction, szCondition);
 }
 
 void _DoTextAssert(const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/, const char *szFormat, ...) {
+    const CancelGuard tGuard;
     va_list tArguments;
     va_start(tArguments, szFormat);
     vsyslog(LOG_USER | LOG_ERR, szFormat, tArguments);

@@ -3,6 +3,7 @@
  * A message that cannot be sent at once is dropped and counted; the next one that passes reports the count. */
 #include "trace_message.h"
 
+#include "cancel_guard.h"
 #include "clock_api.h"
 #include "dbgtrace.h"
 #include "source_name.h"
@@ -22,10 +23,10 @@ std::atomic<UINT64> nLostMessages{0};
 /* A message as it is put together, after the newline that may have to end another one; what does not fit is cut. */
 class Message {
 public:
-    void Add(const char *szFormat, ...) XTYPES_PRINTF(2, 3) {
     // cppcheck-suppress uninitMemberVar ; only the first m_nUsed bytes are ever read
     Message() { m_acText[0] = '\n'; }
 
+    void Add(const char *szFormat, ...) XTYPES_PRINTF(2, 3) {
         va_list tArguments;
         va_start(tArguments, szFormat);
         AddList(szFormat, tArguments);
@@ -38,16 +39,16 @@ public:
             m_nUsed = std::min(m_nUsed + static_cast<size_t>(nLength), sizeof m_acText - 1);
     }
 
-    /* Makes the message end with one newline, whether its text brought none, one or several. */
     /* Without the newline before the text, and without the one after it: the next message can end the line. */
     size_t TextLength() const { return m_nUsed - (m_bEnded ? 2 : 1); }
 
+    /* Makes the message end with one newline, whether its text brought none, one or several. */
     void EndLine() {
         while (m_nUsed > 1 && m_acText[m_nUsed - 1] == '\n')
             --m_nUsed;
         m_acText[m_nUsed++] = '\n';
-    }
         m_bEnded = true;
+    }
 
     const char *Bytes() const { return m_acText; }
     size_t Size() const { return m_nUsed; }
@@ -88,13 +89,13 @@ void AddPrefix(Message &tMessage, const TRACE_ORIGIN &tOrigin) {
         AddPlace(tMessage, tOrigin);
 }
 
-/* Sends the message, or counts it and those it was to report as lost. */
 /* How many messages were lost before this one, and how much of it has to be taken for that to be known. */
 struct LOST_BEFORE {
     UINT64 nMessages;
     size_t nEnd;
 };
 
+/* Sends the message, or counts it and those it was to report as lost. */
 void SendMessage(const Message &tMessage, const LOST_BEFORE &tLost) {
     const size_t nTaken = TraceChannel_WriteLine(tMessage.Bytes(), tMessage.Size());
     const UINT64 nUnreported = nTaken < tLost.nEnd ? tLost.nMessages : 0;
@@ -106,6 +107,7 @@ void SendMessage(const Message &tMessage, const LOST_BEFORE &tLost) {
 } // namespace
 
 void TraceMessage_Write(const TRACE_ORIGIN &tOrigin, const char *szFormat, va_list tArguments) {
+    const CancelGuard tGuard;
     const int nErrorBefore = errno;
     LOST_BEFORE tLost{nLostMessages.exchange(0, std::memory_order_relaxed), 0};
     Message tMessage;

@@ -1,6 +1,7 @@
 /* One trace message: put together on the writer's stack and sent at once.
  *
- * Takes no lock and allocates nothing. May be called from any thread; errno is kept. */
+ * Takes no lock and allocates nothing. May be called from any thread; errno is kept, and a thread that is cancelled
+ * ends after it, not in it. */
 #ifndef SUPPORT_TRACE_MESSAGE_H
 #define SUPPORT_TRACE_MESSAGE_H
 
