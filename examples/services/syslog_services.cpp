@@ -87,7 +87,7 @@ void _DoTextAssert(const char * /*szFunction*/, const char * /*szFile*/, int /*n
 
 BOOL g_bThreadStateDebuggingEnabled = FALSE;
 
-// What the debugger looks at. The positions' texts live as long as the process.
+// What the debugger looks at. The positions' texts live as long as the library that recorded them.
 struct Position {
     const char *szFunction;
     const char *szFile;

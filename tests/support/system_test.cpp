@@ -13,6 +13,7 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -296,4 +297,42 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
     close(m_anEnds[0]);
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1); // SIGPIPE would end the test program
     m_anEnds[0] = -1;
+}
+    const std::string szLong(200, 'x');
+    auto *const pUnloaded =
+        static_cast<char *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    __SaveThreadState(strcpy(pUnloaded, "Unloaded"), strcpy(pUnloaded + 100, ("/x/" + szLong).c_str()), 7);
+    munmap(pUnloaded, 4096);
+    Redirect(true);
+    ThreadState_Dump(STDERR_FILENO);
+    EXPECT_THAT(Read(), testing::EndsWith(" Unloaded " + szLong.substr(0, 39) + ":7\n"));
+    __SaveThreadState((szLong + "!").c_str(), "/a/file.cpp", 2);
+    ThreadState_Dump(STDERR_FILENO);
+    EXPECT_THAT(Read(), testing::EndsWith(" " + szLong.substr(0, 79) + " file.cpp:2\n"));
+    __SaveThreadState("After", "/a/file.cpp", 2);
+
+TEST_F(Trace, AForkedChildStartsWithItsOwnThreadOnly) {
+    __SaveThreadState("Forking", "a.cpp", 1);
+    std::barrier tOtherIsThere(2);
+    std::thread tOther([&tOtherIsThere] {
+        __SaveThreadState("Other", "b.cpp", 2);
+        tOtherIsThere.arrive_and_wait();
+        tOtherIsThere.arrive_and_wait();
+    });
+    tOtherIsThere.arrive_and_wait();
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        const int nDumped = ThreadState_Dump(STDERR_FILENO);
+        __SaveThreadState("Child", "c.cpp", 3); // in the same place
+        _exit(nDumped * 10 + ThreadState_Dump(STDERR_FILENO));
+    }
+    int nStatus = 0;
+    waitpid(nChild, &nStatus, 0);
+    EXPECT_EQ(WEXITSTATUS(nStatus), 11);
+    const std::string szThread = "thread " + std::to_string(nChild);
+    EXPECT_EQ(Read(), szThread + " Forking a.cpp:1\n");
+    EXPECT_EQ(Read(), szThread + " Child c.cpp:3\n");
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 2) << "in the parent";
+    tOtherIsThere.arrive_and_wait();
+    tOther.join();
 }

@@ -1,9 +1,11 @@
 /* Thread-state tracing: where each thread last was.
  *
- * Each thread has a slot from its first record to its end. A slot is written by its thread only, and holds two positions:
- * the one recorded last, and the one being written. A thread that is held up while it writes holds up no reader. */
+ * Each thread has a slot from its first record to its end. A slot is written by its thread only, and holds two
+ * positions: the one recorded last, and the one being written. A thread that is held up while it writes holds up no
+ * reader. */
 #include "threadcheck.h"
 
+#include "shared_text.h"
 #include "sigpipe_guard.h"
 #include "source_name.h"
 
@@ -18,15 +20,21 @@ BOOL g_bThreadStateDebuggingEnabled = FALSE;
 
 namespace {
 
+/* A place in the code. The texts are copies: the library that recorded them may have been unloaded. */
+using FUNCTION_TEXT = SharedText<80>;
+using FILE_TEXT = SharedText<40>;
+
 struct POSITION {
-    const char *szFunction; /* null: nothing recorded yet */
-    const char *szFile;
+    bool bRecorded;
+    FUNCTION_TEXT::TEXT acFunction;
+    FILE_TEXT::TEXT acFile;
     int nLine;
 };
 
 struct SHARED_POSITION {
-    std::atomic<const char *> szFunction;
-    std::atomic<const char *> szFile;
+    std::atomic<bool> bRecorded; /* false before the thread's first record */
+    FUNCTION_TEXT tFunction;
+    FILE_TEXT tFile;
     std::atomic<int> nLine;
 };
 
@@ -39,12 +47,13 @@ struct THREAD_SLOT {
 constinit std::array<THREAD_SLOT, 64> slots{};
 
 /* The stores release and the loads acquire: whoever sees a part of a position sees the number before it as well. */
-void StorePosition(THREAD_SLOT &tSlot, const POSITION &tPosition) {
+void StorePosition(THREAD_SLOT &tSlot, bool bRecorded, const char *szFunction, const char *szFile, int nLine) {
     const unsigned nChanges = tSlot.nChanges.load(std::memory_order_relaxed) + 1;
     SHARED_POSITION &tShared = tSlot.tPositions[nChanges % 2];
-    tShared.szFunction.store(tPosition.szFunction, std::memory_order_release);
-    tShared.szFile.store(tPosition.szFile, std::memory_order_release);
-    tShared.nLine.store(tPosition.nLine, std::memory_order_release);
+    tShared.bRecorded.store(bRecorded, std::memory_order_release);
+    tShared.tFunction.Store(szFunction);
+    tShared.tFile.Store(BaseName(szFile));
+    tShared.nLine.store(nLine, std::memory_order_release);
     tSlot.nChanges.store(nChanges, std::memory_order_release);
 }
 
@@ -53,9 +62,8 @@ POSITION LoadPosition(const THREAD_SLOT &tSlot) {
     for (;;) {
         const unsigned nChanges = tSlot.nChanges.load(std::memory_order_acquire);
         const SHARED_POSITION &tShared = tSlot.tPositions[nChanges % 2];
-        const POSITION tPosition = {tShared.szFunction.load(std::memory_order_acquire),
-                                    tShared.szFile.load(std::memory_order_acquire),
-                                    tShared.nLine.load(std::memory_order_acquire)};
+        const POSITION tPosition = {tShared.bRecorded.load(std::memory_order_acquire), tShared.tFunction.Load(),
+                                    tShared.tFile.Load(), tShared.nLine.load(std::memory_order_acquire)};
         if (tSlot.nChanges.load(std::memory_order_relaxed) == nChanges)
             return tPosition;
     }
@@ -63,16 +71,23 @@ POSITION LoadPosition(const THREAD_SLOT &tSlot) {
 
 void ReleaseSlot(void *pvSlot) {
     THREAD_SLOT &tSlot = *static_cast<THREAD_SLOT *>(pvSlot);
-    StorePosition(tSlot, {});
+    StorePosition(tSlot, false, nullptr, nullptr, 0);
     tSlot.nThreadId.store(0, std::memory_order_release);
 }
 
-/* The calling thread's slot is kept under a key: unlike a thread_local destructor, setting it allocates nothing. */
+/* Defined below: what a forked child does first. */
+void KeepOwnSlot();
+
+/* The calling thread's slot is kept under a key: unlike a thread_local destructor, setting it allocates nothing, unless
+ * the process had many keys before this one. */
 class SlotKey {
 public:
-    SlotKey() : m_bCreated(pthread_key_create(&m_nKey, ReleaseSlot) == 0) {}
+    SlotKey() : m_bCreated(pthread_key_create(&m_nKey, ReleaseSlot) == 0) {
+        pthread_atfork(nullptr, nullptr, KeepOwnSlot);
+    }
+    /* Threads may still be recording while the process exits: they find no key, and not the next owner's. */
     ~SlotKey() {
-        if (m_bCreated)
+        if (m_bCreated.exchange(false))
             pthread_key_delete(m_nKey);
     }
     SlotKey(const SlotKey &) = delete;
@@ -83,10 +98,20 @@ public:
 
 private:
     pthread_key_t m_nKey{};
-    bool m_bCreated;
+    std::atomic<bool> m_bCreated;
 };
 
-const SlotKey slotKey;
+SlotKey slotKey;
+
+/* Of the threads only the one that forked is in the child, under another number. */
+void KeepOwnSlot() {
+    const THREAD_SLOT *const pOwn = slotKey.Get();
+    for (THREAD_SLOT &tSlot : slots)
+        if (&tSlot == pOwn)
+            tSlot.nThreadId.store(gettid(), std::memory_order_release);
+        else if (tSlot.nThreadId.load(std::memory_order_relaxed) != 0)
+            ReleaseSlot(&tSlot);
+}
 
 THREAD_SLOT *ClaimSlot() {
     const pid_t nThreadId = gettid();
@@ -117,9 +142,9 @@ bool WriteAll(int nFileDescriptor, const char *pBytes, size_t nSize) {
 }
 
 bool WritePosition(int nFileDescriptor, pid_t nThreadId, const POSITION &tPosition) {
-    char acLine[320];
-    const int nLength = snprintf(acLine, sizeof acLine, "thread %d %.120s %.120s:%d\n", static_cast<int>(nThreadId),
-                                 tPosition.szFunction, BaseName(tPosition.szFile), tPosition.nLine);
+    char acLine[sizeof tPosition.acFunction + sizeof tPosition.acFile + 40];
+    const int nLength = snprintf(acLine, sizeof acLine, "thread %d %s %s:%d\n", static_cast<int>(nThreadId),
+                                 tPosition.acFunction.data(), tPosition.acFile.data(), tPosition.nLine);
     return nLength > 0 && WriteAll(nFileDescriptor, acLine, static_cast<size_t>(nLength));
 }
 
@@ -130,7 +155,7 @@ void __SaveThreadState(const char *szFunction, const char *szFile, int nLine) {
     if (pSlot == nullptr)
         pSlot = ClaimSlot();
     if (pSlot != nullptr)
-        StorePosition(*pSlot, {OrEmpty(szFunction), OrEmpty(szFile), nLine});
+        StorePosition(*pSlot, true, szFunction, szFile, nLine);
 }
 
 int ThreadState_Dump(int nFileDescriptor) {
@@ -138,7 +163,7 @@ int ThreadState_Dump(int nFileDescriptor) {
     for (const THREAD_SLOT &tSlot : slots) {
         const pid_t nThreadId = tSlot.nThreadId.load(std::memory_order_acquire);
         const POSITION tPosition = LoadPosition(tSlot);
-        if (nThreadId == 0 || tPosition.szFunction == nullptr)
+        if (nThreadId == 0 || !tPosition.bRecorded)
             continue;
         if (!WritePosition(nFileDescriptor, nThreadId, tPosition))
             return -1;

@@ -3,36 +3,110 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <atomic>
+#include <iterator>
+#include <string_view>
 
 #include "core/trace.h"
 #include "threadcheck.h"
 
 namespace timecode {
 
+inline bool ThreadStatesAreRecorded() {
+    return std::atomic_ref<BOOL>(g_bThreadStateDebuggingEnabled).load(std::memory_order_relaxed) != FALSE;
+}
+
 inline void SaveThreadState(const Position &Here) {
-    if (std::atomic_ref<BOOL>(g_bThreadStateDebuggingEnabled).load(std::memory_order_relaxed) != FALSE) [[unlikely]]
+    if (ThreadStatesAreRecorded()) [[unlikely]]
         __SaveThreadState(Here.szFunction, Here.szFile, Here.nLine);
 }
 
+// The four records of a lock in the code: the same place under four names, each of which lives as long as the library.
+class LockPlace {
+public:
+    template <size_t SIZE>
+    consteval LockPlace(const char (&szFunction)[SIZE], const char *szFile, int nLine)
+        : m_szFile(szFile), m_nLine(nLine) {
+        static_assert(SIZE + LONGEST_STAGE.size() <= std::size(NAME{}.acText));
+        Join(m_Waits, szFunction, ": waits for lock");
+        Join(m_Holds, szFunction, ": holds lock");
+        Join(m_Unlocks, szFunction, LONGEST_STAGE);
+        Join(m_HasUnlocked, szFunction, ": has unlocked");
+    }
+
+    void SaveWaits() const { Save(m_Waits); }
+    void SaveHolds() const { Save(m_Holds); }
+    void SaveUnlocks() const { Save(m_Unlocks); }
+    void SaveHasUnlocked() const { Save(m_HasUnlocked); }
+
+private:
+    struct NAME {
+        char acText[72];
+    };
+    static constexpr std::string_view LONGEST_STAGE = ": is about to unlock";
+
+    static consteval void Join(NAME &Name, std::string_view sFunction, std::string_view sStage) {
+        std::ranges::copy(sStage, std::ranges::copy(sFunction, Name.acText).out);
+    }
+    void Save(const NAME &Name) const { SaveThreadState({Name.acText, m_szFile, m_nLine}); }
+
+    NAME m_Waits{};
+    NAME m_Holds{};
+    NAME m_Unlocks{};
+    NAME m_HasUnlocked{};
+    const char *m_szFile;
+    int m_nLine;
+};
+
 class Lock {
 public:
-    Lock(pthread_mutex_t &Mutex, const Position &Here) : m_Mutex(Mutex), m_Here(Here) {
-        SaveThreadState(m_Here);
+    Lock(pthread_mutex_t &Mutex, const LockPlace &Place) : m_Mutex(Mutex), m_Place(Place) {
+        m_Place.SaveWaits();
         pthread_mutex_lock(&m_Mutex);
-        SaveThreadState(m_Here);
+        if (ThreadStatesAreRecorded()) [[unlikely]]
+            Enter();
     }
     ~Lock() {
-        SaveThreadState(m_Here);
+        m_Place.SaveUnlocks();
         pthread_mutex_unlock(&m_Mutex);
-        SaveThreadState(m_Here);
+        if (m_bEntered) [[unlikely]]
+            Leave();
+        else
+            m_Place.SaveHasUnlocked();
     }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
 
 private:
+    void Enter() {
+        m_Place.SaveHolds();
+        m_bEntered = true;
+        m_pOuter = g_pInnermost;
+        g_pInnermost = this;
+    }
+    // A thread that holds another lock still has not left.
+    void Leave() {
+        g_pInnermost = m_pOuter;
+        if (m_pOuter != nullptr)
+            m_pOuter->m_Place.SaveHolds();
+        else
+            m_Place.SaveHasUnlocked();
+    }
+
+    // The calling thread's locks that were taken while thread states were recorded. In the memory that every thread
+    // has from its start: any other is allocated when it is first used.
+    [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const Lock *g_pInnermost = nullptr;
+
     pthread_mutex_t &m_Mutex;
-    const Position m_Here;
+    const LockPlace &m_Place;
+    const Lock *m_pOuter = nullptr;
+    bool m_bEntered = false;
 };
 
 } // namespace timecode
+
+// Locks a mutex to the end of the scope. A macro because it takes the caller's position.
+#define TC_LOCK(Name, Mutex)                                                                                           \
+    static constexpr ::timecode::LockPlace Name##Place(__func__, __FILE_NAME__, __LINE__);                             \
+    const ::timecode::Lock Name((Mutex), Name##Place)

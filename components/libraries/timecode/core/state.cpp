@@ -26,7 +26,7 @@ static void InitRecursiveMutex(pthread_mutex_t &Mutex) {
 }
 
 static void LayOutPool(tc_private_t &Tc, const timespec &tpNow) {
-    const Lock ListLock(Tc.UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Tc.UTCListMutex);
     FastListInitD(&Tc.UTCList);
     for (MISP_UTC &Record : Tc.UTCTimeStamp) {
         Record.tpInsertionTime = tpNow;

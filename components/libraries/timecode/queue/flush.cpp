@@ -17,7 +17,7 @@ static void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
 
 // FALSE when the list ran out of records on the way: its service miscounts, or its memory was overwritten.
 static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
-    const Lock ListLock(Tc.UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Tc.UTCListMutex);
     const UINT64 nItems = Tc.UTCList.nNumOfEntries;
     for (UINT64 nItem = 0; nItem < nItems; ++nItem) {
         MISP_UTC *const pRecord = UnlinkOldestRecord(Tc.UTCList);

@@ -41,7 +41,7 @@ BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimesta
         TC_TRACE(DBG_LEVEL_INFO, "SetUTC - enTimeCodeSource:%d(%s), enInputInterface:%d, Putting it in the list.\n",
                  enTimeCodeSource, SourceName(enTimeCodeSource).Text(), enInputInterface);
 
-    const Lock ListLock(Tc.UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Tc.UTCListMutex);
     MISP_UTC *const pRecord = UnlinkOldestRecord(Tc.UTCList);
     if (pRecord == nullptr) {
         TC_TRACE(DBG_LEVEL_ERROR, "Failed to get list tail at time:%lu.%lu. Something must be wrong with the list.\n",

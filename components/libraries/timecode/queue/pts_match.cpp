@@ -130,7 +130,7 @@ BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, U
         Store(pbSameTSRecord, FALSE);
     const bool bHasCursor = ppRecordAddress != nullptr && Fetch(ppRecordAddress) != nullptr;
 
-    const Lock ListLock(*pUTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, *pUTCListMutex);
     const MISP_UTC *const pTarget =
         bHasCursor ? TakeCursor(ppRecordAddress, *pUTCList, enDesiredTCSource, enInputInterface)
                    : SearchWholeList(*pUTCList, CodedPicturePTS64, enDesiredTCSource, enInputInterface);

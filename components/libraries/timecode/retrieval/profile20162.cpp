@@ -52,7 +52,7 @@ static int SourceInUse(const Request &Req) {
 }
 
 static void AnswerUnderLock(Request &Req) {
-    const Lock ListLock(Req.pTc->UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Req.pTc->UTCListMutex);
     TakePendingReset(*Req.pTc);
     TraceStart(Req);
     SaveThreadState(TC_HERE);

@@ -82,7 +82,7 @@ static void Recover(const Request &Req, int enConfiguredSource) {
 }
 
 static bool AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource) {
-    const Lock ListLock(Req.pTc->UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Req.pTc->UTCListMutex);
     TakePendingReset(*Req.pTc);
     ReadInstant(Req);
     ChooseSource(Req, Fetch(penConfigMISBTimesource));

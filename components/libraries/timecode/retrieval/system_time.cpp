@@ -64,7 +64,7 @@ static MISP_UTC MakeRecord(const SystemTimeRow &Row, INT64 llUTC, UINT64 Unchang
 }
 
 static void RememberRecord(const MISP_UTC &Record) {
-    const Lock SystemLock(_SystemTcInfo.Lock, TC_HERE);
+    TC_LOCK(SystemLock, _SystemTcInfo.Lock);
     MISP_UTC &Last = _SystemTcInfo.LastRetrivedSystemUTC;
     StoreShared(SharedUtc(Last), UtcOf(Record));
     SetStatusByte(Last, StatusByteOf(Record));
