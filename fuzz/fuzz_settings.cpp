@@ -1,4 +1,5 @@
 // Any bytes as a settings file: a value that stands there or the default, and what follows them is read all the same.
+// Any bytes as the rest of a section header that is longer than a line may be: it ends the section all the same.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -33,5 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
     }
     Demand(Read(sText + "\n[SYSTEM]\nMISPRevision = -4711\n", nValue) == TRUE && nValue == -4711,
            "whatever stands before it, the last value of a key counts");
+    const std::string sHeader = "[" + std::string(512, 'x') + sText.substr(0, sText.find('\n'));
+    Demand(Read("[SYSTEM]\nMISPRevision = -4711\n" + sHeader + "\nMISPRevision = 1\n", nValue) == TRUE &&
+               nValue == -4711,
+           "a section header of any length ends the section before it");
     return 0;
 }

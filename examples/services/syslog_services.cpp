@@ -2,8 +2,8 @@
  * the calendar is the C library's. Everything that libtimecode.so imports is here, and nothing else; programs that call
  * further services need those too, as by preloading. How to put it in place: docs/porting.md.
  *
- * TIMECODE_TRACE_LEVEL is left to syslog's own filters: all messages up to DBG_LEVEL_NOTICE are handed on, the rest after
- * the application raises the handle's level. syslog() may block while the log's socket is full; a platform with
+ * TIMECODE_TRACE_LEVEL is left to syslog's own filters: all messages up to DBG_LEVEL_NOTICE are handed on, the rest
+ * after the application raises the handle's level. syslog() may block while the log's socket is full; a platform with
  * real-time threads puts a queue here. */
 #include <pthread.h>
 #include <syslog.h>
@@ -251,11 +251,16 @@ BOOL CfgFile_GetIntValue(const char * /*szPath*/, const char *szSection, const c
         return FALSE;
     const std::string sName = std::string(szSection) + "_" + szKey;
     const char *const szValue = getenv(sName.c_str()); // NOLINT(concurrency-mt-unsafe): read before there are threads
-    const std::string_view szText = szValue != nullptr ? szValue : "";
+    if (szValue == nullptr)
+        return FALSE;
+    const std::string_view szText = szValue;
     int nValue = 0;
     const auto [pStop, enError] = std::from_chars(szText.begin(), szText.end(), nValue);
-    if (enError != std::errc{} || pStop != szText.end())
+    if (enError != std::errc{} || pStop != szText.end()) {
+        syslog(LOG_USER | LOG_WARNING, "%s is no integer within the range of int: %d is taken", sName.c_str(),
+               nDefault);
         return FALSE;
+    }
     *pnValue = nValue;
     return TRUE;
 }

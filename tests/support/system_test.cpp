@@ -35,6 +35,15 @@ extern "C" ssize_t write(int nFile, const void *pBytes, size_t nSize) {
     return bInterrupted ? -1 : g_nWriteResult == 0 ? 0 : syscall(SYS_write, nFile, pBytes, 1);
 }
 
+/* Fails where a file ought to end. */
+extern "C" ssize_t read(int nFile, void *pBytes, size_t nSize) {
+    const ssize_t nRead = syscall(SYS_read, nFile, pBytes, nSize);
+    if (nRead != 0 || !g_bReadFails)
+        return nRead;
+    errno = EIO;
+    return -1;
+}
+
 #ifndef __SANITIZE_THREAD__ /* which calls it for threads that it has not set up yet */
 /* A thread gets its place in pthread_setspecific, before it has a position. */
 static int g_nDumpedWhileClaiming = -1;
@@ -61,6 +70,9 @@ TEST(Settings, ReadsTheValueThatTheFileSays) {
                                         {"[S]\nK=1\nK=2 #" + szLong + "\n", 1},
                                         {"[S]\nK=1\nK=2 #" + szLong + szLong + "\n", 1},
                                         {"[S]\n" + std::string(506, ' ') + "K=12\r\n", 12},
+                                        {"[S]\nK=1\n[T" + szLong + szLong + "]\nK=2\n", 1},
+                                        {"[S]\nK=1\n" + szLong + "[\n#[" + szLong + "\nK=2\n", 2},
+                                        {"[S]\nK=1\n" + std::string(600, ' ') + "[T]\nK=2\n", 1},
                                         {std::string("\0[S]\n\0=1\n[S]\nK=3\n", 17), 3}};
     for (const char *szText : {"", "K=1", "[S]\n[S\nK=1", "[S]\n#K=1\n ;K=1", "[s]\nK=1\n[S]\nk=1\nK2=1\nK",
                                "[S]\nK=1;x", "[S]\nK=1; x", "[S]\nK=+-1", "[S]\nK=2147483648", "[S]\nK=1\nK=x"})
@@ -212,6 +224,42 @@ TEST_F(Trace, StalledGoneAndClosedChannelsLoseMessagesAndNothingElse) {
     EXPECT_THAT(Read(), HasSubstr("(2 messages lost) back\n"));
 }
 
+TEST_F(Trace, SettingsThatCannotBeUsedAreToldOnceWithWhatWasTaken) {
+    const struct {
+        std::string szText;
+        const char *szTold; /* null: nothing */
+        bool bReadFails = false;
+    } atRows[] = {
+        {"[S]\nK=x\n", "[S] K is taken as 5: line 2 of PATH holds no integer within the range of int."},
+        {"[S]\n\nK=2147483648", "[S] K is taken as 5: line 3 of PATH holds no integer within the range of int."},
+        {"[S]\nK=1\nK=x\nK=y\n", "[S] K is taken as 5: line 4 of PATH holds no integer within the range of int."},
+        {"[S]\nK=1\nK=2 #" + std::string(510, 'x'), "[S] K is taken as 1: line 3 of PATH is too long."},
+        {"[S]\nK=1\n", "[S] K is taken as 5: line 3 of PATH and what follows it cannot be read.", true},
+        {"[S]\nK=x\nK=1\n[T]\nK=x\n#K=" + std::string(510, 'x'), nullptr},
+        {"[S]\nL=1\n", nullptr, true}};
+    const std::string szPath = testing::TempDir() + "faults" + std::to_string(getpid());
+    for (const char *szLevel : {"4", "3"}) {
+        setenv("TIMECODE_TRACE_LEVEL", szLevel, 1);
+        for (const auto &[szText, szTold, bReadFails] : atRows) {
+            std::ofstream(szPath, std::ios::binary) << szText;
+            int nValue = 0;
+            g_bReadFails = bReadFails;
+            CfgFile_GetIntValue(szPath.c_str(), "S", "K", &nValue, 5);
+            g_bReadFails = false;
+            if (szTold == nullptr || *szLevel == '3') {
+                EXPECT_EQ(Read(), "") << szText;
+                continue;
+            }
+            std::string szExpected = szTold;
+            szExpected.replace(szExpected.find("PATH"), 4, szPath);
+            EXPECT_THAT(Read(), testing::AllOf(HasSubstr(" SETTINGS warning "), testing::EndsWith(szExpected + "\n")));
+            EXPECT_EQ(Read(), "") << "told twice: " << szText;
+        }
+    }
+    unsetenv("TIMECODE_TRACE_LEVEL");
+    unlink(szPath.c_str());
+}
+
 TEST_F(Trace, HandlesOpenOnceCloseTwiceAndRunOut) {
     const HDBG hFirst = m_hDbg;
     EXPECT_EQ(_DoDbgInit("NULL", nullptr), FALSE);
@@ -268,6 +316,18 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
         EXPECT_EQ(Read(), nResult == 0 ? "" : szLine);
     }
     EXPECT_EQ(ThreadState_Dump(-1), -1);
+    const std::string szLong(200, 'x');
+    auto *const pUnloaded =
+        static_cast<char *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    __SaveThreadState(strcpy(pUnloaded, "Unloaded"), strcpy(pUnloaded + 100, ("/x/" + szLong).c_str()), 7);
+    munmap(pUnloaded, 4096);
+    Redirect(true);
+    ThreadState_Dump(STDERR_FILENO);
+    EXPECT_THAT(Read(), testing::EndsWith(" Unloaded " + szLong.substr(0, 39) + ":7\n"));
+    __SaveThreadState((szLong + "!").c_str(), "/a/file.cpp", 2);
+    ThreadState_Dump(STDERR_FILENO);
+    EXPECT_THAT(Read(), testing::EndsWith(" " + szLong.substr(0, 79) + " file.cpp:2\n"));
+    __SaveThreadState("After", "/a/file.cpp", 2);
     std::atomic<bool> bStop = false;
     std::thread tMover([&bStop] {
         for (unsigned n = 0; !bStop; ++n)
@@ -298,18 +358,6 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1); // SIGPIPE would end the test program
     m_anEnds[0] = -1;
 }
-    const std::string szLong(200, 'x');
-    auto *const pUnloaded =
-        static_cast<char *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    __SaveThreadState(strcpy(pUnloaded, "Unloaded"), strcpy(pUnloaded + 100, ("/x/" + szLong).c_str()), 7);
-    munmap(pUnloaded, 4096);
-    Redirect(true);
-    ThreadState_Dump(STDERR_FILENO);
-    EXPECT_THAT(Read(), testing::EndsWith(" Unloaded " + szLong.substr(0, 39) + ":7\n"));
-    __SaveThreadState((szLong + "!").c_str(), "/a/file.cpp", 2);
-    ThreadState_Dump(STDERR_FILENO);
-    EXPECT_THAT(Read(), testing::EndsWith(" " + szLong.substr(0, 79) + " file.cpp:2\n"));
-    __SaveThreadState("After", "/a/file.cpp", 2);
 
 TEST_F(Trace, AForkedChildStartsWithItsOwnThreadOnly) {
     __SaveThreadState("Forking", "a.cpp", 1);

@@ -3,6 +3,10 @@
  * The file passes through one fixed buffer line by line, so its size does not matter and nothing is allocated. */
 #include "cfgfile_api.h"
 
+#include "cancel_guard.h"
+#include "dbgtrace.h"
+
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
@@ -46,12 +50,21 @@ bool ParseInteger(std::string_view szText, int &nValue) {
 
 /* The setting that is looked for, and what the lines so far say about it. */
 struct SEARCH {
-    std::string_view szSection;
-    std::string_view szKey;
+    const char *szSection;
+    const char *szKey;
+    UINT64 nLine = 1;
     bool bInSection = false;
     bool bFound = false;
     int nValue = 0;
+    /* What is wrong with the last line that gives the key, if anything is. */
+    const char *szFault = nullptr;
+    UINT64 nFaultLine = 0;
 };
+
+void SetFault(SEARCH &tSearch, const char *szFault) {
+    tSearch.szFault = szFault;
+    tSearch.nFaultLine = tSearch.nLine;
+}
 
 /* A header that cannot be read ends the section before it: what follows belongs to neither. */
 void TakeSection(SEARCH &tSearch, std::string_view szLine) {
@@ -60,15 +73,35 @@ void TakeSection(SEARCH &tSearch, std::string_view szLine) {
                          Trim(WithoutComment(szLine.substr(nEnd + 1))).empty();
 }
 
+/* Splits a line that gives the key, and says whether it is one. */
+bool TakesValue(const SEARCH &tSearch, std::string_view szLine, std::string_view &szValue) {
+    const size_t nEqual = szLine.find('=');
+    if (!tSearch.bInSection || nEqual == std::string_view::npos || Trim(szLine.substr(0, nEqual)) != tSearch.szKey)
+        return false;
+    szValue = Trim(WithoutComment(szLine.substr(nEqual + 1)));
+    return true;
+}
+
 void TakeLine(SEARCH &tSearch, std::string_view szLine) {
     szLine = Trim(szLine);
     if (szLine.empty() || IsOneOf(szLine.front(), COMMENT_MARKS))
         return;
     if (szLine.front() == '[')
         return TakeSection(tSearch, szLine);
-    const size_t nEqual = szLine.find('=');
-    if (tSearch.bInSection && nEqual != std::string_view::npos && Trim(szLine.substr(0, nEqual)) == tSearch.szKey)
-        tSearch.bFound = ParseInteger(Trim(WithoutComment(szLine.substr(nEqual + 1))), tSearch.nValue);
+    std::string_view szValue;
+    if (!TakesValue(tSearch, szLine, szValue))
+        return;
+    tSearch.bFound = ParseInteger(szValue, tSearch.nValue);
+    SetFault(tSearch, tSearch.bFound ? nullptr : "holds no integer within the range of int");
+}
+
+/* A line whose end is not known: it gives no value and opens no section, but it ends one. */
+void TakeLongLine(SEARCH &tSearch, char cFirst, std::string_view szStart) {
+    std::string_view szValue;
+    if (cFirst == '[')
+        tSearch.bInSection = false;
+    else if (!IsOneOf(cFirst, COMMENT_MARKS) && TakesValue(tSearch, szStart, szValue))
+        SetFault(tSearch, "is too long");
 }
 
 /* Reads as read() does, going on after a signal. */
@@ -92,13 +125,16 @@ public:
         if (m_nUsed < sizeof m_acLine)
             m_acLine[m_nUsed] = cByte;
         ++m_nUsed;
+        if (IsOneOf(m_cFirst, BLANKS))
+            m_cFirst = cByte;
     }
 
     void EndLine() {
-        if (m_nUsed <= sizeof m_acLine)
-            HandOn({m_acLine, m_nUsed});
+        HandOn({m_acLine, std::min(m_nUsed, sizeof m_acLine)});
         m_nUsed = 0;
+        m_cFirst = BLANKS.front();
         m_bFirstLine = false;
+        ++m_tSearch.nLine;
     }
 
 private:
@@ -107,13 +143,16 @@ private:
             szLine.remove_prefix(BYTE_ORDER_MARK.size());
         if (szLine.ends_with('\r'))
             szLine.remove_suffix(1);
-        if (szLine.size() <= MAX_LINE_BYTES)
+        if (m_nUsed <= sizeof m_acLine && szLine.size() <= MAX_LINE_BYTES)
             TakeLine(m_tSearch, szLine);
+        else
+            TakeLongLine(m_tSearch, m_cFirst, szLine);
     }
 
     SEARCH &m_tSearch;
     char m_acLine[BYTE_ORDER_MARK.size() + MAX_LINE_BYTES + 1]; /* with a byte order mark and a carriage return */
     size_t m_nUsed = 0;
+    char m_cFirst = BLANKS.front(); /* the first byte that is no blank, once there is one */
     bool m_bFirstLine = true;
 };
 
@@ -125,11 +164,16 @@ bool SearchFile(int nFileDescriptor, SEARCH &tSearch) {
     while ((nRead = ReadBytes(nFileDescriptor, acBytes, sizeof acBytes)) > 0)
         for (const char cByte : std::string_view(acBytes, static_cast<size_t>(nRead)))
             tCollector.Take(cByte);
-    tCollector.EndLine();
+    if (nRead == 0)
+        tCollector.EndLine();
+    else if (tSearch.bFound || tSearch.szFault != nullptr)
+        SetFault(tSearch, "and what follows it cannot be read");
     return nRead == 0;
 }
 
 bool FindSetting(const char *szPath, SEARCH &tSearch) {
+    // A cancelled thread leaves no descriptor open.
+    const CancelGuard tGuard;
     // A FIFO or a device in the file's place must not hold up the caller: neither its opening nor its reading.
     const int nFileDescriptor = open(szPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (nFileDescriptor < 0)
@@ -141,6 +185,17 @@ bool FindSetting(const char *szPath, SEARCH &tSearch) {
     return bRead && tSearch.bFound;
 }
 
+/* Through a handle of its own, since the setting may be read before anybody has opened one. */
+void ReportFault(const char *szPath, const SEARCH &tSearch, int nTaken) {
+    HDBG hDbg = nullptr;
+    _DoDbgInit("SETTINGS", &hDbg);
+    if (DbgIsWritten(hDbg, DBG_LEVEL_WARNING))
+        _DoDbgPrintEx(hDbg, DBG_LEVEL_WARNING, "CfgFile_GetIntValue", __FILE__, __LINE__,
+                      "[%s] %s is taken as %d: line %llu of %s %s.\n", tSearch.szSection, tSearch.szKey, nTaken,
+                      static_cast<unsigned long long>(tSearch.nFaultLine), szPath, tSearch.szFault);
+    _DoDbgUninitEx(&hDbg, "CfgFile_GetIntValue", __FILE__, __LINE__);
+}
+
 } // namespace
 
 BOOL CfgFile_GetIntValue(const char *szPath, const char *szSection, const char *szKey, int *pnValue, int nDefault) {
@@ -150,8 +205,10 @@ BOOL CfgFile_GetIntValue(const char *szPath, const char *szSection, const char *
     if (szPath == nullptr || szSection == nullptr || szKey == nullptr)
         return FALSE;
     SEARCH tSearch{szSection, szKey};
-    if (!FindSetting(szPath, tSearch))
-        return FALSE;
-    *pnValue = tSearch.nValue;
-    return TRUE;
+    const bool bFound = FindSetting(szPath, tSearch);
+    if (bFound)
+        *pnValue = tSearch.nValue;
+    if (tSearch.szFault != nullptr)
+        ReportFault(szPath, tSearch, *pnValue);
+    return bFound ? TRUE : FALSE;
 }
