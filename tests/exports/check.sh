@@ -1,8 +1,11 @@
 #!/bin/sh
-# Fails when a shared object exports anything but the names listed for it, or misses one.
+# Fails when a shared object exports anything but the names listed for it, or misses one, or when it or a program built
+# beside it would look for libraries in the working directory.
+# usage: check.sh FOLDER_OF_LISTS FOLDER_OF_PROGRAMS SHARED_OBJECT...
 set -eu
 lists=$1
-shift
+programs=$2
+shift 2
 for object in "$@"; do
     name=$(basename "$object" | sed 's/\.so.*//')
     # A (an absolute symbol) is the version node itself.
@@ -11,4 +14,10 @@ for object in "$@"; do
         echo "$object does not export what $lists/$name.txt lists" >&2
         exit 1
     }
+done
+for object in "$@" "$programs"/*; do
+    if readelf -d "$object" | grep -E 'R(UN)?PATH.*(\[:|::|:\]|\[\])'; then
+        echo "$object has an empty entry in its run path" >&2
+        exit 1
+    fi
 done
