@@ -30,6 +30,7 @@ ensure_packages() {
 
 BUILD_PACKAGES="g++ cmake make pkg-config libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev"
 TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev binutils ffmpeg python3-pytest"
+BENCHMARK_PACKAGES="libbenchmark-dev libltc-dev libgstreamer-plugins-base1.0-dev binutils python3"
 DEMO_PACKAGES="gnuplot-nox ffmpeg"
 ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest"
 FUZZ_PACKAGES="clang libclang-rt-dev"
