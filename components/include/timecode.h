@@ -10,6 +10,7 @@
  * TimecodeLib_Init once; then any calls from any threads; then TimecodeLib_Shutdown when no other thread is inside.
  * Nothing is thrown. A caller's error is reported through _DoAssert (dbgtrace.h) with the text of the violated
  * condition; the call then refuses, or leaves out the one write that cannot be made, and nothing else changes.
+ * Pointers must be aligned as C wants it of their types; that is not looked at.
  *
  * Units: a PTS is an unsigned count of 90 kHz ticks. A UTC time is a signed count of microseconds since 1970-01-01
  * 00:00:00 UTC. Standards: SMPTE ST 12-1 (timecode), MISB ST 0601 (local set, tag 2), MISB ST 0603 and ST 0604 (time

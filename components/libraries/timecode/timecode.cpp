@@ -1,22 +1,16 @@
-// The door: start-up, shut-down, the revision, and the dispatch of retrieval by revision.
+// The door: start-up, shut-down, the revision, and the dispatch of a picture's request by revision.
 #include "timecode.h"
 
 #include "cfgfile_api.h"
-#include "core/record.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "retrieval/profile20162.h"
 #include "retrieval/profile62.h"
-#include "retrieval/system_time.h"
 
 using namespace timecode;
 
 static bool IsSupported(int enMISPRevision) {
     return enMISPRevision == MISP_PROFILE_62 || enMISPRevision == MISP_PROFILE_2016_2;
-}
-
-static void ReportUnsupported(int enMISPRevision, const Position &Here) {
-    _DoTextAssert(Here.szFunction, Here.szFile, Here.nLine, "MISPRevision:%d NOT supported", enMISPRevision);
 }
 
 void TimecodeLib_Init(int enMISPRevision) {
@@ -39,11 +33,7 @@ void TimecodeLib_Shutdown(void) {
 }
 
 int Timecode_GetMISPRevision(void) {
-    if (_g_bTCLibInitialized != TRUE) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
-        return -1;
-    }
-    return _g_enMISPRevision;
+    return IsInitialised(TC_HERE) ? _g_enMISPRevision : -1;
 }
 
 void Timecode_GetMISPRevisionFromSystemSettings(int *penMISPRevision) {
@@ -51,7 +41,7 @@ void Timecode_GetMISPRevisionFromSystemSettings(int *penMISPRevision) {
         return;
     int enMISPRevision = MISP_PROFILE_62;
     CfgFile_GetIntValue("/etc/plixo.ini", "SYSTEM", "MISPRevision", &enMISPRevision, MISP_PROFILE_62);
-    Store(penMISPRevision, enMISPRevision);
+    *penMISPRevision = enMISPRevision;
 }
 
 BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimesource, BOOL bTimeSourceSwitchAllowed,
@@ -66,27 +56,8 @@ BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimesource, BOOL bT
     case MISP_PROFILE_2016_2:
         if (!TC_ASSERT(penConfigMISBTimesource != NULL))
             return FALSE;
-        return _GetUTC_Profile20162(enInputInterface, Fetch(penConfigMISBTimesource), UnchangedEncoderPTS64, pUTC,
+        return _GetUTC_Profile20162(enInputInterface, *penConfigMISBTimesource, UnchangedEncoderPTS64, pUTC,
                                     pVitcRecord, pbSameTSRecord, ppRecordAddress);
-    default:
-        ReportUnsupported(_g_enMISPRevision, TC_HERE);
-        return FALSE;
-    }
-}
-
-BOOL Timecode_GetSystemUTC(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
-                           INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {
-    if (_g_bTCLibInitialized != TRUE) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
-        return FALSE;
-    }
-    switch (_g_enMISPRevision) {
-    case MISP_PROFILE_62:
-        return _GetSystemUTC_Profile62(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
-                                       llTCBaseUTC64, pUTC, pVitcRecord);
-    case MISP_PROFILE_2016_2:
-        return _GetSystemUTC_Profile20162(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
-                                          llTCBaseUTC64, pUTC, pVitcRecord);
     default:
         ReportUnsupported(_g_enMISPRevision, TC_HERE);
         return FALSE;

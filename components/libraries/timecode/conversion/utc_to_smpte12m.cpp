@@ -1,4 +1,6 @@
 // UTC to the timecode of its time of day.
+#include <cstring>
+
 #include "clock_api.h"
 #include "conversion/frame_period.h"
 #include "core/record.h"
@@ -33,7 +35,7 @@ BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFr
     const time_t tCurrentSeconds = time(nullptr);
     if (!TC_IS_GIVEN(pllUTC) || !TC_IS_GIVEN(pVitcRecord) || !IsUsableRate(nEncodedPictureRate, TC_HERE))
         return FALSE;
-    const INT64 llUTC = Fetch(pllUTC);
+    const INT64 llUTC = *pllUTC;
     date_time_t DateTime{};
     ClockCvtUtc2DateTime(llUTC, &DateTime);
     if (llUTC < PLAUSIBLE_SINCE_USEC && ThrottlePasses(_tLastLogTime, tCurrentSeconds, 29))
@@ -45,9 +47,8 @@ BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFr
         TC_TRACE(DBG_LEVEL_DEBUG, "Sucessfully converted UTC:%016lu to (%d-%s-%d-%02dh%02dm%02ds%06dus)\n",
                  static_cast<unsigned long>(llUTC), DateTime.year, MonthName(DateTime.month), DateTime.dayOfMonth,
                  DateTime.hour, DateTime.min, DateTime.sec, DateTime.microsec);
-    vitc_t Vitc{};
-    SetDigits(Vitc, {DateTime.hour, DateTime.min, DateTime.sec,
-                     FrameNumber(DateTime.microsec, static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate)});
-    Store(pVitcRecord, Vitc);
+    std::memset(pVitcRecord, 0, sizeof *pVitcRecord);
+    SetDigits(*pVitcRecord, {DateTime.hour, DateTime.min, DateTime.sec,
+                             FrameNumber(DateTime.microsec, static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate)});
     return TRUE;
 }

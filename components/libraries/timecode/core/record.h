@@ -1,4 +1,4 @@
-// Time-stamp records: access to the payload, to a timecode's digits, and to callers' memory.
+// Time-stamp records: access to the payload and to a timecode's digits.
 // The payload is a union whose views are written and read across each other, so it is accessed as bytes.
 #pragma once
 
@@ -13,24 +13,6 @@ static_assert(offsetof(MISP_UTC, DNode) == 0, "a record's address is its node's"
 static_assert(sizeof(vitc_t) >= sizeof(UTCPayload), "a copy of the vitc view carries the KLVTC view");
 static_assert(offsetof(UTCPayload, llUTCTime) == 8 && offsetof(vitc_t, FrameUnits) == 4, "natural alignment");
 
-// Reads and writes a caller's variable; a pointer from outside need not be aligned.
-template <class T>
-T Fetch(const T *pFrom) {
-    T Value;
-    std::memcpy(&Value, static_cast<const void *>(pFrom), sizeof Value);
-    return Value;
-}
-
-template <class T>
-void Store(T *pTo, const T &Value) {
-    std::memcpy(static_cast<void *>(pTo), &Value, sizeof Value);
-}
-
-template <class T>
-void StoreField(void *pRecord, size_t nOffset, const T &Value) {
-    std::memcpy(static_cast<unsigned char *>(pRecord) + nOffset, &Value, sizeof Value);
-}
-
 template <class T>
 T PayloadField(const TCPayload &Payload, size_t nOffset) {
     T Value;
@@ -40,7 +22,7 @@ T PayloadField(const TCPayload &Payload, size_t nOffset) {
 
 template <class T>
 void SetPayloadField(TCPayload &Payload, size_t nOffset, const T &Value) {
-    StoreField(&Payload, nOffset, Value);
+    std::memcpy(reinterpret_cast<unsigned char *>(&Payload) + nOffset, &Value, sizeof Value);
 }
 
 inline INT64 UtcOf(const MISP_UTC &Record) {
@@ -67,6 +49,16 @@ inline void SetVitc(MISP_UTC &Record, const vitc_t &Vitc) {
     SetPayloadField(Record.MotionImageryTimestamp, 0, Vitc);
 }
 
+// Copies a timecode whole, with what lies between its fields.
+inline void CopyVitc(vitc_t &To, const MISP_UTC &From) {
+    std::memcpy(&To, &From.MotionImageryTimestamp, sizeof To);
+}
+
+// The timecode in a record, where it lies. It may have been written through another view: read its digits only.
+inline const vitc_t &VitcIn(const MISP_UTC &Record) {
+    return reinterpret_cast<const vitc_t &>(Record.MotionImageryTimestamp);
+}
+
 // Hours, minutes, seconds and frames of a timecode. Wide and signed, so that sums of any digits fit.
 struct Hmsf {
     INT64 nHours;
@@ -75,10 +67,28 @@ struct Hmsf {
     INT64 nFrames;
 };
 
-Hmsf DigitsOf(const vitc_t &Vitc);
-void SetDigits(vitc_t &Vitc, const Hmsf &Time);
+// Read as bytes, so that the timecode may lie in a record.
+inline Hmsf DigitsOf(const vitc_t &Vitc) {
+    const auto *const pBytes = reinterpret_cast<const unsigned char *>(&Vitc);
+    const auto Value = [pBytes](size_t nTens, size_t nUnits) { return pBytes[nTens] * 10 + pBytes[nUnits]; };
+    return {Value(offsetof(vitc_t, HourTens), offsetof(vitc_t, HourUnits)),
+            Value(offsetof(vitc_t, MinuteTens), offsetof(vitc_t, MinuteUnits)),
+            Value(offsetof(vitc_t, SecondTens), offsetof(vitc_t, SecondUnits)),
+            Value(offsetof(vitc_t, FrameTens), offsetof(vitc_t, FrameUnits))};
+}
 
-// Nanoseconds as seconds and the rest.
-timespec _ConvertNsecToTimespec(UINT64 nsec);
+// Writes a value as two digits; the tens of one above 99 are cut to a byte.
+inline void SplitInto(unsigned char &nTens, unsigned char &nUnits, INT64 nValue) {
+    nTens = static_cast<unsigned char>(nValue / 10);
+    nUnits = static_cast<unsigned char>(nValue % 10);
+}
+
+// The digits alone; all else of the timecode stays.
+inline void SetDigits(vitc_t &Vitc, const Hmsf &Time) {
+    SplitInto(Vitc.HourTens, Vitc.HourUnits, Time.nHours);
+    SplitInto(Vitc.MinuteTens, Vitc.MinuteUnits, Time.nMinutes);
+    SplitInto(Vitc.SecondTens, Vitc.SecondUnits, Time.nSeconds);
+    SplitInto(Vitc.FrameTens, Vitc.FrameUnits, Time.nFrames);
+}
 
 } // namespace timecode

@@ -1,38 +1,8 @@
-// Digits of a timecode, spans of time, and the names of the sources.
-#include "core/record.h"
-
+// The names of the sources, for messages and for applications.
 #include <array>
 
 #include "strutil.h"
-
-namespace timecode {
-
-static INT64 Value(unsigned char nTens, unsigned char nUnits) {
-    return nTens * 10 + nUnits;
-}
-
-static void Split(INT64 nValue, unsigned char &nTens, unsigned char &nUnits) {
-    nTens = static_cast<unsigned char>(nValue / 10);
-    nUnits = static_cast<unsigned char>(nValue % 10);
-}
-
-Hmsf DigitsOf(const vitc_t &Vitc) {
-    return {Value(Vitc.HourTens, Vitc.HourUnits), Value(Vitc.MinuteTens, Vitc.MinuteUnits),
-            Value(Vitc.SecondTens, Vitc.SecondUnits), Value(Vitc.FrameTens, Vitc.FrameUnits)};
-}
-
-void SetDigits(vitc_t &Vitc, const Hmsf &Time) {
-    Split(Time.nHours, Vitc.HourTens, Vitc.HourUnits);
-    Split(Time.nMinutes, Vitc.MinuteTens, Vitc.MinuteUnits);
-    Split(Time.nSeconds, Vitc.SecondTens, Vitc.SecondUnits);
-    Split(Time.nFrames, Vitc.FrameTens, Vitc.FrameUnits);
-}
-
-timespec _ConvertNsecToTimespec(UINT64 nsec) {
-    return {static_cast<time_t>(nsec / 1'000'000'000), static_cast<long>(nsec % 1'000'000'000)};
-}
-
-} // namespace timecode
+#include "timecode.h"
 
 char *Timecode_GetTimecodeSourceString(int enTimecodeSouce, char *szBuffer, int nSize) {
     static constexpr std::array<const char *, 5> NAMES = {

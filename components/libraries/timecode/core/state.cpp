@@ -45,10 +45,15 @@ static void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
     LayOutPool(Tc, tpNow);
 }
 
-void _Timecode_InternalInit() {
+timespec ReadInstant(const Position &Here) {
     timespec tpNow{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
-        tpNow = WholeSecond(time(nullptr));
+    if (!Verify(clock_gettime(CLOCK_REALTIME, &tpNow) == 0, "clock_gettime(CLOCK_REALTIME, &tpNow) == 0", Here))
+        tpNow = {time(nullptr), 0};
+    return tpNow;
+}
+
+void _Timecode_InternalInit() {
+    const timespec tpNow = ReadInstant(TC_HERE);
     // Loads the time zone here, so that no request has to open its file.
     tzset();
     std::memset(static_cast<void *>(_tcInfo), 0, sizeof _tcInfo);

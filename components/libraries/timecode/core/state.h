@@ -57,9 +57,23 @@ inline bool IsInput(int enInputInterface) {
     return enInputInterface >= 0 && enInputInterface < NUM_VIDEO_INPUTS;
 }
 
-// The whole second, where the exact instant cannot be read: nearer to the truth than 1970.
-inline timespec WholeSecond(time_t tSecond) {
-    return {tSecond, 0};
+// The instant of CLOCK_REALTIME. Where it cannot be read, which is reported, the whole second of time() is nearer to
+// the truth than 1970.
+timespec ReadInstant(const Position &Here);
+
+// Traces a call that comes before start-up or after shut-down. Says whether the call can go on.
+inline bool IsInitialised(const Position &Here) {
+    if (_g_bTCLibInitialized == TRUE)
+        return true;
+    if (TraceEnabled(DBG_LEVEL_ERROR))
+        _DoDbgPrintEx(g_hTCLibDbg, DBG_LEVEL_ERROR, Here.szFunction, Here.szFile, Here.nLine,
+                      "Library is not initialized!\n");
+    return false;
+}
+
+// Reports a revision that the library cannot run under.
+inline void ReportUnsupported(int enMISPRevision, const Position &Here) {
+    _DoTextAssert(Here.szFunction, Here.szFile, Here.nLine, "MISPRevision:%d NOT supported", enMISPRevision);
 }
 
 // Reports an input outside 0 to 3; the report names the limit that is violated.

@@ -1,5 +1,4 @@
 // Per-input statistics: read and reset at any time, without the input's mutex.
-#include "core/record.h"
 #include "core/shared.h"
 #include "core/state.h"
 #include "core/trace.h"
@@ -13,10 +12,8 @@ BOOL Timecode_GetStats(int enInputInterface, TIMECODE_STATS *pStats) {
     tc_private_t *pTc = nullptr;
     if (_LocateTCInfoByInputInterface(enInputInterface, &pTc) != TRUE || !bWritable)
         return FALSE;
-    TIMECODE_STATS Stats{};
-    Stats.enTimecodeSource = LoadShared(pTc->enLastTimecodeSource);
-    Stats.nTimeSourceSwitches = LoadShared(pTc->nTimeSourceSwitches);
-    Store(pStats, Stats);
+    pStats->enTimecodeSource = LoadShared(pTc->enLastTimecodeSource);
+    pStats->nTimeSourceSwitches = LoadShared(pTc->nTimeSourceSwitches);
     return TRUE;
 }
 

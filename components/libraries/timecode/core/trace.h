@@ -3,7 +3,6 @@
 #pragma once
 
 #include <atomic>
-#include <string_view>
 
 #include "timecode.h"
 
@@ -55,27 +54,6 @@ public:
 private:
     char m_szBuffer[40];
 };
-
-// Whether a text from a table holds exactly these conversions: what the compiler checks of a literal.
-consteval bool HasConversions(std::string_view szText, std::string_view szConversions) {
-    while (true) {
-        const size_t nStart = szText.find('%');
-        if (nStart == std::string_view::npos)
-            return szConversions.empty();
-        const size_t nEnd = szText.find_first_of("diouxXcsp", nStart);
-        if (nEnd == std::string_view::npos)
-            return false;
-        const std::string_view szFound = szText.substr(nStart, nEnd - nStart + 1);
-        if (!szConversions.starts_with(szFound))
-            return false;
-        szConversions.remove_prefix(szFound.size());
-        szText.remove_prefix(nEnd + 1);
-    }
-}
-
-static_assert(HasConversions("%d%016llu: %s", "%d%016llu%s") && HasConversions("", ""));
-static_assert(!HasConversions("%d%d", "%d") && !HasConversions("%d", "%d%d") && !HasConversions("%d", "%s") &&
-              !HasConversions("%", "%d") && !HasConversions("%z", ""));
 
 } // namespace timecode
 

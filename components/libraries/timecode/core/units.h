@@ -42,6 +42,11 @@ inline UINT64 TicksToMs(UINT64 nTicks) {
     return nTicks / 90;
 }
 
+// Nanoseconds as seconds and the rest.
+inline timespec _ConvertNsecToTimespec(UINT64 nsec) {
+    return {static_cast<time_t>(nsec / 1'000'000'000), static_cast<long>(nsec % 1'000'000'000)};
+}
+
 // A span as PTS ticks: 11,111 ns each below the second.
 inline INT64 SpanToTicks(const timespec &tpSpan) {
     return WrappingSum(WrappingProduct(tpSpan.tv_sec, 90'000), tpSpan.tv_nsec / 11'111);

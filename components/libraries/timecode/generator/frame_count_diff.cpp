@@ -47,5 +47,5 @@ void Timecode_CalcFrameCountDiff(UINT nEncodedPictureRate, UINT nVUIFramerate, v
     TC_TRACE(DBG_LEVEL_DEBUG, "OldFrameCount:%d, NewFrameCount:%d, FrameCountDiff:%d.\n",
              static_cast<int>(OldFrameCount), static_cast<int>(NewFrameCount), FrameCountDiff);
     if (bWritable)
-        Store(pnFrameCountDiff, FrameCountDiff);
+        *pnFrameCountDiff = FrameCountDiff;
 }

@@ -185,12 +185,10 @@ static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS
 
 // Only the generator's own fields, and only the digits: pNewSystemTC may lie in the context.
 static void HandOut(const Picture &Pic, SMPTE12M1_CONTEXT *pContext, vitc_t *pNewSystemTC) {
-    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, tDropFrameOccurred), Pic.Context.tDropFrameOccurred);
-    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, BackFillStateCount), Pic.Context.BackFillStateCount);
-    StoreField(pContext, offsetof(SMPTE12M1_CONTEXT, bExtraSkipAllowed), Pic.Context.bExtraSkipAllowed);
-    vitc_t NewSystemTC = Fetch(pNewSystemTC);
-    SetDigits(NewSystemTC, Pic.Time);
-    Store(pNewSystemTC, NewSystemTC);
+    pContext->tDropFrameOccurred = Pic.Context.tDropFrameOccurred;
+    pContext->BackFillStateCount = Pic.Context.BackFillStateCount;
+    pContext->bExtraSkipAllowed = Pic.Context.bExtraSkipAllowed;
+    SetDigits(*pNewSystemTC, Pic.Time);
 }
 
 void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
@@ -198,7 +196,7 @@ void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64
     const bool bWritable = TC_ASSERT(pNewSystemTC != NULL);
     if (!TC_ASSERT(pContext != NULL) || !bWritable)
         return;
-    Picture Pic{.Context = Fetch(pContext)};
+    Picture Pic{.Context = *pContext};
     const SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (!IsUsable(Context))
         return;

@@ -36,11 +36,7 @@ static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
 void Timecode_Flush(int enInputInterface) {
     const time_t tCurrent = time(nullptr);
     const bool bInput = AssertInput(enInputInterface, TC_HERE);
-    if (_g_bTCLibInitialized != TRUE) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
-        return;
-    }
-    if (!bInput)
+    if (!IsInitialised(TC_HERE) || !bInput)
         return;
     tc_private_t &Tc = _tcInfo[enInputInterface];
     if (WrappingDifference(tCurrent, LoadShared(Tc.tLastFlushTime)) <= 0) {
@@ -48,10 +44,7 @@ void Timecode_Flush(int enInputInterface) {
                  enInputInterface);
         return;
     }
-    timespec tpNow{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
-        tpNow = WholeSecond(tCurrent);
-    if (EmptyAllRecords(Tc, tpNow) != TRUE)
+    if (EmptyAllRecords(Tc, ReadInstant(TC_HERE)) != TRUE)
         return;
     StoreShared(Tc.tLastFlushTime, tCurrent);
     TC_TRACE(DBG_LEVEL_INFO, "TC Flush finished for inputInterface:%d.\n", enInputInterface);

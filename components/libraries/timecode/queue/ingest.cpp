@@ -9,15 +9,14 @@
 using namespace timecode;
 
 // For high-precision only the two fields of its view are written; the rest of the payload keeps what was there.
-static void CopyPayload(MISP_UTC &Record, int enTimeCodeSource, const TCPayload *pPayload) {
-    TCPayload Payload;
-    std::memcpy(&Payload, static_cast<const void *>(pPayload),
-                enTimeCodeSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP ? sizeof(UTCPayload) : sizeof(vitc_t));
+static void CopyPayload(TCPayload &To, int enTimeCodeSource, const TCPayload &From) {
     if (enTimeCodeSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP) {
-        SetStatusByte(Record, PayloadField<BYTE>(Payload, offsetof(UTCPayload, MISPStatusByte)));
-        SetUtc(Record, PayloadField<INT64>(Payload, offsetof(UTCPayload, llUTCTime)));
+        SetPayloadField(To, offsetof(UTCPayload, MISPStatusByte),
+                        PayloadField<BYTE>(From, offsetof(UTCPayload, MISPStatusByte)));
+        SetPayloadField(To, offsetof(UTCPayload, llUTCTime),
+                        PayloadField<INT64>(From, offsetof(UTCPayload, llUTCTime)));
     } else {
-        SetVitc(Record, PayloadField<vitc_t>(Payload, 0));
+        std::memcpy(&To, &From, sizeof(vitc_t));
     }
 }
 
@@ -27,16 +26,10 @@ BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimesta
     const time_t tCurrent = time(nullptr);
     const bool bPayload = TC_ASSERT(pMotionImageryTimestamp != NULL);
     const bool bInput = AssertInput(enInputInterface, TC_HERE);
-    if (_g_bTCLibInitialized != TRUE) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
-        return FALSE;
-    }
-    if (!bPayload || !bInput)
+    if (!IsInitialised(TC_HERE) || !bPayload || !bInput)
         return FALSE;
     tc_private_t &Tc = _tcInfo[enInputInterface];
-    timespec tpNow{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
-        tpNow = WholeSecond(tCurrent);
+    const timespec tpNow = ReadInstant(TC_HERE);
     if (ThrottlePasses(_tLastLogTime, tCurrent, 4))
         TC_TRACE(DBG_LEVEL_INFO, "SetUTC - enTimeCodeSource:%d(%s), enInputInterface:%d, Putting it in the list.\n",
                  enTimeCodeSource, SourceName(enTimeCodeSource).Text(), enInputInterface);
@@ -48,7 +41,7 @@ BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimesta
                  static_cast<unsigned long>(tpNow.tv_sec), static_cast<unsigned long>(tpNow.tv_nsec / 1'000));
         return FALSE;
     }
-    CopyPayload(*pRecord, enTimeCodeSource, pMotionImageryTimestamp);
+    CopyPayload(pRecord->MotionImageryTimestamp, enTimeCodeSource, *pMotionImageryTimestamp);
     pRecord->nTimestamp64 = nTimestamp64;
     pRecord->enTimecodeSource = enTimeCodeSource;
     pRecord->tpInsertionTime = tpNow;

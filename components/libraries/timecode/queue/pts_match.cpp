@@ -18,8 +18,9 @@ static constexpr UINT64 FARTHEST_TICKS = 0x7FFF'FFFF'FFFF'FFFF;
 // The walk ends when this many records in a row lie farther away than the best.
 static constexpr int WORSE_RECORDS_TO_CHECK = 12;
 
-static MISP_UTC *RecordOf(const FNODE_D *pNode) {
-    return pNode == nullptr ? nullptr : static_cast<MISP_UTC *>(pNode->pvObject);
+// The node is the record's first member.
+static MISP_UTC *RecordOf(FNODE_D *pNode) {
+    return reinterpret_cast<MISP_UTC *>(pNode);
 }
 
 static UINT64 DistanceTicks(UINT64 CodedPicturePTS64, const MISP_UTC &Record) {
@@ -28,29 +29,31 @@ static UINT64 DistanceTicks(UINT64 CodedPicturePTS64, const MISP_UTC &Record) {
 
 // What the full search found, and where its walk ended.
 struct Nearest {
-    MISP_UTC *pBestUTCBuffer = nullptr;
-    MISP_UTC *pUTCBuffer = nullptr;
-    UINT64 BestDiff = FARTHEST_TICKS;
-    int nNextRecordsToCheck = WORSE_RECORDS_TO_CHECK;
+    const MISP_UTC *pBestUTCBuffer;
+    const MISP_UTC *pUTCBuffer;
+    UINT64 BestDiff;
+    int nNextRecordsToCheck;
 };
 
 static Nearest FindNearest(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource) {
-    Nearest Found;
-    Found.pUTCBuffer = RecordOf(UTCList.pHead);
-    for (; Found.pUTCBuffer != nullptr; Found.pUTCBuffer = RecordOf(Found.pUTCBuffer->DNode.pNext)) {
-        if (Found.pUTCBuffer->enTimecodeSource != enDesiredTCSource)
+    const MISP_UTC *pBestUTCBuffer = nullptr;
+    UINT64 BestDiff = FARTHEST_TICKS;
+    int nNextRecordsToCheck = WORSE_RECORDS_TO_CHECK;
+    const MISP_UTC *pUTCBuffer = RecordOf(UTCList.pHead);
+    for (; pUTCBuffer != nullptr; pUTCBuffer = RecordOf(pUTCBuffer->DNode.pNext)) {
+        if (pUTCBuffer->enTimecodeSource != enDesiredTCSource)
             continue;
-        const UINT64 Diff = DistanceTicks(CodedPicturePTS64, *Found.pUTCBuffer);
+        const UINT64 Diff = DistanceTicks(CodedPicturePTS64, *pUTCBuffer);
         // Equality replaces: of records equally far away the oldest wins.
-        if (Diff <= Found.BestDiff) {
-            Found.BestDiff = Diff;
-            Found.pBestUTCBuffer = Found.pUTCBuffer;
-            Found.nNextRecordsToCheck = WORSE_RECORDS_TO_CHECK;
-        } else if (--Found.nNextRecordsToCheck <= 0) {
+        if (Diff <= BestDiff) [[likely]] {
+            BestDiff = Diff;
+            pBestUTCBuffer = pUTCBuffer;
+            nNextRecordsToCheck = WORSE_RECORDS_TO_CHECK;
+        } else if (--nNextRecordsToCheck <= 0) {
             break;
         }
     }
-    return Found;
+    return {pBestUTCBuffer, pUTCBuffer, BestDiff, nNextRecordsToCheck};
 }
 
 static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
@@ -61,28 +64,28 @@ static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
 }
 
 // The record at the cursor, or null when the address is none of the list's records; only then is it followed.
-static MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
+static const MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
     // Every caller has tested the input.
     if (!IsInput(enInputInterface))
         return nullptr;
-    MISP_UTC *const pPool = _tcInfo[enInputInterface].UTCTimeStamp;
+    const auto &Pool = _tcInfo[enInputInterface].UTCTimeStamp;
     // Unsigned: an address below the pool becomes a distance beyond its end.
-    const uintptr_t nDistance = reinterpret_cast<uintptr_t>(pRecordAddress) - reinterpret_cast<uintptr_t>(pPool);
-    if (nDistance >= sizeof(_tcInfo[0].UTCTimeStamp) || nDistance % sizeof(MISP_UTC) != 0)
+    const uintptr_t nDistance = reinterpret_cast<uintptr_t>(pRecordAddress) - reinterpret_cast<uintptr_t>(Pool);
+    if (nDistance >= sizeof Pool || nDistance % sizeof(MISP_UTC) != 0)
         return nullptr;
-    MISP_UTC &Record = pPool[nDistance / sizeof(MISP_UTC)];
-    return Record.DNode.pList == &UTCList ? &Record : nullptr;
+    const auto *const pRecord = static_cast<const MISP_UTC *>(pRecordAddress);
+    return pRecord->DNode.pList == &UTCList ? pRecord : nullptr;
 }
 
 // The full search with its messages; null when the list holds no record of the source.
-static MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource,
-                                 int enInputInterface) {
+static const MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource,
+                                       int enInputInterface) {
     const Nearest Found = FindNearest(UTCList, CodedPicturePTS64, enDesiredTCSource);
     if (Found.pBestUTCBuffer == nullptr) {
         TC_TRACE(DBG_LEVEL_DEBUG,
                  "pBestUTCBuffer:%p is NULL after walking the list. pCurrentUTCBuffer:%p, nNextRecordsToCheck:%d, "
                  "timecode desired type:%d(%s) for inputInterface:%d.\n",
-                 static_cast<void *>(Found.pBestUTCBuffer), static_cast<void *>(Found.pUTCBuffer),
+                 static_cast<const void *>(Found.pBestUTCBuffer), static_cast<const void *>(Found.pUTCBuffer),
                  Found.nNextRecordsToCheck, enDesiredTCSource, SourceName(enDesiredTCSource).Text(), enInputInterface);
         return nullptr;
     }
@@ -90,27 +93,42 @@ static MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS6
              "BestDiff:%llu(0x%llx), pBestUTCBuffer:%p, CodedPicturePTS64:%llu, timecode desired type:%d(%s) for "
              "inputInterface:%d.\n",
              static_cast<unsigned long long>(Found.BestDiff), static_cast<unsigned long long>(Found.BestDiff),
-             static_cast<void *>(Found.pBestUTCBuffer), static_cast<unsigned long long>(CodedPicturePTS64),
+             static_cast<const void *>(Found.pBestUTCBuffer), static_cast<unsigned long long>(CodedPicturePTS64),
              enDesiredTCSource, SourceName(enDesiredTCSource).Text(), enInputInterface);
     return Found.pBestUTCBuffer;
 }
 
 // The record at a cursor when it still holds the source. A cursor that is none of the list's records is cleared; one
 // whose record has been rewritten since stays, until the record holds the source again.
-static MISP_UTC *TakeCursor(void **ppRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource,
-                            int enInputInterface) {
-    MISP_UTC *const pTarget = RecordAtCursor(Fetch(ppRecordAddress), UTCList, enInputInterface);
+static const MISP_UTC *TakeCursor(void *&pRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource,
+                                  int enInputInterface) {
+    const MISP_UTC *const pTarget = RecordAtCursor(pRecordAddress, UTCList, enInputInterface);
     if (pTarget == nullptr) {
-        Store<void *>(ppRecordAddress, nullptr);
+        pRecordAddress = nullptr;
         return nullptr;
     }
     if (pTarget->enTimecodeSource == enDesiredTCSource)
         return pTarget;
     TC_TRACE(DBG_LEVEL_ERROR,
              "BestRecord: Timecodesource:%d(%s), located at address:%p is not of the expected type:%d(%s).\n",
-             pTarget->enTimecodeSource, SourceName(pTarget->enTimecodeSource).Text(), static_cast<void *>(pTarget),
-             enDesiredTCSource, SourceName(enDesiredTCSource).Text());
+             pTarget->enTimecodeSource, SourceName(pTarget->enTimecodeSource).Text(),
+             static_cast<const void *>(pTarget), enDesiredTCSource, SourceName(enDesiredTCSource).Text());
     return nullptr;
+}
+
+Match FindRecord(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource, void **ppRecordAddress,
+                 int enInputInterface) {
+    const bool bHasCursor = ppRecordAddress != nullptr && *ppRecordAddress != nullptr;
+    const MISP_UTC *const pTarget =
+        bHasCursor ? TakeCursor(*ppRecordAddress, UTCList, enDesiredTCSource, enInputInterface)
+                   : SearchWholeList(UTCList, CodedPicturePTS64, enDesiredTCSource, enInputInterface);
+    if (pTarget == nullptr)
+        return {};
+    const UINT64 Diff = DistanceTicks(CodedPicturePTS64, *pTarget);
+    MISP_UTC *const pPrevUTCBuffer = NextNewer(*pTarget, enDesiredTCSource);
+    if (ppRecordAddress != nullptr)
+        *ppRecordAddress = pPrevUTCBuffer;
+    return {pTarget, pPrevUTCBuffer != nullptr && DistanceTicks(CodedPicturePTS64, *pPrevUTCBuffer) == Diff};
 }
 
 BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, UINT64 CodedPicturePTS64,
@@ -126,24 +144,14 @@ BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, U
     }
     if (pUTCListMutex == nullptr || pUTC == nullptr)
         return FALSE;
-    if (pbSameTSRecord != nullptr)
-        Store(pbSameTSRecord, FALSE);
-    const bool bHasCursor = ppRecordAddress != nullptr && Fetch(ppRecordAddress) != nullptr;
 
     TC_LOCK(ListLock, *pUTCListMutex);
-    const MISP_UTC *const pTarget =
-        bHasCursor ? TakeCursor(ppRecordAddress, *pUTCList, enDesiredTCSource, enInputInterface)
-                   : SearchWholeList(*pUTCList, CodedPicturePTS64, enDesiredTCSource, enInputInterface);
-    if (pTarget == nullptr)
+    const Match Found = FindRecord(*pUTCList, CodedPicturePTS64, enDesiredTCSource, ppRecordAddress, enInputInterface);
+    if (pbSameTSRecord != nullptr)
+        *pbSameTSRecord = Found.bSame ? TRUE : FALSE;
+    if (Found.pRecord == nullptr)
         return FALSE;
-    MISP_UTC *const pPrevUTCBuffer = NextNewer(*pTarget, enDesiredTCSource);
-    const bool bSame = pPrevUTCBuffer != nullptr &&
-                       DistanceTicks(CodedPicturePTS64, *pPrevUTCBuffer) == DistanceTicks(CodedPicturePTS64, *pTarget);
-    if (bSame && pbSameTSRecord != nullptr)
-        Store(pbSameTSRecord, TRUE);
-    *pUTC = *pTarget;
-    if (ppRecordAddress != nullptr)
-        Store<void *>(ppRecordAddress, pPrevUTCBuffer);
+    *pUTC = *Found.pRecord;
     return TRUE;
 }
 

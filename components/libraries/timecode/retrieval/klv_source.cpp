@@ -1,4 +1,4 @@
-// One procedure for both KLV-borne sources, and a row of differences.
+// One procedure for both KLV-borne sources; local sets differ in a few places.
 #include "retrieval/klv_source.h"
 
 #include "conversion/elapsed_time.h"
@@ -14,103 +14,70 @@
 
 namespace timecode {
 
-struct KlvRow {
-    int enTimecodeSource;
-    bool bContinuesFromTimecode; // after a failover from timecode, carries on from the UTC derived from it
-    bool bTakesPicturePTS;       // a carried record gets the picture's PTS; otherwise its own moves on
-    bool bCarriedIntoTimecode;   // a carried record also becomes the last timecode record
-    bool bNamesTimecodeRecord;   // the last timecode record gets this record's source and PTS
-    const char *szSilent;
-    int nCorrectedLevel;
-    const char *szCorrected;
-};
-
-static constexpr KlvRow HIGH_PRECISION_ROW = {
-    .enTimecodeSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP,
-    .bContinuesFromTimecode = false,
-    .bTakesPicturePTS = true,
-    .bCarriedIntoTimecode = true,
-    .bNamesTimecodeRecord = false,
-    .szSilent = "Fail to get timecode. OLD UTC::  %016llu, TimeDiff:%lu.%09lus.\n",
-    .nCorrectedLevel = DBG_LEVEL_DEBUG,
-    .szCorrected = "After correction, NEW UTC::  %016llu.\n",
-};
-
-static constexpr KlvRow LDS_ROW = {
-    .enTimecodeSource = TCSOURCE_LDS_TIMESTAMP,
-    .bContinuesFromTimecode = true,
-    .bTakesPicturePTS = false,
-    .bCarriedIntoTimecode = false,
-    .bNamesTimecodeRecord = true,
-    .szSilent = "Fail to get timecode. OLD UTC:: %016llu, TimeDiff:%lu.%09lus.\n",
-    .nCorrectedLevel = DBG_LEVEL_INFO,
-    .szCorrected = "After correction, NEW UTC:: %016llu.\n",
-};
-
-static consteval bool IsSound(const KlvRow &Row) {
-    return HasConversions(Row.szSilent, "%016llu%lu%09lu") && HasConversions(Row.szCorrected, "%016llu");
-}
-static_assert(IsSound(HIGH_PRECISION_ROW) && IsSound(LDS_ROW));
-
 // The state right after timecode has failed over to local sets.
 static bool HasJustLostTimecode(const tc_private_t &Tc) {
     return Tc.bTimeSourceAlive == FALSE && Tc.bTimeDiscontinuity == TRUE && Tc.bGPSLocked == FALSE &&
            Tc.LastRetrivedUTC.enTimecodeSource == TCSOURCE_SMPTE12M_TIMESTAMP;
 }
 
-static void TraceSilence(const Request &Req, const KlvRow &Row) {
-    if (ThrottlePasses(Req.pTc->tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
-        TC_TRACE(DBG_LEVEL_INFO, Row.szSilent, static_cast<unsigned long long>(UtcOf(Req.pTc->LastRetrivedUTC)),
-                 static_cast<unsigned long>(Req.tpNanosecTdiff.tv_sec),
-                 static_cast<unsigned long>(Req.tpNanosecTdiff.tv_nsec));
+static void TraceSilence(const Request &Req, bool bLds, const timespec &tpElapsed) {
+    if (ThrottlePasses(Req.Tc.tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+        TC_TRACE(DBG_LEVEL_INFO,
+                 bLds ? "Fail to get timecode. OLD UTC:: %016llu, TimeDiff:%lu.%09lus.\n"
+                      : "Fail to get timecode. OLD UTC::  %016llu, TimeDiff:%lu.%09lus.\n",
+                 static_cast<unsigned long long>(UtcOf(Req.Tc.LastRetrivedUTC)),
+                 static_cast<unsigned long>(tpElapsed.tv_sec), static_cast<unsigned long>(tpElapsed.tv_nsec));
 }
 
 // Moves the working record on by the elapsed time and gives it a status byte of its own.
-static void CorrectUtc(const Request &Req, const KlvRow &Row) {
-    tc_private_t &Tc = *Req.pTc;
+static void CorrectUtc(tc_private_t &Tc, bool bLds, const timespec &tpElapsed) {
     INT64 llUTC = UtcOf(Tc.LocalUTC);
     // It fails for null only.
-    if (_ElapsedUsecToUTC(&Req.tpNanosecTdiff, &llUTC) != TRUE)
+    if (_ElapsedUsecToUTC(&tpElapsed, &llUTC) != TRUE)
         return;
     SetUtc(Tc.LocalUTC, llUTC);
-    TC_TRACE(Row.nCorrectedLevel, Row.szCorrected, static_cast<unsigned long long>(llUTC));
+    TC_TRACE(bLds ? DBG_LEVEL_INFO : DBG_LEVEL_DEBUG,
+             bLds ? "After correction, NEW UTC:: %016llu.\n" : "After correction, NEW UTC::  %016llu.\n",
+             static_cast<unsigned long long>(llUTC));
     _VerifyDateFromUTC(&llUTC);
     Tc.bTimeDiscontinuity = FALSE;
     SetStatusByte(Tc.LocalUTC, _GetMISPStatusByte(Tc.bTimeSourceAlive, Tc.bTimeDiscontinuity, Tc.bGPSLocked,
                                                   UtcOf(Tc.LastRetrivedUTC), llUTC));
 }
 
-static void HandOutCarriedRecord(Request &Req, const KlvRow &Row) {
-    tc_private_t &Tc = *Req.pTc;
-    Tc.LocalUTC.enTimecodeSource = Row.enTimecodeSource;
-    Tc.LocalUTC.nTimestamp64 = Row.bTakesPicturePTS
-                                   ? Req.UnchangedEncoderPTS64
-                                   : Tc.LocalUTC.nTimestamp64 + static_cast<UINT64>(SpanToTicks(Req.tpNanosecTdiff));
-    Store(Req.pUTC, Tc.LocalUTC);
+static void HandOutCarriedRecord(const Request &Req, bool bLds, const timespec &tpElapsed) {
+    tc_private_t &Tc = Req.Tc;
+    Tc.LocalUTC.enTimecodeSource = Req.enTimecodeSource;
+    // High precision gets the PTS of the picture, a record of local sets moves its own on.
+    Tc.LocalUTC.nTimestamp64 =
+        bLds ? Tc.LocalUTC.nTimestamp64 + static_cast<UINT64>(SpanToTicks(tpElapsed)) : Req.UnchangedEncoderPTS64;
+    *Req.pUTC = Tc.LocalUTC;
     // The remembered record counts from now, so the next silent request adds only the time since this one.
     Tc.LastRetrivedUTC = Tc.LocalUTC;
     Tc.LastRetrivedUTC.tpInsertionTime = Req.tpNow;
-    if (Row.bCarriedIntoTimecode)
+    if (!bLds)
         Tc.LastRetrivedSMPTE12mTC = Tc.LastRetrivedUTC;
 }
 
 // The source is silent: the last UTC is carried forward by the wall-clock time that has passed.
-static void CarryForward(Request &Req, const KlvRow &Row) {
-    tc_private_t &Tc = *Req.pTc;
-    if (Row.bContinuesFromTimecode && HasJustLostTimecode(Tc))
+static void CarryForward(Request &Req, bool bLds) {
+    tc_private_t &Tc = Req.Tc;
+    // After timecode, local sets carry on from the UTC derived from it.
+    if (bLds && HasJustLostTimecode(Tc))
         SetUtc(Tc.LocalUTC, UtcOf(Tc.LastRetrivedUTC));
-    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.LastRetrivedUTC.tpInsertionTime, &Req.tpNanosecTdiff);
-    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &Req.tpGoodInterval);
-    TraceSilence(Req, Row);
-    CorrectUtc(Req, Row);
-    HandOutCarriedRecord(Req, Row);
-    FailOver(Req);
-    Req.bRetCode = TRUE;
+    timespec tpElapsed{};
+    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.LastRetrivedUTC.tpInsertionTime, &tpElapsed);
+    timespec tpGoodInterval{};
+    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &tpGoodInterval);
+    TraceSilence(Req, bLds, tpElapsed);
+    CorrectUtc(Tc, bLds, tpElapsed);
+    HandOutCarriedRecord(Req, bLds, tpElapsed);
+    FailOver(Req, tpGoodInterval);
 }
 
-static bool FormatTimecode(const Request &Req, const KlvRow &Row) {
-    tc_private_t &Tc = *Req.pTc;
-    INT64 llUTC = UtcOf(Fetch(Req.pUTC));
+static bool FormatTimecode(const Request &Req, bool bLds) {
+    tc_private_t &Tc = Req.Tc;
+    INT64 llUTC = UtcOf(Tc.LocalUTC);
     vitc_t Vitc{};
     if (TimeCode_UTCToSMPTE12M(&llUTC, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &Vitc) != TRUE) {
         TC_TRACE(DBG_LEVEL_INFO, "Failed to format SMPTE12M VITC from UTC.\n");
@@ -118,22 +85,25 @@ static bool FormatTimecode(const Request &Req, const KlvRow &Row) {
     }
     SetVitc(Tc.LastRetrivedSMPTE12mTC, Vitc);
     if (Req.pVitcRecord != nullptr)
-        Store(Req.pVitcRecord, Vitc);
-    if (Row.bNamesTimecodeRecord) {
+        CopyVitc(*Req.pVitcRecord, Tc.LastRetrivedSMPTE12mTC);
+    if (bLds) {
         Tc.LastRetrivedSMPTE12mTC.enTimecodeSource = Tc.LocalUTC.enTimecodeSource;
         Tc.LastRetrivedSMPTE12mTC.nTimestamp64 = Tc.LocalUTC.nTimestamp64;
     }
     return true;
 }
 
-bool UseKlvSource(Request &Req) {
-    // Failover changes the request's source on the way; the row stays that of the source it began with.
-    const KlvRow &Row = Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP ? LDS_ROW : HIGH_PRECISION_ROW;
-    AnnounceSource(Req);
-    UseQueuedUtc(Req);
-    if (Req.bRetCode == FALSE)
-        CarryForward(Req, Row);
-    return FormatTimecode(Req, Row);
+Outcome UseKlvSource(Request &Req) {
+    // Failover changes the request's source on the way; what is done stays that of the source it began with.
+    const bool bLds = Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP;
+    const MISP_UTC *const pUsed = UseQueuedUtc(Req);
+    if (pUsed == nullptr)
+        CarryForward(Req, bLds);
+    if (!FormatTimecode(Req, bLds))
+        return Outcome::NO_TIMECODE;
+    if (pUsed != nullptr)
+        RememberUtc(Req, *pUsed);
+    return Outcome::TIME;
 }
 
 } // namespace timecode

@@ -15,7 +15,7 @@ namespace timecode {
 static constexpr UINT64 SOURCE_IN_USE_MS = 750;
 
 static void TraceStart(const Request &Req) {
-    if (ThrottlePasses(Req.pTc->tLastLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+    if (ThrottlePasses(Req.Tc.tLastLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO,
                  "enConfigMISBTimesource:%d(%s), enInputInterface:%d at the beginning of the function! "
                  "tpNow:%lu.%06lus.\n",
@@ -23,19 +23,36 @@ static void TraceStart(const Request &Req) {
                  static_cast<unsigned long>(Req.tpNow.tv_sec), static_cast<unsigned long>(Req.tpNow.tv_nsec / 1'000));
 }
 
-static void UseConfiguredSource(Request &Req) {
+static Outcome UseUtc(Request &Req) {
+    const MISP_UTC *const pUsed = UseQueuedUtc(Req);
+    if (pUsed == nullptr)
+        return Outcome::NO_TIME;
+    RememberUtc(Req, *pUsed);
+    return Outcome::TIME;
+}
+
+// A timecode goes out as it was stored.
+static Outcome UseTimecode(Request &Req) {
+    const MISP_UTC *const pUsed = UseQueuedTimecode(Req);
+    if (pUsed == nullptr)
+        return Outcome::NO_TIME;
+    if (Req.pVitcRecord != nullptr)
+        CopyVitc(*Req.pVitcRecord, *pUsed);
+    *Req.pUTC = *pUsed;
+    RememberTimecode(Req, *pUsed);
+    return Outcome::TIME;
+}
+
+static Outcome UseConfiguredSource(Request &Req) {
     switch (Req.enTimecodeSource) {
     case TCSOURCE_HIGH_PRECISION_TIMESTAMP:
     case TCSOURCE_LDS_TIMESTAMP:
-        AnnounceSource(Req);
-        UseQueuedUtc(Req);
-        break;
+        return UseUtc(Req);
     case TCSOURCE_SMPTE12M_TIMESTAMP:
-        AnnounceSource(Req);
-        UseQueuedTimecode(Req);
-        break;
+        return UseTimecode(Req);
     default:
         UseNoSource(Req);
+        return Outcome::NO_TIME;
     }
 }
 
@@ -45,55 +62,56 @@ static bool IsRecent(const Request &Req, const MISP_UTC &LastRecord) {
 }
 
 static int SourceInUse(const Request &Req) {
-    const tc_private_t &Tc = *Req.pTc;
+    const tc_private_t &Tc = Req.Tc;
     if (Tc.LastRetrivedUTC.enTimecodeSource != TCSOURCE_NONE && IsRecent(Req, Tc.LastRetrivedUTC))
         return Tc.LastRetrivedUTC.enTimecodeSource;
     return IsRecent(Req, Tc.LastRetrivedSMPTE12mTC) ? Req.enTimecodeSource : TCSOURCE_NONE;
 }
 
-static void AnswerUnderLock(Request &Req) {
-    TC_LOCK(ListLock, Req.pTc->UTCListMutex);
-    TakePendingReset(*Req.pTc);
+static Outcome AnswerUnderLock(Request &Req) {
+    TC_LOCK(ListLock, Req.Tc.UTCListMutex);
+    TakePendingReset(Req.Tc);
     TraceStart(Req);
     SaveThreadState(TC_HERE);
-    UseConfiguredSource(Req);
-    Req.pTc->tpOldTime = Req.tpNow;
-    RememberHandedOut(Req);
-    StoreShared(Req.pTc->enLastTimecodeSource, SourceInUse(Req));
+    const Outcome Given = UseConfiguredSource(Req);
+    Req.Tc.tpOldTime = Req.tpNow;
+    StoreShared(Req.Tc.enLastTimecodeSource, SourceInUse(Req));
+    return Given;
 }
 
 BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT64 UnchangedEncoderPTS64,
                           MISP_UTC *pUTC, vitc_t *pVitcRecord, BOOL *pbSameTSRecord, void **ppRecordAddress) {
-    Request Req{.Revision = PROFILE_20162_ROW,
-                .enInputInterface = enInputInterface,
-                .UnchangedEncoderPTS64 = UnchangedEncoderPTS64,
-                .pUTC = pUTC,
-                .pVitcRecord = pVitcRecord,
-                .ppRecordAddress = ppRecordAddress,
-                .enTimecodeSource = enConfigMISBTimesource,
-                .tCurrent = time(nullptr)};
+    const time_t tCurrent = time(nullptr);
     const bool bInput = AssertInput(enInputInterface, TC_HERE);
     const bool bUTC = TC_ASSERT(pUTC != NULL);
     TC_ASSERT(pVitcRecord != NULL);
     if (TC_ASSERT(pbSameTSRecord != NULL))
-        Store(pbSameTSRecord, FALSE);
+        *pbSameTSRecord = FALSE;
     TC_ASSERT(ppRecordAddress != NULL);
-    timespec tpNow{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
-        tpNow = WholeSecond(Req.tCurrent);
-    if (_g_bTCLibInitialized != TRUE) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Library is not initialized!\n");
+    const timespec tpNow = ReadInstant(TC_HERE);
+    if (!IsInitialised(TC_HERE) || !bInput || !bUTC)
         return FALSE;
-    }
-    if (!bInput || !bUTC)
-        return FALSE;
-    Req.tpNow = tpNow;
-    Req.pTc = &_tcInfo[enInputInterface];
-    AnswerUnderLock(Req);
+    // Switching, rates and base take no part under this revision.
+    Request Req{.bProfile62 = false,
+                .enInputInterface = enInputInterface,
+                .bTimeSourceSwitchAllowed = FALSE,
+                .nEncodedFrameRate = 0,
+                .nVUIFrameRate = 0,
+                .UnchangedEncoderPTS64 = UnchangedEncoderPTS64,
+                .TCBasePTS64 = 0,
+                .llTCBaseUTC64 = 0,
+                .pUTC = pUTC,
+                .pVitcRecord = pVitcRecord,
+                .ppRecordAddress = ppRecordAddress,
+                .Tc = _tcInfo[enInputInterface],
+                .tCurrent = tCurrent,
+                .tpNow = tpNow,
+                .enTimecodeSource = enConfigMISBTimesource};
+    const Outcome Given = AnswerUnderLock(Req);
     TraceEnd(Req);
     if (pbSameTSRecord != nullptr)
-        Store(pbSameTSRecord, Req.bSameTSRecord);
-    return Req.bRetCode;
+        *pbSameTSRecord = Req.bSameTSRecord;
+    return Given == Outcome::TIME ? TRUE : FALSE;
 }
 
 } // namespace timecode

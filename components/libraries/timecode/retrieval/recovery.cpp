@@ -34,7 +34,7 @@ struct Recovery {
 
 // A queue-borne source is usable when a record of it belongs to the picture.
 static bool IsQueuedSourceUsable(const Recovery &Rec, int enCandidate) {
-    MISP_UTC CurrentUTC{};
+    MISP_UTC CurrentUTC;
     if (_FindPTSMatchForSource(&Rec.Tc.UTCList, &Rec.Tc.UTCListMutex, Rec.UnchangedEncoderPTS64, enCandidate,
                                &CurrentUTC, nullptr, nullptr, Rec.enInputInterface) != TRUE)
         return false;

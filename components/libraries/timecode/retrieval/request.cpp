@@ -1,8 +1,7 @@
 // The steps of a request that both MISP revisions take.
 #include "retrieval/request.h"
 
-#include <array>
-
+#include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
 #include "core/trace.h"
@@ -12,57 +11,6 @@
 #include "retrieval/status_byte.h"
 
 namespace timecode {
-
-constexpr RevisionRow PROFILE_62_ROW = {
-    .bTimecodeIsGoodTime = false,
-    .bHandsOutTimecodeRecord = false,
-    .bMarksBackwardJump = true,
-    .szHighPrecisionOk = "Success retrieved MSPack UTC::  %016llu. UTC enTimecodeSource:%d(%s)\n",
-    .szLdsOk = "Success retrieved MSPack UTC::  %016llu. UTC enTimecodeSource:%d(%s)\n",
-    .szTimecodeOk = "Retreived TC on interface:%d:: H:M:S:F(%d:%d:%d:%d). enTimecodeSource:%d(%s), "
-                    "CodedPicturePTS64:%llu, TCPTS:%llu.\n",
-    .szTimecodeTooFar = "PTSDiff:%llu(%lldms) is bigger than threshold:%dms, CodedPicturePTS64:%llu, TCPTS:%llu. "
-                        "enTimecodeSource:%d(%s), *ppRecordAddress:%p.\n",
-    .szUnknownSource = "Failed to get UTC. enTimecodeSource:%d is Unknown or Failed!\n",
-    .szEnd = " DEBUG - Function end, enTimecodeSource:%d, MISPStatusByte:%#x, GPSLocked:%s, Status:%s, Disc:%s\n",
-};
-
-constexpr RevisionRow PROFILE_20162_ROW = {
-    .bTimecodeIsGoodTime = true,
-    .bHandsOutTimecodeRecord = true,
-    .bMarksBackwardJump = false,
-    .szHighPrecisionOk = "Success retrieved MTSPack UTC:: %016llu. UTC enConfigMISBTimesource:%d(%s)\n",
-    .szLdsOk = "Success retrieved LDS Tag2 UTC::  %016llu. UTC enConfigMISBTimesource:%d(%s)\n",
-    .szTimecodeOk = "Retreived TC on interface:%d:: H:M:S:F(%d:%d:%d:%d). enConfigMISBTimesource:%d(%s), "
-                    "CodedPicturePTS64:%llu, TCPTS:%llu.\n",
-    .szTimecodeTooFar = "PTSDiff:%llu(%lldms) is bigger than threshold:%dms, CodedPicturePTS64:%llu, TCPTS:%llu. "
-                        "enConfigMISBTimesource:%d(%s), *ppRecordAddress:%p.\n",
-    .szUnknownSource = "Failed to get UTC. enConfigMISBTimesource:%d is Unknown or Failed!\n",
-    .szEnd = " DEBUG - Function end, enConfigMISBTimesource:%d, MISPStatusByte:%#x, GPSLocked:%s, Status:%s, Disc:%s\n",
-};
-
-static consteval bool IsSound(const RevisionRow &Row) {
-    return HasConversions(Row.szHighPrecisionOk, "%016llu%d%s") && HasConversions(Row.szLdsOk, "%016llu%d%s") &&
-           HasConversions(Row.szTimecodeOk, "%d%d%d%d%d%d%s%llu%llu") &&
-           HasConversions(Row.szTimecodeTooFar, "%llu%lld%d%llu%llu%d%s%p") &&
-           HasConversions(Row.szUnknownSource, "%d") && HasConversions(Row.szEnd, "%d%#x%s%s%s");
-}
-static_assert(IsSound(PROFILE_62_ROW) && IsSound(PROFILE_20162_ROW));
-
-// How each queue-borne source is announced; indexed by source value - 1.
-struct AnnouncementRow {
-    int nLevel;
-    time_t nThrottleSeconds;
-    const char *szText;
-};
-
-static constexpr std::array<AnnouncementRow, 3> ANNOUNCEMENTS = {{
-    {DBG_LEVEL_INFO, USUAL_THROTTLE_SECONDS, "Timecode source:%d, is high precision timecode coming from VANC KLV.\n"},
-    {DBG_LEVEL_DEBUG, TIMECODE_THROTTLE_SECONDS, "Timecode source:%d, is commercial timecode coming from VITC.\n"},
-    {DBG_LEVEL_INFO, USUAL_THROTTLE_SECONDS, "Timecode source:%d, is UTC coming from LDS.\n"},
-}};
-static_assert(HasConversions(ANNOUNCEMENTS[0].szText, "%d") && HasConversions(ANNOUNCEMENTS[1].szText, "%d") &&
-              HasConversions(ANNOUNCEMENTS[2].szText, "%d"));
 
 UINT64 TicksToPicture(const Request &Req, const MISP_UTC &Record) {
     return Absolute(CalcPTSDiff(Record.nTimestamp64, Req.UnchangedEncoderPTS64));
@@ -75,127 +23,154 @@ void TakePendingReset(tc_private_t &Tc) {
     SetUtc(Tc.LastRetrivedUTC, 0);
 }
 
-void AnnounceSource(const Request &Req) {
-    const AnnouncementRow &Row = ANNOUNCEMENTS[static_cast<size_t>(Req.enTimecodeSource) - 1];
-    if (ThrottlePasses(Req.pTc->tCurrentSourceLogTime, Req.tCurrent, Row.nThrottleSeconds))
-        TC_TRACE(Row.nLevel, Row.szText, Req.enTimecodeSource);
-}
-
-bool FindMatch(Request &Req) {
-    if (_FindPTSMatchForSource(&Req.pTc->UTCList, &Req.pTc->UTCListMutex, Req.UnchangedEncoderPTS64,
-                               Req.enTimecodeSource, &Req.CurrentUTC, &Req.bSameTSRecord, Req.ppRecordAddress,
-                               Req.enInputInterface) != TRUE)
-        return false;
-    Req.nPTSDiffTicks = TicksToPicture(Req, Req.CurrentUTC);
-    return true;
+// The record of the request's source that belongs to the picture, however far away, or null.
+static const MISP_UTC *FindMatch(Request &Req) {
+    const Lock ListLock(Req.Tc.UTCListMutex, TC_HERE);
+    const Match Found = FindRecord(Req.Tc.UTCList, Req.UnchangedEncoderPTS64, Req.enTimecodeSource, Req.ppRecordAddress,
+                                   Req.enInputInterface);
+    Req.bSameTSRecord = Found.bSame ? TRUE : FALSE;
+    return Found.pRecord;
 }
 
 // LocalUTC keeps the byte as it was received: only the picture is told of the jump. Equal times are no jump.
-static void MarkBackwardJump(Request &Req) {
-    if (UtcOf(Req.pTc->LocalUTC) >= UtcOf(Req.pTc->LastRetrivedUTC))
+static void MarkBackwardJump(const Request &Req, const MISP_UTC &Used) {
+    if (UtcOf(Used) >= UtcOf(Req.Tc.LastRetrivedUTC))
         return;
     TC_TRACE(DBG_LEVEL_INFO, "Discontinuity identified. Time jumped backward!\n");
-    const unsigned nLock = Req.pTc->bGPSLocked == TRUE ? 0 : STATUS_NOT_LOCKED;
-    SetStatusByte(Req.CurrentUTC, static_cast<BYTE>(nLock | STATUS_DISCONTINUITY | STATUS_REVERSE | STATUS_RESERVED));
+    const unsigned nLock = Req.Tc.bGPSLocked == TRUE ? 0 : STATUS_NOT_LOCKED;
+    SetStatusByte(*Req.pUTC, static_cast<BYTE>(nLock | STATUS_DISCONTINUITY | STATUS_REVERSE | STATUS_RESERVED));
 }
 
-static void HandOutUtc(Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    TakeStatusFlags(Tc, StatusByteOf(Req.CurrentUTC));
-    Tc.LocalUTC = Req.CurrentUTC;
-    if (Req.Revision.bMarksBackwardJump)
-        MarkBackwardJump(Req);
-    Store(Req.pUTC, Req.CurrentUTC);
+static void HandOutUtc(const Request &Req, const MISP_UTC &Used) {
+    tc_private_t &Tc = Req.Tc;
+    TakeStatusFlags(Tc, StatusByteOf(Used));
+    Tc.LocalUTC = Used;
+    *Req.pUTC = Used;
+    if (Req.bProfile62)
+        MarkBackwardJump(Req, Used);
     Tc.tpLastGoodTime = Req.tpNow;
     Tc.bTimeSourceAlive = TRUE;
-    Req.bKLVSourceOk = TRUE;
-    Req.bRetCode = TRUE;
 }
 
-void UseQueuedUtc(Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    if (FindMatch(Req) && Req.nPTSDiffTicks <= MATCH_LIMIT_TICKS)
-        HandOutUtc(Req);
-    if (Req.bRetCode == TRUE && ThrottlePasses(Tc.tLastOKRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+static void TraceUtc(const Request &Req, const MISP_UTC &Used) {
+    if (!ThrottlePasses(Req.Tc.tLastOKRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+        return;
+    const bool bLds = Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP;
+    TC_TRACE(DBG_LEVEL_INFO,
+             Req.bProfile62 ? "Success retrieved MSPack UTC::  %016llu. UTC enTimecodeSource:%d(%s)\n"
+             : bLds         ? "Success retrieved LDS Tag2 UTC::  %016llu. UTC enConfigMISBTimesource:%d(%s)\n"
+                            : "Success retrieved MTSPack UTC:: %016llu. UTC enConfigMISBTimesource:%d(%s)\n",
+             static_cast<unsigned long long>(UtcOf(Used)), Req.enTimecodeSource,
+             SourceName(Req.enTimecodeSource).Text());
+}
+
+const MISP_UTC *UseQueuedUtc(Request &Req) {
+    if (ThrottlePasses(Req.Tc.tCurrentSourceLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO,
-                 Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP ? Req.Revision.szLdsOk : Req.Revision.szHighPrecisionOk,
-                 static_cast<unsigned long long>(UtcOf(Tc.LocalUTC)), Req.enTimecodeSource,
-                 SourceName(Req.enTimecodeSource).Text());
+                 Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP
+                     ? "Timecode source:%d, is UTC coming from LDS.\n"
+                     : "Timecode source:%d, is high precision timecode coming from VANC KLV.\n",
+                 Req.enTimecodeSource);
+    const MISP_UTC *const pMatch = FindMatch(Req);
+    if (pMatch == nullptr || TicksToPicture(Req, *pMatch) > MATCH_LIMIT_TICKS)
+        return nullptr;
+    HandOutUtc(Req, *pMatch);
+    TraceUtc(Req, *pMatch);
+    return pMatch;
 }
 
-static void TakeTimecode(Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    Tc.LocalUTC = Req.CurrentUTC;
-    if (Req.Revision.bHandsOutTimecodeRecord) {
-        if (Req.pVitcRecord != nullptr)
-            Store(Req.pVitcRecord, VitcOf(Req.CurrentUTC));
-        Store(Req.pUTC, Req.CurrentUTC);
-    }
-    if (Req.Revision.bTimecodeIsGoodTime || Req.bTimeSourceSwitchAllowed == TRUE)
+static void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
+    tc_private_t &Tc = Req.Tc;
+    Tc.LocalUTC = Used;
+    // Under Profile 62 a timecode refreshes the last good time only where the time decides over the source.
+    if (!Req.bProfile62 || Req.bTimeSourceSwitchAllowed == TRUE)
         Tc.tpLastGoodTime = Req.tpNow;
     Tc.bTimeDiscontinuity = Tc.bTimeSourceAlive == TRUE ? FALSE : TRUE;
     Tc.bTimeSourceAlive = TRUE;
     Tc.bGPSLocked = FALSE;
-    Req.bANCSourceOk = TRUE;
-    Req.bRetCode = TRUE;
 }
 
-static void TraceTooFar(const Request &Req) {
-    TC_TRACE(DBG_LEVEL_INFO, Req.Revision.szTimecodeTooFar, static_cast<unsigned long long>(Req.nPTSDiffTicks),
-             static_cast<long long>(TicksToMs(Req.nPTSDiffTicks)), MATCH_LIMIT_MS,
-             static_cast<unsigned long long>(Req.UnchangedEncoderPTS64),
-             static_cast<unsigned long long>(Req.CurrentUTC.nTimestamp64), Req.enTimecodeSource,
-             SourceName(Req.enTimecodeSource).Text(),
-             Req.ppRecordAddress == nullptr ? nullptr : Fetch(Req.ppRecordAddress));
+static void TraceTooFar(const Request &Req, const MISP_UTC &Found, UINT64 nDistanceTicks) {
+    TC_TRACE(DBG_LEVEL_INFO,
+             Req.bProfile62 ? "PTSDiff:%llu(%lldms) is bigger than threshold:%dms, CodedPicturePTS64:%llu, TCPTS:%llu. "
+                              "enTimecodeSource:%d(%s), *ppRecordAddress:%p.\n"
+                            : "PTSDiff:%llu(%lldms) is bigger than threshold:%dms, CodedPicturePTS64:%llu, TCPTS:%llu. "
+                              "enConfigMISBTimesource:%d(%s), *ppRecordAddress:%p.\n",
+             static_cast<unsigned long long>(nDistanceTicks), static_cast<long long>(TicksToMs(nDistanceTicks)),
+             MATCH_LIMIT_MS, static_cast<unsigned long long>(Req.UnchangedEncoderPTS64),
+             static_cast<unsigned long long>(Found.nTimestamp64), Req.enTimecodeSource,
+             SourceName(Req.enTimecodeSource).Text(), Req.ppRecordAddress == nullptr ? nullptr : *Req.ppRecordAddress);
 }
 
-void UseQueuedTimecode(Request &Req) {
-    if (!FindMatch(Req))
+static void TraceTimecode(const Request &Req, const MISP_UTC &Used) {
+    if (!ThrottlePasses(Req.Tc.tLastOKRetrievalLogTime, Req.tCurrent, TIMECODE_THROTTLE_SECONDS))
         return;
-    if (Req.nPTSDiffTicks <= MATCH_LIMIT_TICKS)
-        TakeTimecode(Req);
-    else
-        TraceTooFar(Req);
-    tc_private_t &Tc = *Req.pTc;
-    if (Req.bRetCode != TRUE || !ThrottlePasses(Tc.tLastOKRetrievalLogTime, Req.tCurrent, TIMECODE_THROTTLE_SECONDS))
-        return;
-    const Hmsf Time = DigitsOf(VitcOf(Tc.LocalUTC));
-    TC_TRACE(DBG_LEVEL_INFO, Req.Revision.szTimecodeOk, Req.enInputInterface, static_cast<int>(Time.nHours),
-             static_cast<int>(Time.nMinutes), static_cast<int>(Time.nSeconds), static_cast<int>(Time.nFrames),
-             Req.enTimecodeSource, SourceName(Req.enTimecodeSource).Text(),
-             static_cast<unsigned long long>(Req.UnchangedEncoderPTS64),
-             static_cast<unsigned long long>(Req.CurrentUTC.nTimestamp64));
+    const Hmsf Time = DigitsOf(VitcIn(Used));
+    TC_TRACE(DBG_LEVEL_INFO,
+             Req.bProfile62 ? "Retreived TC on interface:%d:: H:M:S:F(%d:%d:%d:%d). enTimecodeSource:%d(%s), "
+                              "CodedPicturePTS64:%llu, TCPTS:%llu.\n"
+                            : "Retreived TC on interface:%d:: H:M:S:F(%d:%d:%d:%d). enConfigMISBTimesource:%d(%s), "
+                              "CodedPicturePTS64:%llu, TCPTS:%llu.\n",
+             Req.enInputInterface, static_cast<int>(Time.nHours), static_cast<int>(Time.nMinutes),
+             static_cast<int>(Time.nSeconds), static_cast<int>(Time.nFrames), Req.enTimecodeSource,
+             SourceName(Req.enTimecodeSource).Text(), static_cast<unsigned long long>(Req.UnchangedEncoderPTS64),
+             static_cast<unsigned long long>(Used.nTimestamp64));
+}
+
+const MISP_UTC *UseQueuedTimecode(Request &Req) {
+    if (ThrottlePasses(Req.Tc.tCurrentSourceLogTime, Req.tCurrent, TIMECODE_THROTTLE_SECONDS))
+        TC_TRACE(DBG_LEVEL_DEBUG, "Timecode source:%d, is commercial timecode coming from VITC.\n",
+                 Req.enTimecodeSource);
+    const MISP_UTC *const pMatch = FindMatch(Req);
+    if (pMatch == nullptr)
+        return nullptr;
+    const UINT64 nDistanceTicks = TicksToPicture(Req, *pMatch);
+    if (nDistanceTicks > MATCH_LIMIT_TICKS) {
+        TraceTooFar(Req, *pMatch, nDistanceTicks);
+        return nullptr;
+    }
+    TakeTimecode(Req, *pMatch);
+    TraceTimecode(Req, *pMatch);
+    return pMatch;
 }
 
 void UseNoSource(const Request &Req) {
-    SetFlagsNotAlive(*Req.pTc);
-    if (ThrottlePasses(Req.pTc->tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
-        TC_TRACE(DBG_LEVEL_ERROR, Req.Revision.szUnknownSource, Req.enTimecodeSource);
+    SetFlagsNotAlive(Req.Tc);
+    if (ThrottlePasses(Req.Tc.tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+        TC_TRACE(DBG_LEVEL_ERROR,
+                 Req.bProfile62 ? "Failed to get UTC. enTimecodeSource:%d is Unknown or Failed!\n"
+                                : "Failed to get UTC. enConfigMISBTimesource:%d is Unknown or Failed!\n",
+                 Req.enTimecodeSource);
 }
 
-void RememberHandedOut(const Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    if (Req.bKLVSourceOk == TRUE) {
-        Tc.LastRetrivedUTC.enTimecodeSource = Req.enTimecodeSource;
-        Tc.LastRetrivedUTC.nTimestamp64 = Req.UnchangedEncoderPTS64;
-        Tc.LastRetrivedUTC.tpInsertionTime = Tc.LocalUTC.tpInsertionTime;
-        SetUtc(Tc.LastRetrivedUTC, UtcOf(Tc.LocalUTC));
-        SetStatusByte(Tc.LastRetrivedUTC, StatusByteOf(Tc.LocalUTC));
-    }
-    if (Req.bANCSourceOk == TRUE) {
-        SetVitc(Tc.LastRetrivedSMPTE12mTC, VitcOf(Tc.LocalUTC));
-        Tc.LastRetrivedSMPTE12mTC.enTimecodeSource = Req.enTimecodeSource;
-        Tc.LastRetrivedSMPTE12mTC.nTimestamp64 = Req.UnchangedEncoderPTS64;
-        Tc.LastRetrivedSMPTE12mTC.tpInsertionTime = Tc.LocalUTC.tpInsertionTime;
-    }
+void RememberUtc(const Request &Req, const MISP_UTC &Used) {
+    MISP_UTC &Last = Req.Tc.LastRetrivedUTC;
+    Last.enTimecodeSource = Req.enTimecodeSource;
+    Last.nTimestamp64 = Req.UnchangedEncoderPTS64;
+    Last.tpInsertionTime = Used.tpInsertionTime;
+    SetUtc(Last, UtcOf(Used));
+    SetStatusByte(Last, StatusByteOf(Used));
+}
+
+void RememberTimecode(const Request &Req, const MISP_UTC &Used) {
+    MISP_UTC &Last = Req.Tc.LastRetrivedSMPTE12mTC;
+    SetVitc(Last, VitcOf(Used));
+    Last.enTimecodeSource = Req.enTimecodeSource;
+    Last.nTimestamp64 = Req.UnchangedEncoderPTS64;
+    Last.tpInsertionTime = Used.tpInsertionTime;
 }
 
 void TraceEnd(const Request &Req) {
     if (!TraceEnabled(DBG_LEVEL_DEBUG))
         return;
-    const unsigned nStatusByte = StatusByteOf(Fetch(Req.pUTC));
-    TC_TRACE(DBG_LEVEL_DEBUG, Req.Revision.szEnd, Req.enTimecodeSource, nStatusByte,
-             (nStatusByte & STATUS_NOT_LOCKED) != 0 ? "FLYWHEEL" : "LOCKED",
+    const unsigned nStatusByte = StatusByteOf(*Req.pUTC);
+    TC_TRACE(DBG_LEVEL_DEBUG,
+             Req.bProfile62
+                 ? " DEBUG - Function end, enTimecodeSource:%d, MISPStatusByte:%#x, GPSLocked:%s, Status:%s, "
+                   "Disc:%s\n"
+                 : " DEBUG - Function end, enConfigMISBTimesource:%d, MISPStatusByte:%#x, GPSLocked:%s, "
+                   "Status:%s, Disc:%s\n",
+             Req.enTimecodeSource, nStatusByte, (nStatusByte & STATUS_NOT_LOCKED) != 0 ? "FLYWHEEL" : "LOCKED",
              (nStatusByte & STATUS_DISCONTINUITY) != 0 ? "DISCONTINUITY" : "NORMAL",
              (nStatusByte & STATUS_REVERSE) != 0 ? "REVERSE" : "FORWARD");
 }

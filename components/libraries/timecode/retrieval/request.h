@@ -1,5 +1,5 @@
-// A request: one picture's question, with its arguments, its working values, and the steps that both MISP revisions
-// take. Every step but the end trace runs under the input's mutex.
+// A request: one picture's question, and the steps that both MISP revisions take to answer it. Every step but the end
+// trace runs under the input's mutex.
 #pragma once
 
 #include <ctime>
@@ -17,48 +17,33 @@ constexpr int MATCH_LIMIT_MS = 3;
 constexpr time_t USUAL_THROTTLE_SECONDS = 4;
 constexpr time_t TIMECODE_THROTTLE_SECONDS = 0;
 
-// What the two revisions do and say differently.
-struct RevisionRow {
-    bool bTimecodeIsGoodTime;     // a timecode used refreshes the last good time also without switching
-    bool bHandsOutTimecodeRecord; // a timecode used goes out as it was stored
-    bool bMarksBackwardJump;      // a UTC that went back gets its status byte replaced
-    const char *szHighPrecisionOk;
-    const char *szLdsOk;
-    const char *szTimecodeOk;
-    const char *szTimecodeTooFar;
-    const char *szUnknownSource;
-    const char *szEnd;
+struct Request {
+    bool bProfile62; // under MISP_PROFILE_62, else under MISP_PROFILE_2016_2
+    // Arguments, as Timecode_GetUTC has them.
+    int enInputInterface;
+    BOOL bTimeSourceSwitchAllowed;
+    int nEncodedFrameRate;
+    int nVUIFrameRate;
+    UINT64 UnchangedEncoderPTS64;
+    UINT64 TCBasePTS64;
+    INT64 llTCBaseUTC64;
+    MISP_UTC *pUTC;
+    vitc_t *pVitcRecord;
+    void **ppRecordAddress;
+    // The input and the moment.
+    tc_private_t &Tc;
+    time_t tCurrent; // drives every throttle of the request
+    timespec tpNow;
+    // What the steps decide.
+    int enTimecodeSource;       // the source used for this picture; failover moves it on
+    BOOL bSameTSRecord = FALSE; // as the search found
 };
 
-extern const RevisionRow PROFILE_62_ROW;
-extern const RevisionRow PROFILE_20162_ROW;
-
-struct Request {
-    const RevisionRow &Revision;
-    // Arguments, as Timecode_GetUTC has them.
-    int enInputInterface = 0;
-    BOOL bTimeSourceSwitchAllowed = FALSE;
-    int nEncodedFrameRate = 0;
-    int nVUIFrameRate = 0;
-    UINT64 UnchangedEncoderPTS64 = 0;
-    UINT64 TCBasePTS64 = 0;
-    INT64 llTCBaseUTC64 = 0;
-    MISP_UTC *pUTC = nullptr;
-    vitc_t *pVitcRecord = nullptr;
-    void **ppRecordAddress = nullptr;
-    // Working values.
-    tc_private_t *pTc = nullptr;
-    int enTimecodeSource = TCSOURCE_NONE; // the source used for this picture; failover may change it
-    time_t tCurrent = 0;                  // drives every throttle of the request
-    timespec tpNow{};
-    timespec tpNanosecTdiff{}; // by how much a silent source is carried forward
-    timespec tpGoodInterval{}; // time since the last good time stamp
-    MISP_UTC CurrentUTC{};     // the record found in the queue
-    UINT64 nPTSDiffTicks = 0;  // its distance from the picture
-    BOOL bSameTSRecord = FALSE;
-    BOOL bRetCode = FALSE;
-    BOOL bKLVSourceOk = FALSE; // a KLV-borne record was used directly
-    BOOL bANCSourceOk = FALSE; // a timecode record was used directly
+// What a source gave the picture.
+enum class Outcome {
+    NO_TIME,
+    TIME,       // record and timecode, as far as the revision hands them out
+    NO_TIMECODE // a record, but its timecode could not be formed: the request ends without its closing step
 };
 
 // The absolute PTS distance from a record of the past to the picture.
@@ -67,23 +52,19 @@ UINT64 TicksToPicture(const Request &Req, const MISP_UTC &Record);
 // Carries out what Timecode_ResetStats asked for. First step under the lock.
 void TakePendingReset(tc_private_t &Tc);
 
-// Says which source is in use.
-void AnnounceSource(const Request &Req);
+// Hands out the queued record of the request's KLV-borne source when it lies near enough. Returns it, where it lies in
+// the pool, or null.
+const MISP_UTC *UseQueuedUtc(Request &Req);
 
-// Searches the queue for the source of the request. TRUE: CurrentUTC and nPTSDiffTicks are set.
-bool FindMatch(Request &Req);
-
-// Hands out the queued record of a KLV-borne source when it lies near enough.
-void UseQueuedUtc(Request &Req);
-
-// Takes the queued timecode when it lies near enough.
-void UseQueuedTimecode(Request &Req);
+// Takes the queued timecode when it lies near enough. Returns its record, where it lies in the pool, or null.
+const MISP_UTC *UseQueuedTimecode(Request &Req);
 
 // A source that gives no time.
 void UseNoSource(const Request &Req);
 
-// Remembers what was handed out directly, under the source that the request ends with.
-void RememberHandedOut(const Request &Req);
+// Remember the record that was used, under the source and the PTS of the picture.
+void RememberUtc(const Request &Req, const MISP_UTC &Used);
+void RememberTimecode(const Request &Req, const MISP_UTC &Used);
 
 // The end-of-function message, decoding the status byte that the caller now has. After the unlock.
 void TraceEnd(const Request &Req);

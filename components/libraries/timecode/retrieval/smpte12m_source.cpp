@@ -14,88 +14,89 @@
 
 namespace timecode {
 
-static void TraceSilence(const Request &Req) {
-    if (!ThrottlePasses(Req.pTc->tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
+static void TraceSilence(const Request &Req, const timespec &tpMove) {
+    if (!ThrottlePasses(Req.Tc.tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         return;
-    const Hmsf Old = DigitsOf(VitcOf(Req.pTc->LastRetrivedSMPTE12mTC));
-    TC_TRACE(
-        DBG_LEVEL_INFO, "Fail to get timecode on interface:%d. OLD TC:: H:M:S:F(%d:%d:%d:%d) TimeDiff:%lu.%09lus.\n",
-        Req.enInputInterface, static_cast<int>(Old.nHours), static_cast<int>(Old.nMinutes),
-        static_cast<int>(Old.nSeconds), static_cast<int>(Old.nFrames),
-        static_cast<unsigned long>(Req.tpNanosecTdiff.tv_sec), static_cast<unsigned long>(Req.tpNanosecTdiff.tv_nsec));
+    const Hmsf Old = DigitsOf(VitcIn(Req.Tc.LastRetrivedSMPTE12mTC));
+    TC_TRACE(DBG_LEVEL_INFO,
+             "Fail to get timecode on interface:%d. OLD TC:: H:M:S:F(%d:%d:%d:%d) TimeDiff:%lu.%09lus.\n",
+             Req.enInputInterface, static_cast<int>(Old.nHours), static_cast<int>(Old.nMinutes),
+             static_cast<int>(Old.nSeconds), static_cast<int>(Old.nFrames), static_cast<unsigned long>(tpMove.tv_sec),
+             static_cast<unsigned long>(tpMove.tv_nsec));
 }
 
-static void TraceCorrection(const Request &Req, const vitc_t &Vitc) {
+static void TraceCorrection(const Request &Req, const timespec &tpMove, const vitc_t &Vitc) {
     const Hmsf New = DigitsOf(Vitc);
-    const timespec &tpLast = Req.pTc->LastRetrivedSMPTE12mTC.tpInsertionTime;
+    const timespec &tpLast = Req.Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
     TC_TRACE(DBG_LEVEL_INFO,
              "NowTime:%lu.%09lus, LasRetrivedTime:%lu.%09lus, TimeDiff:%lu.%09lus. After correction, NEW TC:: "
              "H:M:S:F(%d:%d:%d:%d) on interface:%d.\n",
              static_cast<unsigned long>(Req.tpNow.tv_sec), static_cast<unsigned long>(Req.tpNow.tv_nsec),
              static_cast<unsigned long>(tpLast.tv_sec), static_cast<unsigned long>(tpLast.tv_nsec),
-             static_cast<unsigned long>(Req.tpNanosecTdiff.tv_sec),
-             static_cast<unsigned long>(Req.tpNanosecTdiff.tv_nsec), static_cast<int>(New.nHours),
-             static_cast<int>(New.nMinutes), static_cast<int>(New.nSeconds), static_cast<int>(New.nFrames),
-             Req.enInputInterface);
+             static_cast<unsigned long>(tpMove.tv_sec), static_cast<unsigned long>(tpMove.tv_nsec),
+             static_cast<int>(New.nHours), static_cast<int>(New.nMinutes), static_cast<int>(New.nSeconds),
+             static_cast<int>(New.nFrames), Req.enInputInterface);
 }
 
-// The source is silent: the last timecode moves on by the PTS distance from the picture that had it.
-static void CarryForward(Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    Req.tpNanosecTdiff = _ConvertNsecToTimespec(TicksToNsec(TicksToPicture(Req, Tc.LastRetrivedSMPTE12mTC)));
-    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &Req.tpGoodInterval);
-    TraceSilence(Req);
+// The source is silent: the last timecode moves on by the PTS distance from the picture that had it. Returns that
+// distance in time.
+static timespec CarryForward(Request &Req) {
+    tc_private_t &Tc = Req.Tc;
+    const timespec tpMove = _ConvertNsecToTimespec(TicksToNsec(TicksToPicture(Req, Tc.LastRetrivedSMPTE12mTC)));
+    timespec tpGoodInterval{};
+    CalcTimeSpecAbsDiff(&Req.tpNow, &Tc.tpLastGoodTime, &tpGoodInterval);
+    TraceSilence(Req, tpMove);
     vitc_t Vitc = VitcOf(Tc.LastRetrivedSMPTE12mTC);
-    if (_ElapsedNsecToSMPTE12M(&Req.tpNanosecTdiff, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &Vitc) ==
-        TRUE) {
-        TraceCorrection(Req, Vitc);
+    if (_ElapsedNsecToSMPTE12M(&tpMove, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &Vitc) == TRUE) {
+        TraceCorrection(Req, tpMove, Vitc);
         Tc.bTimeDiscontinuity = FALSE;
     }
     SetVitc(Tc.LocalUTC, Vitc);
     SetVitc(Tc.LastRetrivedSMPTE12mTC, Vitc);
     Tc.LastRetrivedSMPTE12mTC.enTimecodeSource = TCSOURCE_SMPTE12M_TIMESTAMP;
     Tc.LastRetrivedSMPTE12mTC.nTimestamp64 = Req.UnchangedEncoderPTS64;
-    FailOver(Req);
-    Req.bRetCode = TRUE;
+    FailOver(Req, tpGoodInterval);
+    return tpMove;
 }
 
 static bool ConvertToUtc(const Request &Req) {
-    tc_private_t &Tc = *Req.pTc;
-    const vitc_t Vitc = VitcOf(Tc.LocalUTC);
+    tc_private_t &Tc = Req.Tc;
     INT64 llUTC = UtcOf(Tc.LastRetrivedUTC);
-    const BOOL bConverted = _SMPTE12MtoUTC(&Vitc, Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &llUTC);
-    // A failed conversion leaves in the last UTC what it left in its output.
+    const BOOL bConverted =
+        _SMPTE12MtoUTC(&VitcIn(Tc.LocalUTC), Req.nEncodedFrameRate, RateCode(Req.nVUIFrameRate), &llUTC);
+    // On failure llUTC may have become 0; that is stored too.
     SetUtc(Tc.LastRetrivedUTC, llUTC);
     return bConverted == TRUE;
 }
 
-static void HandOutConverted(const Request &Req, INT64 llLastUTCTime) {
-    tc_private_t &Tc = *Req.pTc;
+static void HandOutConverted(const Request &Req, const timespec &tpMove, INT64 llLastUTCTime) {
+    tc_private_t &Tc = Req.Tc;
     MISP_UTC &Last = Tc.LastRetrivedUTC;
     TC_TRACE(DBG_LEVEL_DEBUG, "Timecode source:%d, successfully converted SMPTE12M to UTC time.\n",
              TCSOURCE_SMPTE12M_TIMESTAMP);
     SetStatusByte(Last, _GetMISPStatusByte(Tc.bTimeSourceAlive, Tc.bTimeDiscontinuity, Tc.bGPSLocked, llLastUTCTime,
                                            UtcOf(Last)));
     Last.enTimecodeSource = TCSOURCE_SMPTE12M_TIMESTAMP;
-    // A timecode used directly was not moved, and neither is the PTS.
-    Last.nTimestamp64 += static_cast<UINT64>(SpanToTicks(Req.tpNanosecTdiff));
-    Last.tpInsertionTime =
-        Req.bANCSourceOk == TRUE ? Tc.LocalUTC.tpInsertionTime : Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
-    Store(Req.pUTC, Last);
+    Last.nTimestamp64 += static_cast<UINT64>(SpanToTicks(tpMove));
+    Last.tpInsertionTime = Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
+    *Req.pUTC = Last;
     if (Req.pVitcRecord != nullptr)
-        Store(Req.pVitcRecord, VitcOf(Tc.LocalUTC));
+        CopyVitc(*Req.pVitcRecord, Tc.LocalUTC);
 }
 
-void UseSmpte12mSource(Request &Req) {
-    AnnounceSource(Req);
-    UseQueuedTimecode(Req);
-    if (Req.bRetCode == FALSE)
-        CarryForward(Req);
-    const INT64 llLastUTCTime = UtcOf(Req.pTc->LastRetrivedUTC);
-    if (ConvertToUtc(Req))
-        HandOutConverted(Req, llLastUTCTime);
+Outcome UseSmpte12mSource(Request &Req) {
+    const MISP_UTC *const pUsed = UseQueuedTimecode(Req);
+    // A timecode used directly is not moved, and neither is the PTS.
+    timespec tpMove{};
+    if (pUsed != nullptr)
+        RememberTimecode(Req, *pUsed);
     else
-        Req.bRetCode = FALSE;
+        tpMove = CarryForward(Req);
+    const INT64 llLastUTCTime = UtcOf(Req.Tc.LastRetrivedUTC);
+    if (!ConvertToUtc(Req))
+        return Outcome::NO_TIME;
+    HandOutConverted(Req, tpMove, llLastUTCTime);
+    return Outcome::TIME;
 }
 
 } // namespace timecode

@@ -6,7 +6,7 @@
 namespace timecode {
 
 // Takes the queued timecode, or the last one moved on by the PTS distance, and hands it out with the UTC that it
-// converts to. The result of the request stays FALSE, with nothing written, when it converts to none.
-void UseSmpte12mSource(Request &Req);
+// converts to. No time, and nothing written, when it converts to none.
+Outcome UseSmpte12mSource(Request &Req);
 
 } // namespace timecode

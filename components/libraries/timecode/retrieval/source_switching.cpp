@@ -3,7 +3,6 @@
 
 #include <atomic>
 
-#include "core/record.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
@@ -39,24 +38,24 @@ static void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoo
 }
 
 // The message of timecode alone names the input.
-static void TraceTimecodeFailure(const Request &Req) {
+static void TraceTimecodeFailure(const Request &Req, const timespec &tpGoodInterval) {
     TC_TRACE(DBG_LEVEL_INFO,
              "Interface:%d, Timecode source:%d, Failed to extract timecode for:%lu.%09lus. Defined Period:%d ms before "
              "failure is announced.\n",
-             Req.enInputInterface, Req.enTimecodeSource, static_cast<unsigned long>(Req.tpGoodInterval.tv_sec),
-             static_cast<unsigned long>(Req.tpGoodInterval.tv_nsec), FAILURE_PERIOD_MS);
+             Req.enInputInterface, Req.enTimecodeSource, static_cast<unsigned long>(tpGoodInterval.tv_sec),
+             static_cast<unsigned long>(tpGoodInterval.tv_nsec), FAILURE_PERIOD_MS);
 }
 
-void FailOver(Request &Req) {
-    if (!IsGivenUp(Req.bTimeSourceSwitchAllowed, Req.tpGoodInterval))
+void FailOver(Request &Req, const timespec &tpGoodInterval) {
+    if (!IsGivenUp(Req.bTimeSourceSwitchAllowed, tpGoodInterval))
         return;
     if (Req.enTimecodeSource == TCSOURCE_SMPTE12M_TIMESTAMP)
-        TraceTimecodeFailure(Req);
+        TraceTimecodeFailure(Req, tpGoodInterval);
     else
         TraceFailure(Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP ? DBG_LEVEL_DEBUG : DBG_LEVEL_INFO,
-                     Req.enTimecodeSource, Req.tpGoodInterval);
+                     Req.enTimecodeSource, tpGoodInterval);
     Req.enTimecodeSource = NextSource(Req.enTimecodeSource);
-    RecordSourceSwitch(*Req.pTc, Req.tpNow);
+    RecordSourceSwitch(Req.Tc, Req.tpNow);
 }
 
 } // namespace timecode
@@ -68,16 +67,12 @@ void _VerifyTimeSourceSwitch(int enInputInterface, BOOL bTimeSourceSwitchAllowed
     if (!AssertInput(enInputInterface, TC_HERE) || !bSource)
         return;
     tc_private_t &Tc = _tcInfo[enInputInterface];
-    int enTimecodeSource = Fetch(penNewTimecodeSouce);
-    timespec tpNow{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpNow) == 0))
-        tpNow = WholeSecond(time(nullptr));
+    const timespec tpNow = ReadInstant(TC_HERE);
     timespec tpGoodInterval{};
     CalcTimeSpecAbsDiff(&tpNow, &Tc.tpLastGoodTime, &tpGoodInterval);
-    if (IsGivenUp(bTimeSourceSwitchAllowed, tpGoodInterval)) {
-        TraceFailure(DBG_LEVEL_DEBUG, enTimecodeSource, tpGoodInterval);
-        enTimecodeSource = NextSource(enTimecodeSource);
-        RecordSourceSwitch(Tc, tpNow);
-    }
-    Store(penNewTimecodeSouce, enTimecodeSource);
+    if (!IsGivenUp(bTimeSourceSwitchAllowed, tpGoodInterval))
+        return;
+    TraceFailure(DBG_LEVEL_DEBUG, *penNewTimecodeSouce, tpGoodInterval);
+    *penNewTimecodeSouce = NextSource(*penNewTimecodeSouce);
+    RecordSourceSwitch(Tc, tpNow);
 }

@@ -9,6 +9,6 @@ namespace timecode {
 void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow);
 
 // Moves the request on to the next source when switching is allowed and tpGoodInterval exceeds the failure period.
-void FailOver(Request &Req);
+void FailOver(Request &Req, const timespec &tpGoodInterval);
 
 } // namespace timecode

@@ -1,5 +1,5 @@
-// Times from the system clock: the caller's base pair plus the PTS distance. One procedure for both revisions, and a
-// row of differences.
+// Times from the system clock: the caller's base pair plus the PTS distance. One procedure for both revisions: Profile 62
+// traces its base and remembers its record, and the messages differ.
 #include "retrieval/system_time.h"
 
 #include <ctime>
@@ -17,50 +17,24 @@
 
 namespace timecode {
 
-struct SystemTimeRow {
-    bool bTracesBase;        // every call says base, picture and distance
-    bool bRemembersRecord;   // the record is kept for the next call
-    time_t nThrottleSeconds; // of the success message
-    int nFormatFailureLevel;
-    const char *szOk;
-};
-
-static constexpr SystemTimeRow PROFILE_62_TIME = {
-    .bTracesBase = true,
-    .bRemembersRecord = true,
-    .nThrottleSeconds = 9,
-    .nFormatFailureLevel = DBG_LEVEL_ERROR,
-    .szOk = "Success getting system UTC:H:M:S:mS:(%02d:%02d:%02d.%03d). UTC64:%lld, CodedPicPTS64:0x%llx, UTC "
-            "enTimecodeSource:%d(%s)\n",
-};
-
-static constexpr SystemTimeRow PROFILE_20162_TIME = {
-    .bTracesBase = false,
-    .bRemembersRecord = false,
-    .nThrottleSeconds = 4,
-    .nFormatFailureLevel = DBG_LEVEL_INFO,
-    .szOk = "Success getting system UTC:H:M:S:mS:(%d:%d:%d.%d). UTC64:%lld, CodedPicPTS64:0x%llx, UTC "
-            "enTimecodeSource:%d(%s)\n",
-};
-
-static_assert(HasConversions(PROFILE_62_TIME.szOk, "%02d%02d%02d%03d%lld%llx%d%s"));
-static_assert(HasConversions(PROFILE_20162_TIME.szOk, "%d%d%d%d%lld%llx%d%s"));
-
 // The UTC of the remembered record is read without the lock.
 static INT64 &SharedUtc(MISP_UTC &Record) {
     return *reinterpret_cast<INT64 *>(reinterpret_cast<unsigned char *>(&Record.MotionImageryTimestamp) +
                                       offsetof(UTCPayload, llUTCTime));
 }
 
-static MISP_UTC MakeRecord(const SystemTimeRow &Row, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
-    const INT64 llLastUTC = Row.bRemembersRecord ? LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
-    MISP_UTC Record{};
+// A time from the system clock is never locked; without a discontinuity the previous time does not count.
+static BYTE StatusByteFor(bool bProfile62, INT64 llUTC) {
+    const INT64 llLastUTC = bProfile62 ? LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
+    return _GetMISPStatusByte(TRUE, FALSE, FALSE, llLastUTC, llUTC);
+}
+
+static void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
+    Record = {};
     SetUtc(Record, llUTC);
-    // A time from the system clock is never locked; without a discontinuity the previous time does not count.
-    SetStatusByte(Record, _GetMISPStatusByte(TRUE, FALSE, FALSE, llLastUTC, llUTC));
+    SetStatusByte(Record, nStatusByte);
     Record.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
     Record.nTimestamp64 = UnchangedEncoderPTS64;
-    return Record;
 }
 
 static void RememberRecord(const MISP_UTC &Record) {
@@ -72,27 +46,21 @@ static void RememberRecord(const MISP_UTC &Record) {
     Last.enTimecodeSource = Record.enTimecodeSource;
 }
 
-static void TraceSuccess(const SystemTimeRow &Row, const MISP_UTC &Record, time_t tCurrent, time_t &tLastLogTime) {
-    if (!ThrottlePasses(tLastLogTime, tCurrent, Row.nThrottleSeconds))
-        return;
+static void TraceSuccess(bool bProfile62, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
     date_time_t HumanTime{};
-    ClockCvtUtc2Time(UtcOf(Record), &HumanTime);
-    TC_TRACE(DBG_LEVEL_INFO, Row.szOk, HumanTime.hour, HumanTime.min, HumanTime.sec, HumanTime.microsec / 1'000,
-             static_cast<long long>(UtcOf(Record)), static_cast<unsigned long long>(Record.nTimestamp64),
-             TCSOURCE_SYSTEM_TIMESTAMP, SourceName(TCSOURCE_SYSTEM_TIMESTAMP).Text());
+    ClockCvtUtc2Time(llUTC, &HumanTime);
+    TC_TRACE(DBG_LEVEL_INFO,
+             bProfile62
+                 ? "Success getting system UTC:H:M:S:mS:(%02d:%02d:%02d.%03d). UTC64:%lld, CodedPicPTS64:0x%llx, "
+                   "UTC enTimecodeSource:%d(%s)\n"
+                 : "Success getting system UTC:H:M:S:mS:(%d:%d:%d.%d). UTC64:%lld, CodedPicPTS64:0x%llx, UTC "
+                   "enTimecodeSource:%d(%s)\n",
+             HumanTime.hour, HumanTime.min, HumanTime.sec, HumanTime.microsec / 1'000, static_cast<long long>(llUTC),
+             static_cast<unsigned long long>(UnchangedEncoderPTS64), TCSOURCE_SYSTEM_TIMESTAMP,
+             SourceName(TCSOURCE_SYSTEM_TIMESTAMP).Text());
 }
 
-static bool FormatTimecode(const SystemTimeRow &Row, const MISP_UTC &Record, int nEncodedFrameRate, int nVUIFrameRate,
-                           vitc_t *pVitcRecord) {
-    // The caller's pointer goes straight on: the conversion refuses null, and then the formatting has failed.
-    INT64 llUTC = UtcOf(Record);
-    if (TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), pVitcRecord) == TRUE)
-        return true;
-    TC_TRACE(Row.nFormatFailureLevel, "Failed to format SMPTE12M VITC from UTC.\n");
-    return false;
-}
-
-static BOOL MakeSystemTime(const SystemTimeRow &Row, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
+static BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
                            UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC,
                            vitc_t *pVitcRecord) {
     const time_t tCurrent = time(nullptr);
@@ -101,31 +69,53 @@ static BOOL MakeSystemTime(const SystemTimeRow &Row, time_t &tLastLogTime, int n
     if (!bUTC)
         return FALSE;
     const INT64 llDiff64 = CalcPTSDiff(TCBasePTS64, UnchangedEncoderPTS64);
-    if (Row.bTracesBase)
+    if (bProfile62)
         TC_TRACE(DBG_LEVEL_INFO, "TCBasePTS64:%ld, UnchangedEncoderPTS64:%ld, Diff64:%ld.\n",
                  static_cast<long>(TCBasePTS64), static_cast<long>(UnchangedEncoderPTS64), static_cast<long>(llDiff64));
-    const MISP_UTC CurrentUTC =
-        MakeRecord(Row, WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64)), UnchangedEncoderPTS64);
-    Store(pUTC, CurrentUTC);
-    TraceSuccess(Row, CurrentUTC, tCurrent, tLastLogTime);
-    const bool bFormatted = FormatTimecode(Row, CurrentUTC, nEncodedFrameRate, nVUIFrameRate, pVitcRecord);
-    if (Row.bRemembersRecord)
-        RememberRecord(CurrentUTC);
-    return bFormatted ? TRUE : FALSE;
+    INT64 llUTC = WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64));
+    WriteRecord(*pUTC, llUTC, StatusByteFor(bProfile62, llUTC), UnchangedEncoderPTS64);
+    if (ThrottlePasses(tLastLogTime, tCurrent, bProfile62 ? 9 : 4))
+        TraceSuccess(bProfile62, llUTC, UnchangedEncoderPTS64);
+    // The caller's pointer goes straight on: the conversion refuses null, and then the formatting has failed.
+    const BOOL bFormatted = TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), pVitcRecord);
+    if (bFormatted != TRUE)
+        TC_TRACE(bProfile62 ? DBG_LEVEL_ERROR : DBG_LEVEL_INFO, "Failed to format SMPTE12M VITC from UTC.\n");
+    if (bProfile62)
+        RememberRecord(*pUTC);
+    return bFormatted;
 }
 
 BOOL _GetSystemUTC_Profile62(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
                              INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {
     static time_t _tLastOKRetrievalLogTime;
-    return MakeSystemTime(PROFILE_62_TIME, _tLastOKRetrievalLogTime, nEncodedFrameRate, nVUIFrameRate,
-                          UnchangedEncoderPTS64, TCBasePTS64, llTCBaseUTC64, pUTC, pVitcRecord);
+    return MakeSystemTime(true, _tLastOKRetrievalLogTime, nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64,
+                          TCBasePTS64, llTCBaseUTC64, pUTC, pVitcRecord);
 }
 
 BOOL _GetSystemUTC_Profile20162(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64,
                                 UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {
     static time_t _tLastOKRetrievalLogTime;
-    return MakeSystemTime(PROFILE_20162_TIME, _tLastOKRetrievalLogTime, nEncodedFrameRate, nVUIFrameRate,
-                          UnchangedEncoderPTS64, TCBasePTS64, llTCBaseUTC64, pUTC, pVitcRecord);
+    return MakeSystemTime(false, _tLastOKRetrievalLogTime, nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64,
+                          TCBasePTS64, llTCBaseUTC64, pUTC, pVitcRecord);
 }
 
 } // namespace timecode
+
+using namespace timecode;
+
+BOOL Timecode_GetSystemUTC(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
+                           INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {
+    if (!IsInitialised(TC_HERE))
+        return FALSE;
+    switch (_g_enMISPRevision) {
+    case MISP_PROFILE_62:
+        return _GetSystemUTC_Profile62(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
+                                       llTCBaseUTC64, pUTC, pVitcRecord);
+    case MISP_PROFILE_2016_2:
+        return _GetSystemUTC_Profile20162(nEncodedFrameRate, nVUIFrameRate, UnchangedEncoderPTS64, TCBasePTS64,
+                                          llTCBaseUTC64, pUTC, pVitcRecord);
+    default:
+        ReportUnsupported(_g_enMISPRevision, TC_HERE);
+        return FALSE;
+    }
+}
