@@ -23,7 +23,7 @@ struct DropRule {
 
 // One picture on its way to a timecode.
 struct Picture {
-    SMPTE12M1_CONTEXT Context; // a copy; the generator's own fields go back to the caller's
+    SMPTE12M1_CONTEXT &Context; // the caller's
     DropRule Rule{};
     INT64 nFrameDistance = 0; // from the previously coded picture, in frames
     UINT nTimeDelta = 0;      // wall-clock seconds since the last skip
@@ -54,8 +54,11 @@ static INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
 static INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
     const INT64 nTicks = nTicksPerFrame;
     const INT64 nHalf = nTicks / 2;
+    const INT64 nFrames = DiffTS64 / nTicks;
     const INT64 nRest = DiffTS64 % nTicks;
-    return DiffTS64 / nTicks + (DiffTS64 > 0 ? nRest + nHalf : nRest - nHalf) / nTicks;
+    if (nRest + nHalf >= nTicks)
+        return nFrames + 1;
+    return nRest - nHalf <= -nTicks ? nFrames - 1 : nFrames;
 }
 
 // Seconds and minutes start anew when they are left, whatever they held.
@@ -83,7 +86,10 @@ static Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate
     Time.nSeconds += nSecondsCarry;
     Time.nMinutes += CarryOnce(Time.nSeconds);
     Time.nHours += CarryOnce(Time.nMinutes);
-    Time.nHours = Time.nHours < 0 ? 23 : Time.nHours % 24;
+    if (Time.nHours < 0)
+        Time.nHours = 23;
+    else if (Time.nHours >= 24)
+        Time.nHours %= 24;
     return Time;
 }
 
@@ -170,6 +176,8 @@ static bool IsUsable(const SMPTE12M1_CONTEXT &Context) {
 }
 
 static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS64, UINT NewPoc) {
+    if (!TraceEnabled(DBG_LEVEL_DEBUG))
+        return;
     const SMPTE12M1_CONTEXT &Context = Pic.Context;
     const INT64 DiffPocFromTS = Pic.nFrameDistance;
     TC_TRACE(DBG_LEVEL_DEBUG, "nEncodedPictureRate:%d, nVUIFramerate:%d.\n",
@@ -183,23 +191,15 @@ static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS
              static_cast<int>(Pic.Time.nSeconds), static_cast<int>(Pic.Time.nFrames));
 }
 
-// Only the generator's own fields, and only the digits: pNewSystemTC may lie in the context.
-static void HandOut(const Picture &Pic, SMPTE12M1_CONTEXT *pContext, vitc_t *pNewSystemTC) {
-    pContext->tDropFrameOccurred = Pic.Context.tDropFrameOccurred;
-    pContext->BackFillStateCount = Pic.Context.BackFillStateCount;
-    pContext->bExtraSkipAllowed = Pic.Context.bExtraSkipAllowed;
-    SetDigits(*pNewSystemTC, Pic.Time);
-}
-
 void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
     const time_t tNow = time(nullptr);
     const bool bWritable = TC_ASSERT(pNewSystemTC != NULL);
     if (!TC_ASSERT(pContext != NULL) || !bWritable)
         return;
-    Picture Pic{.Context = *pContext};
-    const SMPTE12M1_CONTEXT &Context = Pic.Context;
-    if (!IsUsable(Context))
+    if (!IsUsable(*pContext))
         return;
+    Picture Pic{.Context = *pContext};
+    const SMPTE12M1_CONTEXT &Context = *pContext;
     const Hmsf OldSysTC = DigitsOf(Context.OldSystemTC);
     const INT64 DiffTS64 = CalcPTSDiffEx(Context.OldTimestamp64, Timestamp64);
     Pic.nTimeDelta = static_cast<UINT>(WrappingDifference(tNow, Context.tDropFrameOccurred));
@@ -208,5 +208,6 @@ void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64
     TraceDistance(Pic, OldSysTC, DiffTS64, NewPoc);
     if (DropRuleOf(Context.nVUIFramerate, Pic.Rule))
         NumberDropFrames(Pic);
-    HandOut(Pic, pContext, pNewSystemTC);
+    // Only now, and only the digits: pNewSystemTC may lie in the context.
+    SetDigits(*pNewSystemTC, Pic.Time);
 }
