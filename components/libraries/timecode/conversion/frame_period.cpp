@@ -1,8 +1,6 @@
 // The frame period in single-precision microseconds and in integer nanoseconds.
 #include "conversion/frame_period.h"
 
-#include <cmath>
-
 namespace timecode {
 
 // 90 kHz ticks of 1.001 s, one step below 90090: a quotient that is a whole number of ticks is reached from below.
@@ -14,9 +12,9 @@ float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {
     if (!IsThousandAndOneRate(nVUIFramerate))
         return 1000000.0F / fPicRate;
     const auto fTicks = static_cast<float>(TICKS_PER_1001_MS / static_cast<double>(fPicRate));
-    float Intpart = 0.0F;
-    modff(fTicks, &Intpart);
-    return static_cast<float>(static_cast<double>(Intpart) * 1000.0 / 90.0);
+    // At most 90,090, so the cut fits.
+    const auto nWholeTicks = static_cast<int>(fTicks);
+    return static_cast<float>(nWholeTicks * 1000.0 / 90.0);
 }
 
 UINT64 NanoSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {

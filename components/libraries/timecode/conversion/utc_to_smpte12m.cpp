@@ -26,7 +26,7 @@ static INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {
     if (fMicroSecPerFrame <= 0.0F || fMicrosec < fMicroSecPerFrame)
         return 0;
     const auto nValue = static_cast<UINT64>(fMicrosec / fMicroSecPerFrame);
-    return static_cast<INT64>(nValue % nPicRate);
+    return static_cast<INT64>(nValue < nPicRate ? nValue : nValue % nPicRate);
 }
 
 BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFramerate, vitc_t *pVitcRecord) {
