@@ -11,19 +11,34 @@ constexpr UINT64 WRAP_TICKS = UINT64{1} << 33;
 constexpr INT64 TICKS_PER_MINUTE = INT64{90000} * 60;
 constexpr INT64 NSEC_PER_SECOND = 1'000'000'000;
 
-/* Two 64-bit seconds differ by up to 65 bits, and by up to 95 bits in nanoseconds. */
-__extension__ typedef __int128 WideNsec;
+/* Two 64-bit seconds differ by up to 65 bits. */
+__extension__ typedef __int128 WideSeconds;
 
-WideNsec ToNsec(const timespec &tpInstant) {
-    return static_cast<WideNsec>(tpInstant.tv_sec) * NSEC_PER_SECOND + tpInstant.tv_nsec;
+struct INSTANT {
+    WideSeconds nSeconds;
+    long nNsec; /* 0 to NSEC_PER_SECOND - 1 */
+};
+
+INSTANT Normalise(const timespec &tpInstant) {
+    const long nNsec = tpInstant.tv_nsec;
+    if (nNsec >= 0 && nNsec < NSEC_PER_SECOND) [[likely]]
+        return {tpInstant.tv_sec, nNsec};
+    const long nBorrow = nNsec % NSEC_PER_SECOND < 0 ? 1 : 0;
+    return {static_cast<WideSeconds>(tpInstant.tv_sec) + nNsec / NSEC_PER_SECOND - nBorrow,
+            nNsec % NSEC_PER_SECOND + nBorrow * NSEC_PER_SECOND};
 }
 
-timespec ToTimespec(WideNsec nNsec) {
+/* The later one first. */
+INSTANT Difference(const INSTANT &tLater, const INSTANT &tEarlier) {
+    const long nBorrow = tLater.nNsec < tEarlier.nNsec ? 1 : 0;
+    return {tLater.nSeconds - tEarlier.nSeconds - nBorrow, tLater.nNsec - tEarlier.nNsec + nBorrow * NSEC_PER_SECOND};
+}
+
+timespec ToTimespec(const INSTANT &tSpan) {
     constexpr time_t tLargest = std::numeric_limits<time_t>::max();
-    const WideNsec nSeconds = nNsec / NSEC_PER_SECOND;
-    if (nSeconds > tLargest)
+    if (tSpan.nSeconds > tLargest)
         return {tLargest, NSEC_PER_SECOND - 1};
-    return {static_cast<time_t>(nSeconds), static_cast<long>(nNsec % NSEC_PER_SECOND)};
+    return {static_cast<time_t>(tSpan.nSeconds), tSpan.nNsec};
 }
 
 /* The difference of two 33-bit counts. Time goes forward, so a second value that is far below the first lies behind the
@@ -57,6 +72,8 @@ INT64 CalcPTSDiffEx(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {
 void CalcTimeSpecAbsDiff(const struct timespec *ptpFirst, const struct timespec *ptpSecond, struct timespec *ptpDiff) {
     if (ptpFirst == nullptr || ptpSecond == nullptr || ptpDiff == nullptr)
         return;
-    const WideNsec nDiffNsec = ToNsec(*ptpSecond) - ToNsec(*ptpFirst);
-    *ptpDiff = ToTimespec(nDiffNsec < 0 ? -nDiffNsec : nDiffNsec);
+    const INSTANT tFirst = Normalise(*ptpFirst);
+    const INSTANT tSecond = Normalise(*ptpSecond);
+    const INSTANT tDiff = Difference(tSecond, tFirst);
+    *ptpDiff = ToTimespec(tDiff.nSeconds >= 0 ? tDiff : Difference(tFirst, tSecond));
 }
