@@ -37,10 +37,11 @@ void SetDate(INT64 llDays, date_time_t &tDateTime) {
 }
 
 void SetTimeOfDay(INT64 llUsecOfDay, date_time_t &tDateTime) {
-    const INT64 llSecondOfDay = llUsecOfDay / USEC_PER_SECOND;
-    tDateTime.hour = static_cast<int>(llSecondOfDay / 3600);
-    tDateTime.min = static_cast<int>(llSecondOfDay / 60 % 60);
-    tDateTime.sec = static_cast<int>(llSecondOfDay % 60);
+    const auto nSecondOfDay = static_cast<unsigned>(llUsecOfDay / USEC_PER_SECOND);
+    const unsigned nMinuteOfDay = nSecondOfDay / 60;
+    tDateTime.hour = static_cast<int>(nMinuteOfDay / 60);
+    tDateTime.min = static_cast<int>(nMinuteOfDay % 60);
+    tDateTime.sec = static_cast<int>(nSecondOfDay % 60);
     tDateTime.microsec = static_cast<int>(llUsecOfDay % USEC_PER_SECOND);
 }
 
