@@ -67,12 +67,14 @@ BENCHMARK(Ours_Next)->Name("this library/next label");
 
 void Ours_Difference(benchmark::State &State) {
     vitc_t Old{};
-    vitc_t New{};
-    New.HourUnits = 1;
+    vitc_t New[2]{};
+    New[0].HourUnits = 1;
+    New[1].SecondUnits = 1;
+    size_t nTurn = 0;
     int nFrames = 0;
     for ([[maybe_unused]] auto Unused : State) {
-        New.MinuteUnits ^= 1;
-        Timecode_CalcFrameCountDiff(30, 29000, Old, New, &nFrames);
+        nTurn ^= 1;
+        Timecode_CalcFrameCountDiff(30, 29000, Old, New[nTurn], &nFrames);
         benchmark::DoNotOptimize(nFrames);
     }
 }

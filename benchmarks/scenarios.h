@@ -185,17 +185,22 @@ private:
     SMPTE12M1_CONTEXT m_Context{};
 };
 
+// Of two timecodes that were written long before.
 class Difference {
 public:
-    Difference() { m_New.HourUnits = 1; }
+    Difference() {
+        m_New[0].HourUnits = 1;
+        m_New[1].SecondUnits = 1;
+    }
     void operator()() {
-        m_New.MinuteUnits ^= 1;
-        Timecode_CalcFrameCountDiff(30, 29000, m_Old, m_New, &m_nDifference);
+        m_nTurn ^= 1;
+        Timecode_CalcFrameCountDiff(30, 29000, m_Old, m_New[m_nTurn], &m_nDifference);
     }
 
 private:
     vitc_t m_Old{};
-    vitc_t m_New{};
+    vitc_t m_New[2]{};
+    size_t m_nTurn = 0;
     int m_nDifference = 0;
 };
 
