@@ -49,14 +49,14 @@ inline void SetVitc(MISP_UTC &Record, const vitc_t &Vitc) {
     SetPayloadField(Record.MotionImageryTimestamp, 0, Vitc);
 }
 
-// Copies a timecode whole, with what lies between its fields.
-inline void CopyVitc(vitc_t &To, const MISP_UTC &From) {
-    std::memcpy(&To, &From.MotionImageryTimestamp, sizeof To);
-}
-
-// The timecode in a record, where it lies. It may have been written through another view: read its digits only.
+// The timecode in a record, where it lies. It may have been written through another view, so it is read as bytes.
 inline const vitc_t &VitcIn(const MISP_UTC &Record) {
     return reinterpret_cast<const vitc_t &>(Record.MotionImageryTimestamp);
+}
+
+// Copies a timecode whole, with what lies between its fields.
+inline void CopyVitc(vitc_t &To, const vitc_t &From) {
+    std::memcpy(&To, &From, sizeof To);
 }
 
 // Hours, minutes, seconds and frames of a timecode. Wide and signed, so that sums of any digits fit.
@@ -67,7 +67,6 @@ struct Hmsf {
     INT64 nFrames;
 };
 
-// Read as bytes, so that the timecode may lie in a record.
 inline Hmsf DigitsOf(const vitc_t &Vitc) {
     const auto *const pBytes = reinterpret_cast<const unsigned char *>(&Vitc);
     const auto Value = [pBytes](size_t nTens, size_t nUnits) { return pBytes[nTens] * 10 + pBytes[nUnits]; };

@@ -85,7 +85,7 @@ static bool FormatTimecode(const Request &Req, bool bLds) {
     }
     SetVitc(Tc.LastRetrivedSMPTE12mTC, Vitc);
     if (Req.pVitcRecord != nullptr)
-        CopyVitc(*Req.pVitcRecord, Tc.LastRetrivedSMPTE12mTC);
+        CopyVitc(*Req.pVitcRecord, Vitc);
     if (bLds) {
         Tc.LastRetrivedSMPTE12mTC.enTimecodeSource = Tc.LocalUTC.enTimecodeSource;
         Tc.LastRetrivedSMPTE12mTC.nTimestamp64 = Tc.LocalUTC.nTimestamp64;

@@ -37,7 +37,7 @@ static Outcome UseTimecode(Request &Req) {
     if (pUsed == nullptr)
         return Outcome::NO_TIME;
     if (Req.pVitcRecord != nullptr)
-        CopyVitc(*Req.pVitcRecord, *pUsed);
+        CopyVitc(*Req.pVitcRecord, VitcIn(*pUsed));
     *Req.pUTC = *pUsed;
     RememberTimecode(Req, *pUsed);
     return Outcome::TIME;
@@ -91,22 +91,15 @@ BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT
     const timespec tpNow = ReadInstant(TC_HERE);
     if (!IsInitialised(TC_HERE) || !bInput || !bUTC)
         return FALSE;
-    // Switching, rates and base take no part under this revision.
-    Request Req{.bProfile62 = false,
-                .enInputInterface = enInputInterface,
-                .bTimeSourceSwitchAllowed = FALSE,
-                .nEncodedFrameRate = 0,
-                .nVUIFrameRate = 0,
-                .UnchangedEncoderPTS64 = UnchangedEncoderPTS64,
-                .TCBasePTS64 = 0,
-                .llTCBaseUTC64 = 0,
-                .pUTC = pUTC,
-                .pVitcRecord = pVitcRecord,
-                .ppRecordAddress = ppRecordAddress,
-                .Tc = _tcInfo[enInputInterface],
-                .tCurrent = tCurrent,
-                .tpNow = tpNow,
-                .enTimecodeSource = enConfigMISBTimesource};
+    Request Req(_tcInfo[enInputInterface]);
+    Req.enInputInterface = enInputInterface;
+    Req.UnchangedEncoderPTS64 = UnchangedEncoderPTS64;
+    Req.pUTC = pUTC;
+    Req.pVitcRecord = pVitcRecord;
+    Req.ppRecordAddress = ppRecordAddress;
+    Req.tCurrent = tCurrent;
+    Req.tpNow = tpNow;
+    Req.enTimecodeSource = enConfigMISBTimesource;
     const Outcome Given = AnswerUnderLock(Req);
     TraceEnd(Req);
     if (pbSameTSRecord != nullptr)

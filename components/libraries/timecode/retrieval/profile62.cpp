@@ -105,21 +105,19 @@ BOOL _GetUTC_Profile62(int enInputInterface, int *penConfigMISBTimesource, BOOL 
     if (!IsInitialised(TC_HERE) || !TC_IS_GIVEN(pUTC) || !bSource || !bInput)
         return FALSE;
     // Instant and source are taken under the lock.
-    Request Req{.bProfile62 = true,
-                .enInputInterface = enInputInterface,
-                .bTimeSourceSwitchAllowed = bTimeSourceSwitchAllowed,
-                .nEncodedFrameRate = nEncodedFrameRate,
-                .nVUIFrameRate = nVUIFrameRate,
-                .UnchangedEncoderPTS64 = UnchangedEncoderPTS64,
-                .TCBasePTS64 = TCBasePTS64,
-                .llTCBaseUTC64 = llTCBaseUTC64,
-                .pUTC = pUTC,
-                .pVitcRecord = pVitcRecord,
-                .ppRecordAddress = ppRecordAddress,
-                .Tc = _tcInfo[enInputInterface],
-                .tCurrent = tCurrent,
-                .tpNow = {},
-                .enTimecodeSource = TCSOURCE_NONE};
+    Request Req(_tcInfo[enInputInterface]);
+    Req.bProfile62 = true;
+    Req.enInputInterface = enInputInterface;
+    Req.bTimeSourceSwitchAllowed = bTimeSourceSwitchAllowed;
+    Req.nEncodedFrameRate = nEncodedFrameRate;
+    Req.nVUIFrameRate = nVUIFrameRate;
+    Req.UnchangedEncoderPTS64 = UnchangedEncoderPTS64;
+    Req.TCBasePTS64 = TCBasePTS64;
+    Req.llTCBaseUTC64 = llTCBaseUTC64;
+    Req.pUTC = pUTC;
+    Req.pVitcRecord = pVitcRecord;
+    Req.ppRecordAddress = ppRecordAddress;
+    Req.tCurrent = tCurrent;
     const Outcome Given = AnswerUnderLock(Req, penConfigMISBTimesource);
     if (Given == Outcome::NO_TIMECODE)
         return FALSE;

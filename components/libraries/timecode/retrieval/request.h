@@ -17,26 +17,29 @@ constexpr int MATCH_LIMIT_MS = 3;
 constexpr time_t USUAL_THROTTLE_SECONDS = 4;
 constexpr time_t TIMECODE_THROTTLE_SECONDS = 0;
 
+// Its fields are set one by one: clearing it whole first would take a twentieth of a request.
 struct Request {
-    bool bProfile62; // under MISP_PROFILE_62, else under MISP_PROFILE_2016_2
-    // Arguments, as Timecode_GetUTC has them.
-    int enInputInterface;
-    BOOL bTimeSourceSwitchAllowed;
-    int nEncodedFrameRate;
-    int nVUIFrameRate;
-    UINT64 UnchangedEncoderPTS64;
-    UINT64 TCBasePTS64;
-    INT64 llTCBaseUTC64;
-    MISP_UTC *pUTC;
-    vitc_t *pVitcRecord;
-    void **ppRecordAddress;
+    explicit Request(tc_private_t &Input) : Tc(Input) {}
+
+    bool bProfile62 = false; // under MISP_PROFILE_62, else under MISP_PROFILE_2016_2
+    // Arguments, as Timecode_GetUTC has them. Switching, rates and base take part under Profile 62 only.
+    int enInputInterface = 0;
+    BOOL bTimeSourceSwitchAllowed = FALSE;
+    int nEncodedFrameRate = 0;
+    int nVUIFrameRate = 0;
+    UINT64 UnchangedEncoderPTS64 = 0;
+    UINT64 TCBasePTS64 = 0;
+    INT64 llTCBaseUTC64 = 0;
+    MISP_UTC *pUTC = nullptr;
+    vitc_t *pVitcRecord = nullptr;
+    void **ppRecordAddress = nullptr;
     // The input and the moment.
     tc_private_t &Tc;
-    time_t tCurrent; // drives every throttle of the request
-    timespec tpNow;
+    time_t tCurrent = 0; // drives every throttle of the request
+    timespec tpNow{};
     // What the steps decide.
-    int enTimecodeSource;       // the source used for this picture; failover moves it on
-    BOOL bSameTSRecord = FALSE; // as the search found
+    int enTimecodeSource = TCSOURCE_NONE; // the source used for this picture; failover moves it on
+    BOOL bSameTSRecord = FALSE;           // as the search found
 };
 
 // What a source gave the picture.

@@ -81,7 +81,7 @@ static void HandOutConverted(const Request &Req, const timespec &tpMove, INT64 l
     Last.tpInsertionTime = Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
     *Req.pUTC = Last;
     if (Req.pVitcRecord != nullptr)
-        CopyVitc(*Req.pVitcRecord, Tc.LocalUTC);
+        CopyVitc(*Req.pVitcRecord, VitcIn(Tc.LocalUTC));
 }
 
 Outcome UseSmpte12mSource(Request &Req) {

@@ -2,6 +2,7 @@
 // traces its base and remembers its record, and the messages differ.
 #include "retrieval/system_time.h"
 
+#include <cstring>
 #include <ctime>
 
 #include "clock_api.h"
@@ -30,11 +31,13 @@ static BYTE StatusByteFor(bool bProfile62, INT64 llUTC) {
 }
 
 static void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
-    Record = {};
+    Record.DNode = {};
+    std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
     SetUtc(Record, llUTC);
     SetStatusByte(Record, nStatusByte);
-    Record.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
     Record.nTimestamp64 = UnchangedEncoderPTS64;
+    Record.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
+    Record.tpInsertionTime = {};
 }
 
 static void RememberRecord(const MISP_UTC &Record) {
