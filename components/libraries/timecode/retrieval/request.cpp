@@ -25,7 +25,7 @@ void TakePendingReset(tc_private_t &Tc) {
 
 // The record of the request's source that belongs to the picture, however far away, or null.
 static const MISP_UTC *FindMatch(Request &Req) {
-    const Lock ListLock(Req.Tc.UTCListMutex, TC_HERE);
+    TC_LOCK(ListLock, Req.Tc.UTCListMutex);
     const Match Found = FindRecord(Req.Tc.UTCList, Req.UnchangedEncoderPTS64, Req.enTimecodeSource, Req.ppRecordAddress,
                                    Req.enInputInterface);
     Req.bSameTSRecord = Found.bSame ? TRUE : FALSE;
