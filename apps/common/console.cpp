@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <poll.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -23,6 +25,19 @@ size_t TerminalColumns() {
     return ioctl(STDERR_FILENO, TIOCGWINSZ, &Size) == 0 && Size.ws_col > 0 ? Size.ws_col : DEFAULT_COLUMNS;
 }
 
+// Severities of syslog.
+constexpr int SEVERITY_ERROR = 3;
+constexpr int SEVERITY_NOTICE = 5;
+constexpr int SEVERITY_INFO = 6;
+
+// The journal names the stream that it reads from.
+bool IsJournal() {
+    const char *const szStream = secure_getenv("JOURNAL_STREAM");
+    struct stat Target {};
+    return szStream != nullptr && fstat(STDERR_FILENO, &Target) == 0 &&
+           std::to_string(Target.st_dev) + ":" + std::to_string(Target.st_ino) == szStream;
+}
+
 } // namespace
 
 void PrintAll(const char *szText, std::FILE *pTarget) {
@@ -32,7 +47,9 @@ void PrintAll(const char *szText, std::FILE *pTarget) {
                       "cannot write to the standard output: " + std::generic_category().message(errno));
 }
 
-Console::Console(bool bStdoutIsData) : m_bStdoutIsData(bStdoutIsData), m_bTerminal(isatty(STDERR_FILENO) == 1) {}
+Console::Console(bool bStdoutIsData, std::chrono::seconds LogInterval)
+    : m_bStdoutIsData(bStdoutIsData), m_bTerminal(isatty(STDERR_FILENO) == 1), m_bJournal(IsJournal()),
+      m_LogInterval(LogInterval) {}
 
 Console::~Console() {
     EraseStatus();
@@ -48,7 +65,6 @@ void Console::EraseStatus() {
 // The pictures must not wait for somebody to read about them: a write to a pipe that is full or to a terminal that is
 // stopped would block, and with it the thread that decodes.
 bool Console::IsHeard() {
-    using Clock = std::chrono::steady_clock;
     const Clock::time_point Deadline = Clock::now() + (m_bHeard ? LONGEST_WAIT : std::chrono::milliseconds{0});
     pollfd Target{STDERR_FILENO, POLLOUT, 0};
     int nReady = 0;
@@ -61,28 +77,34 @@ bool Console::IsHeard() {
     return m_bHeard;
 }
 
-void Console::WriteLine(const std::string &szText) {
+void Console::WriteLine(int nSeverity, const std::string &szText) {
     const std::lock_guard Lock(m_Mutex);
     if (!IsHeard())
         return;
     EraseStatus();
-    std::fprintf(stderr, "stamp-encoder: %s\n", szText.c_str());
+    const std::string szSeverity = m_bJournal ? "<" + std::to_string(nSeverity) + ">" : "";
+    std::fprintf(stderr, "%sstamp-encoder: %s\n", szSeverity.c_str(), szText.c_str());
 }
 
 void Console::Error(const std::string &szText) {
-    WriteLine(szText);
+    WriteLine(SEVERITY_ERROR, szText);
 }
 
 void Console::Notice(const std::string &szText) {
-    if (m_bTerminal)
-        WriteLine(szText);
+    WriteLine(SEVERITY_NOTICE, "note: " + szText);
 }
 
 void Console::Status(const std::string &szText) {
-    if (!m_bTerminal)
+    if (!m_bTerminal) {
+        const bool bDue = m_LogInterval.count() > 0 && Clock::now() - m_LastLogged >= m_LogInterval;
+        if (bDue) {
+            m_LastLogged = Clock::now();
+            WriteLine(SEVERITY_INFO, "status: " + szText);
+        }
         return;
+    }
     const std::lock_guard Lock(m_Mutex);
-    if (!IsHeard())
+    if ((m_bStdoutIsData && isatty(STDOUT_FILENO) == 1) || !IsHeard())
         return;
     EraseStatus();
     // A line that breaks could not be taken back.

@@ -18,10 +18,6 @@ namespace {
 constexpr int64_t TS_PACKET_SIZE = 188;
 constexpr uint8_t TS_SYNC_BYTE = 0x47;
 
-int IsStopped(void *pbStop) {
-    return static_cast<const std::atomic<bool> *>(pbStop)->load() ? 1 : 0;
-}
-
 // The data streams of another program carry another video's times.
 bool SharesProgram(AVFormatContext *pContext, int nVideo, unsigned nStream) {
     const AVProgram *const pProgram = av_find_program_from_stream(pContext, nullptr, nVideo);
@@ -38,7 +34,8 @@ void MakeStreamTime(int64_t &llTime) {
 
 } // namespace
 
-Demuxer::Demuxer(std::string szPath, const std::atomic<bool> &bStop) : m_szPath(std::move(szPath)), m_bStop(bStop) {
+Demuxer::Demuxer(std::string szPath, std::chrono::milliseconds LongestSilence, const std::atomic<bool> &bStop)
+    : m_szPath(std::move(szPath)), m_LongestSilence(LongestSilence), m_bStop(bStop) {
     try {
         Open();
         ChooseStreams();
@@ -56,7 +53,7 @@ void Demuxer::Open() {
     m_pContext = avformat_alloc_context();
     if (m_pContext == nullptr)
         throw std::bad_alloc();
-    m_pContext->interrupt_callback = {IsStopped, const_cast<std::atomic<bool> *>(&m_bStop)};
+    m_pContext->interrupt_callback = {MustEnd, this};
     // The PTS of a stream that wraps at 33 bits must come out as the stream carries them: this program and the library
     // know the wrap, and a guess at where it lies would move the times of the pictures before it.
     m_pContext->correct_ts_overflow = 0;
@@ -101,10 +98,40 @@ void Demuxer::CheckVideo() const {
         throw Failure(ExitCode::Input, szStream + ": nothing in the video tells its picture size; is it whole?");
 }
 
+int Demuxer::MustEnd(void *pDemuxer) {
+    Demuxer &Self = *static_cast<Demuxer *>(pDemuxer);
+    if (Self.IsSilent())
+        Self.m_bFallenSilent = true;
+    return Self.m_bStop || Self.m_bFallenSilent ? 1 : 0;
+}
+
+bool Demuxer::IsSilent() const {
+    const Clock::rep nSince = m_nWaitsSince;
+    return m_LongestSilence.count() > 0 && nSince != 0 &&
+           Clock::now().time_since_epoch() - Clock::duration(nSince) >= m_LongestSilence;
+}
+
+std::optional<double> Demuxer::Progress() const {
+    if (m_llSize <= 0)
+        return std::nullopt;
+    return std::clamp(static_cast<double>(m_llPosition) / static_cast<double>(m_llSize), 0.0, 1.0);
+}
+
+// FFmpeg still hands out what it has of an input that has fallen silent, and ends it then. A protocol's own time-out is
+// one that was asked for too.
+int Demuxer::ReadFrame(AVPacket &Packet) {
+    m_nWaitsSince = Clock::now().time_since_epoch().count();
+    const int nResult = av_read_frame(m_pContext, &Packet);
+    m_nWaitsSince = 0;
+    if (m_LongestSilence.count() > 0 && nResult == AVERROR(ETIMEDOUT))
+        m_bFallenSilent = true;
+    return nResult < 0 && m_bFallenSilent ? AVERROR_EXIT : nResult;
+}
+
 bool Demuxer::Read(AVPacket &Packet) {
     for (;;) {
         av_packet_unref(&Packet);
-        const int nResult = av_read_frame(m_pContext, &Packet);
+        const int nResult = ReadFrame(Packet);
         if (nResult == AVERROR_EXIT || m_bStop)
             return false;
         if (nResult == AVERROR_EOF) {

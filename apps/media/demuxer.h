@@ -4,6 +4,8 @@
 #define ENCODER_MEDIA_DEMUXER_H
 
 #include <atomic>
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,7 +17,8 @@ class Demuxer {
 public:
     // Throws a Failure (ExitCode::Input) that names file, stream and reason. A set bStop ends a wait for data, and
     // the Failure has ExitCode::Ok.
-    Demuxer(std::string szPath, const std::atomic<bool> &bStop);
+    // LongestSilence: an input that has sent something and then nothing for that long has ended; 0: it is waited for.
+    Demuxer(std::string szPath, std::chrono::milliseconds LongestSilence, const std::atomic<bool> &bStop);
     ~Demuxer();
     Demuxer(const Demuxer &) = delete;
     Demuxer &operator=(const Demuxer &) = delete;
@@ -33,7 +36,18 @@ public:
     AVRational Rate() const; // as FFmpeg guesses it
     const std::string &Path() const { return m_szPath; }
 
+    // How much of a file has been read, 0 to 1; nothing for what is no file. Any thread.
+    std::optional<double> Progress() const;
+    // Read waits for an input whose time is over; a signal makes it see that. Any thread.
+    bool IsSilent() const;
+    // The input ended so.
+    bool HasFallenSilent() const { return m_bFallenSilent; }
+
 private:
+    using Clock = std::chrono::steady_clock;
+
+    static int MustEnd(void *pDemuxer); // asked by FFmpeg while it waits
+    int ReadFrame(AVPacket &Packet);
     void Open();
     void ChooseStreams();
     void CheckStop() const;
@@ -44,11 +58,14 @@ private:
     std::string BrokeOff() const;
 
     std::string m_szPath;
+    const std::chrono::milliseconds m_LongestSilence;
     const std::atomic<bool> &m_bStop;
+    std::atomic<Clock::rep> m_nWaitsSince{0}; // 0: it does not wait
+    std::atomic<bool> m_bFallenSilent{false};
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
-    int64_t m_llSize = -1;    // of a file, when it was opened
-    int64_t m_llPosition = 0; // of the packet last read
+    int64_t m_llSize = -1;                // of a file, when it was opened
+    std::atomic<int64_t> m_llPosition{0}; // of the packet last read
 };
 
 } // namespace encoder

@@ -4,6 +4,8 @@
 #include "encoding.h"
 
 #include <algorithm>
+#include <chrono>
+#include <ctime>
 #include <utility>
 
 #include "formats/sei_writer.h"
@@ -15,6 +17,25 @@ namespace encoder {
 namespace {
 
 constexpr Event HANDED_IN[] = {Event::NumberOfEvents, Event::StampHighPrecision, Event::StampSmpte12M, Event::StampLds};
+
+// Counts the CPU time of a scope as the library's.
+class LibraryTime {
+public:
+    explicit LibraryTime(Tally &Counts) : m_Tally(Counts) {}
+    ~LibraryTime() { m_Tally.AddLibraryTime(Now() - m_Began); }
+    LibraryTime(const LibraryTime &) = delete;
+    LibraryTime &operator=(const LibraryTime &) = delete;
+
+private:
+    static std::chrono::nanoseconds Now() {
+        timespec Spent{};
+        clock_gettime(CLOCK_THREAD_CPUTIME_ID, &Spent);
+        return std::chrono::seconds(Spent.tv_sec) + std::chrono::nanoseconds(Spent.tv_nsec);
+    }
+
+    Tally &m_Tally;
+    const std::chrono::nanoseconds m_Began = Now();
+};
 
 // The label that the picture itself shows.
 std::optional<TimecodeLabel> OwnLabel(const std::vector<TimeStamp> &Stamps) {
@@ -65,6 +86,7 @@ void Encoding::BeginStretch(unsigned nStretch) {
 }
 
 void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
+    const LibraryTime Measured(m_Tally);
     for (const TimeStamp &Stamp : Stamps) {
         TCPayload Payload = Stamp.Payload;
         Timecode_SetUTC(m_nInput, Stamp.enSource, nPTS, &Payload);
@@ -79,8 +101,13 @@ void Encoding::TakeCodedPicture(AVPacket &Packet) {
         m_Timecode.StartAnew();
         m_bTimeKnown = false;
     }
-    const PictureTime Time = AskForTime(nPTS, Of);
-    const std::optional<TimecodeLabel> Timecode = m_Timecode.Next(nPTS, Time, OwnLabel(Of.Stamps));
+    PictureTime Time;
+    std::optional<TimecodeLabel> Timecode;
+    {
+        const LibraryTime Measured(m_Tally);
+        Time = AskForTime(nPTS, Of);
+        Timecode = m_Timecode.Next(nPTS, Time, OwnLabel(Of.Stamps));
+    }
     Write(Packet, Time, Timecode);
     Report(Time, nPTS, Timecode);
     m_nCodingIndex++;
@@ -164,9 +191,8 @@ void Encoding::Report(const PictureTime &Time, UINT64 nPTS, const std::optional<
     if (Stamp) {
         Row.StatusByte = Stamp->nStatusByte;
         Row.UTC = Stamp->llUTC;
-        m_Tally.SetLastUTC(Stamp->llUTC);
     }
-    m_Tally.SetSource(Row.enSource);
+    m_Tally.SetLast(Row.enSource, Stamp);
     // The stream has the picture, whether the table takes its row or not.
     m_Tally.Count(Event::PictureCoded);
     m_Tally.Count(Time.bTimed ? Event::PictureTimed : Event::PictureUntimed);

@@ -36,7 +36,7 @@ Input
                     behind, and the output goes on with moved PTS, without a gap.
                     "-" is the standard input, which serves one input only.
                     A connection that falls silent is waited for; "?timeout=3000000" behind udp:// or tcp:// makes it
-                    an error after 3 s.
+                    an error after 3 s, --end-after-silence 3 a good end.
                     At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in.
   --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
@@ -50,6 +50,8 @@ Input
   --realtime        read the input at the pace of its PTS, as a live video comes
   --start-at T      the same, with the first picture due at the UTC time T, such as 2024-05-01T23:59:50Z, at most a
                     day from now; at once when T has passed
+  --end-after-silence S
+                    an input that sends nothing for S seconds has ended, without an error (default: it is waited for)
   --hold N          hold the last N decoded pictures back, 0 to 120, until the time stamps that are sent after them have
                     been read. Default: 20 with --source 3 or --switching, since local sets often come half a second
                     after their picture (take 30 at 60 Hz); else 3, and 2 with --realtime. The summary counts the sets
@@ -110,6 +112,13 @@ An input of one's own
   --duration S      seconds (default 20)
   --drop S:FROM-TO  silence source S from second FROM to second TO; may be given again
   --start-utc T     UTC of the first picture, such as 2024-05-01T23:59:50Z (default: now)
+
+Messages
+  --log-interval S  seconds between two status lines where the standard error is no terminal (default 60; 0: none). What
+                    is first met is told at once there ("note:"), and the journal is told how grave a line is. On a
+                    terminal the status is one line that changes: for one input its number, pictures and their pace,
+                    percent and time left of a file, pictures without a time, status byte, UTC and source of the last
+                    one; for several, source, status byte and time of day of each. None while the table goes there
 
   -h, --help        this text
   --version         the library's release

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
@@ -84,6 +85,7 @@ private:
     void Close();
     void Summarise();
     std::string Status() const;
+    std::string LibraryShare() const;
 
     const Options &m_Options;
     Console &m_Console;
@@ -124,14 +126,18 @@ void Run::OpenOutputs() {
 // Four inputs fit into 80 columns.
 std::string Run::Status() const {
     if (m_Pipelines.size() == 1)
-        return m_Pipelines.front()->Counts().Status();
+        return m_Pipelines.front()->Counts().Status(m_Pipelines.front()->Progress());
     double Speed = 0;
+    std::optional<double> Least;
     std::string szInputs;
     for (const auto &Input : m_Pipelines) {
         Speed += Input->Counts().Speed();
-        szInputs += " | " + Input->Counts().ShortStatus();
+        const std::optional<double> Done = Input->IsRunning() ? Input->Progress() : std::nullopt;
+        Least = Done && Least ? std::min(*Done, *Least) : (Done ? Done : Least);
+        szInputs += "|" + Input->Counts().ShortStatus();
     }
-    return std::to_string(std::lround(Speed)) + "/s" + szInputs;
+    const std::string szDone = Least ? " " + std::to_string(std::lround(100 * *Least)) + "%" : "";
+    return std::to_string(std::lround(Speed)) + "/s" + szDone + szInputs;
 }
 
 void Run::Watch() {
@@ -140,7 +146,7 @@ void Run::Watch() {
     while (std::any_of(m_Pipelines.begin(), m_Pipelines.end(), IsRunning)) {
         if (Clock::now() >= NextStatus) {
             for (const auto &Input : m_Pipelines)
-                if (g_bStop)
+                if (g_bStop || Input->IsSilent())
                     Input->Interrupt();
             m_Console.Status(Status());
             NextStatus += STATUS_PERIOD;
@@ -177,9 +183,23 @@ void Run::Summarise() {
             }
             m_Console.Summary(Counts.Summary());
         }
+        m_Console.Summary(LibraryShare());
     } catch (const Failure &Failed) {
         m_Outcome.Record(Failed);
     }
+}
+
+std::string Run::LibraryShare() const {
+    timespec Spent{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &Spent);
+    const double Whole = static_cast<double>(Spent.tv_sec) + static_cast<double>(Spent.tv_nsec) / 1e9;
+    std::chrono::duration<double> Library{};
+    for (const auto &Input : m_Pipelines)
+        Library += Input->Counts().LibraryTime();
+    char szText[96];
+    std::snprintf(szText, sizeof(szText), "the library took %.1f ms of %.1f s of CPU time, %.3f %%\n",
+                  Library.count() * 1e3, Whole, 100 * Library.count() / std::max(Whole, 1e-9));
+    return szText;
 }
 
 ExitCode RunProgram(const Options &Settings, Console &Out) {
@@ -203,7 +223,7 @@ int main(int nArguments, char *pszArguments[]) {
     ExitCode enCode = ExitCode::Encoder;
     try {
         const Options Settings = ParseOptions(nArguments, pszArguments);
-        Out = std::make_unique<Console>(Settings.UsesStdout());
+        Out = std::make_unique<Console>(Settings.UsesStdout(), Settings.LogInterval);
         const FfmpegLog Log(*Out);
         enCode = RunProgram(Settings, *Out);
     } catch (const Failure &Failed) {

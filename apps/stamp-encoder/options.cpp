@@ -25,6 +25,7 @@ constexpr int MAX_BFRAMES = 6; // the most with which the drop-frame generator c
 constexpr size_t MAX_HELD_PICTURES = 120;
 constexpr double MAX_REACH_SECONDS = 60;
 constexpr int MAX_RESYNC_FRAMES = 10'000'000; // more than a day has at 60 Hz
+constexpr int MAX_LOG_INTERVAL_SECONDS = 86400;
 constexpr double MAX_DURATION_SECONDS = 86400;
 
 [[noreturn]] void Refuse(const std::string &szText) {
@@ -193,6 +194,16 @@ constexpr OptionRow OPTION_ROWS[] = {
      }},
     {"hold", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.nHold = ParseNumber<size_t>(sz, 0, MAX_HELD_PICTURES, "--hold"); }},
+    {"end-after-silence", required_argument,
+     [](Reading &Out, const char *sz) {
+         const double Seconds = ParseNumber(sz, 0.1, MAX_DURATION_SECONDS, "--end-after-silence (seconds)");
+         Out.Result.LongestSilence = std::chrono::milliseconds(std::llround(Seconds * 1000));
+     }},
+    {"log-interval", required_argument,
+     [](Reading &Out, const char *sz) {
+         Out.Result.LogInterval =
+             std::chrono::seconds(ParseNumber(sz, 0, MAX_LOG_INTERVAL_SECONDS, "--log-interval (seconds)"));
+     }},
     {"revision", required_argument, [](Reading &Out, const char *sz) { Out.Result.enRevision = ParseRevision(sz); }},
     {"source", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.enSource = ParseWord(sz, SOURCES, "--source"); }},

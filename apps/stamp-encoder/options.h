@@ -3,6 +3,7 @@
 #ifndef ENCODER_OPTIONS_H
 #define ENCODER_OPTIONS_H
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -29,6 +30,9 @@ struct Options {
     bool bRealtime = false;
     std::optional<size_t> nHold;         // pictures held back, see HeldPictures
     std::optional<int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once
+
+    std::chrono::milliseconds LongestSilence{0}; // after which an input has ended; 0: it is waited for
+    std::chrono::seconds LogInterval{60};        // between status lines that are not on a terminal; 0: none
 
     int enRevision = MISP_PROFILE_2016_2;
     int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;

@@ -24,8 +24,8 @@ ExitCode Outcome::Code() const {
 
 Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
     : m_nInput(nInput), m_Options(Settings), m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
-      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], bStop), m_Rate(ChooseRate()), m_Encoder(EncoderOptions()),
-      m_Producer(Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
+      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], Settings.LongestSilence, bStop), m_Rate(ChooseRate()),
+      m_Encoder(EncoderOptions()), m_Producer(Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
 
 Pipeline::~Pipeline() {
     m_Queue.Abandon();

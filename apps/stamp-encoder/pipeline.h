@@ -45,6 +45,10 @@ public:
 
     bool IsRunning() const { return m_nRunning > 0; }
 
+    std::optional<double> Progress() const { return m_Demuxer.Progress(); }
+    // The producer waits for an input that has ended.
+    bool IsSilent() const { return m_Demuxer.IsSilent(); }
+
     // Wakes both threads where they wait in a system call for data or for a reader, so that they see the stop flag.
     void Interrupt();
 

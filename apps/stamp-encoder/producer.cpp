@@ -53,8 +53,10 @@ void Producer::Run() {
 void Producer::ReadAll() {
     while (!m_bStop && !m_bEnded) {
         PacketPtr Packet = MakePacket();
-        if (!m_Demuxer.Read(*Packet))
+        if (!m_Demuxer.Read(*Packet)) {
+            m_Tally.Count(Event::FallenSilent, m_Demuxer.HasFallenSilent() ? 1 : 0);
             return;
+        }
         if ((Packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
             m_Tally.Count(Event::DamagedPacket);
         if (m_Demuxer.IsVideo(*Packet))

@@ -1,6 +1,7 @@
 // Counts what happens on one input, tells the first occurrence of each problem, and sums up at the end.
 #include "tally.h"
 
+#include <cmath>
 #include <cstdio>
 #include <iterator>
 #include <utility>
@@ -51,6 +52,7 @@ constexpr EventRow EVENT_ROWS[] = {
      "a time stamp far from our time is passed on unchanged; its writer may have taken another unit than microseconds"},
     {Event::RateWithoutLabels, "pictures without a timecode, which has no numbers above 60 a second",
      "no timecode is written: SMPTE ST 12-1 has no numbers for more than 60 pictures a second"},
+    {Event::FallenSilent, "end by silence (see --end-after-silence)", "it has fallen silent, which ends it"},
 };
 
 const EventRow &RowOf(Event enEvent) {
@@ -94,28 +96,58 @@ double Tally::Speed() const {
     return Elapsed > 0 ? static_cast<double>(Times(Event::PictureCoded)) / Elapsed : 0;
 }
 
-std::string Tally::ShortStatus() const {
-    constexpr const char *SHORT_NAMES[] = {"-", "HP", "VITC", "LDS", "SYS"};
-    const auto nSource = static_cast<size_t>(m_enSource);
-    const INT64 llLastUTC = m_llLastUTC;
-    return std::to_string(m_nInput) + " " + (nSource < std::size(SHORT_NAMES) ? SHORT_NAMES[nSource] : "-") + " " +
-           (llLastUTC == 0 ? "--:--:--" : TimeOfDayText(llLastUTC));
+void Tally::SetLast(int enSource, const std::optional<UtcStamp> &Stamp) {
+    m_enSource = enSource;
+    m_nStatusByte = Stamp ? Stamp->nStatusByte : -1;
+    if (Stamp)
+        m_llLastUTC = Stamp->llUTC;
 }
 
-std::string Tally::Status() const {
+std::string Tally::ShortStatus() const {
+    constexpr const char *SHORT_NAMES[] = {"--", "HP", "TC", "LDS", "SYS"};
+    const auto nSource = static_cast<size_t>(m_enSource);
+    const INT64 llLastUTC = m_llLastUTC;
+    char szText[40];
+    std::snprintf(szText, sizeof(szText), "%s %s %s", nSource < std::size(SHORT_NAMES) ? SHORT_NAMES[nSource] : "--",
+                  StatusByteText().c_str(), llLastUTC == 0 ? "--:--:--" : TimeOfDayText(llLastUTC).c_str());
+    return szText;
+}
+
+std::string Tally::StatusByteText() const {
+    char szText[8];
+    std::snprintf(szText, sizeof(szText), m_nStatusByte < 0 ? "--" : "%02X", static_cast<unsigned>(m_nStatusByte));
+    return szText;
+}
+
+std::string Tally::Progress(std::optional<double> Done) const {
+    constexpr double ENOUGH_TO_TELL = 0.01;
+    if (!Done)
+        return "";
+    char szText[48];
+    const int nWritten = std::snprintf(szText, sizeof(szText), " %.0f %%,", std::floor(100 * *Done));
+    if (*Done >= ENOUGH_TO_TELL && nWritten > 0) {
+        const long nLeft = std::lround(Seconds() * (1 - *Done) / *Done);
+        std::snprintf(szText + nWritten, sizeof(szText) - static_cast<size_t>(nWritten), " %ld:%02ld left,", nLeft / 60,
+                      nLeft % 60);
+    }
+    return szText;
+}
+
+std::string Tally::Status(std::optional<double> Done) const {
     char szSource[40] = "";
     Timecode_GetTimecodeSourceString(m_enSource, szSource, sizeof(szSource));
     const INT64 llLastUTC = m_llLastUTC;
-    char szText[160];
-    std::snprintf(szText, sizeof(szText), "%d: %llu pictures %.0f/s, %s, %s", m_nInput,
-                  static_cast<unsigned long long>(Times(Event::PictureCoded)), Speed(), szSource,
-                  llLastUTC == 0 ? "no UTC yet" : UtcText(llLastUTC).c_str());
+    char szText[200];
+    std::snprintf(szText, sizeof(szText), "%d: %llu pictures %.0f/s,%s %llu untimed, status %s, %s, %s", m_nInput,
+                  static_cast<unsigned long long>(Times(Event::PictureCoded)), Speed(), Progress(Done).c_str(),
+                  static_cast<unsigned long long>(Times(Event::PictureUntimed)), StatusByteText().c_str(),
+                  llLastUTC == 0 ? "no UTC yet" : UtcText(llLastUTC).c_str(), szSource);
     return szText;
 }
 
 std::string Tally::Summary() const {
-    char szSpeed[32];
-    std::snprintf(szSpeed, sizeof(szSpeed), "%.1f s", Seconds());
+    char szSpeed[64];
+    std::snprintf(szSpeed, sizeof(szSpeed), "%.1f s, %.1f pictures/s", Seconds(), Speed());
     std::string szText = "input " + std::to_string(m_nInput) + " '" + m_szPath + "' (" + szSpeed + "):\n";
     for (const EventRow &Row : EVENT_ROWS) {
         // What a run is about is told even when it did not happen; problems only when they did.

@@ -7,9 +7,11 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "common/console.h"
+#include "formats/stamp_sei.h"
 #include "timecode.h"
 
 namespace encoder {
@@ -37,6 +39,7 @@ enum class Event {
     VitcRejected,
     AbsurdTime,
     RateWithoutLabels,
+    FallenSilent,
     NumberOfEvents
 };
 
@@ -51,14 +54,21 @@ public:
     // The first picture has been read: from here on the run's seconds count.
     void Begin();
 
-    void SetSource(int enSource) { m_enSource = enSource; }
-    void SetLastUTC(INT64 llUTC) { m_llLastUTC = llUTC; }
+    // What the picture coded last was given.
+    void SetLast(int enSource, const std::optional<UtcStamp> &Stamp);
+
+    // CPU time spent in the library's functions.
+    void AddLibraryTime(std::chrono::nanoseconds Spent) { m_nLibraryNsec += Spent.count(); }
+    std::chrono::nanoseconds LibraryTime() const { return std::chrono::nanoseconds(m_nLibraryNsec); }
 
     // Pictures a second since the first one.
     double Speed() const;
-    // One line: pictures, speed, source in use, last UTC.
-    std::string Status() const;
-    // The same in 15 columns, for a line that several inputs share: source in use, time of day of the last UTC.
+    // How much of the input is done, 0 to 1, as text with a comma behind: percent, and the time left at this pace. Empty when not
+    // known.
+    std::string Progress(std::optional<double> Done) const;
+    // One line: pictures, speed, progress, pictures without a time; status byte, UTC and source of the last one.
+    std::string Status(std::optional<double> Done) const;
+    // The last one's source, status byte and time of day in 15 columns, for a line that several inputs share.
     std::string ShortStatus() const;
     // The whole account, a line for each kind of thing that happened.
     std::string Summary() const;
@@ -67,13 +77,16 @@ private:
     using Clock = std::chrono::steady_clock;
 
     double Seconds() const;
+    std::string StatusByteText() const;
 
     const int m_nInput; // from 1
     const std::string m_szPath;
     Console &m_Console;
     std::array<std::atomic<std::uint64_t>, static_cast<size_t>(Event::NumberOfEvents)> m_Times{};
     std::atomic<Clock::rep> m_nBegan{0}; // 0: no picture yet
+    std::atomic<std::int64_t> m_nLibraryNsec{0};
     std::atomic<int> m_enSource{TCSOURCE_NONE};
+    std::atomic<int> m_nStatusByte{-1}; // none
     std::atomic<INT64> m_llLastUTC{0};
 };
 

@@ -71,9 +71,9 @@ class Run:
 
     @property
     def messages(self):
-        """The program's own lines on its standard error. FFmpeg's words may stand beside them."""
+        """The program's errors on its standard error. Notes and FFmpeg's words may stand beside them."""
         own = [line for line in self.err.splitlines() if line.startswith(f"{self.name}: ")]
-        return [line for line in own if not line.startswith(f"{self.name}: FFmpeg: ")]
+        return [line for line in own if not line.startswith(tuple(f"{self.name}: {by}: " for by in ("FFmpeg", "note")))]
 
     def ended(self, code, message=None):
         """Ended by itself with this exit code, and with one message that has this text in it, or with none."""
