@@ -9,7 +9,6 @@ namespace encoder {
 namespace {
 
 constexpr std::int64_t LARGEST_LEAP = 5 * TICKS_PER_SECOND;
-constexpr std::int64_t LARGEST_REORDERING = TICKS_PER_SECOND; // of PTS in decoding order
 constexpr std::int64_t FIRST_COUNTED_PTS = PTS_WRAP + TICKS_PER_SECOND;
 
 // From one 33-bit time to another.
@@ -30,23 +29,37 @@ void Timeline::BeginStretch(std::int64_t llStream) {
     m_Now = {m_Now.nStretch + 1, llStream, m_llBegan};
 }
 
+// A PTS and a DTS that lie farther apart than pictures are reordered: takes away the one that goes astray.
+void Timeline::DropStray(AVPacket &Packet) const {
+    if (Packet.dts == AV_NOPTS_VALUE || Packet.pts == AV_NOPTS_VALUE ||
+        std::abs(Distance(Packet.dts, Packet.pts)) <= m_llReordering)
+        return;
+    const bool bDtsStrays = m_bBegun && IsStep(Packet.dts, 0) && !IsStep(Packet.pts, m_llReordering);
+    (bDtsStrays ? Packet.dts : Packet.pts) = AV_NOPTS_VALUE;
+}
+
+bool Timeline::IsStep(std::int64_t llTime, std::int64_t llReordering) const {
+    const std::int64_t llStep = Distance(m_Now.llStream, llTime);
+    return llStep < -m_llPeriod - llReordering || llStep > LARGEST_LEAP;
+}
+
 void Timeline::MoveVideo(AVPacket &Packet) {
+    const bool bHadDts = Packet.dts != AV_NOPTS_VALUE;
+    DropStray(Packet);
     const bool bHasDts = Packet.dts != AV_NOPTS_VALUE;
     const std::int64_t llTime = bHasDts ? Packet.dts : Packet.pts;
     if (llTime == AV_NOPTS_VALUE)
         return;
-    const std::int64_t llStep = Distance(m_Now.llStream, llTime);
     if (!m_bBegun)
         m_Now = {0, llTime, llTime + PTS_WRAP};
-    else if (llStep < (bHasDts ? -m_llPeriod : -LARGEST_REORDERING) || llStep > LARGEST_LEAP)
+    else if (IsStep(llTime, bHasDts ? 0 : m_llReordering))
         BeginStretch(Packet.pts != AV_NOPTS_VALUE ? Packet.pts : llTime);
     m_bBegun = true;
-    if (bHasDts && Packet.pts != AV_NOPTS_VALUE && std::abs(Distance(Packet.dts, Packet.pts)) > LARGEST_LEAP)
-        Packet.pts = AV_NOPTS_VALUE;
-    m_Now = {m_Now.nStretch, llTime, Move(m_Now, llTime)};
+    if (bHasDts || !bHadDts)
+        m_Now = {m_Now.nStretch, llTime, Move(m_Now, llTime)};
     Packet.pts = Move(m_Now, Packet.pts);
     Packet.dts = Move(m_Now, Packet.dts);
-    m_llLatest = std::max({m_llLatest, m_Now.llMoved, Packet.pts});
+    m_llLatest = std::max({m_llLatest, Packet.dts, Packet.pts});
 }
 
 unsigned Timeline::MoveOther(AVPacket &Packet) const {

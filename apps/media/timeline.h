@@ -21,10 +21,11 @@ inline std::int64_t TicksOf(std::int64_t nPictures, AVRational Rate) {
 // above 0.
 class Timeline {
 public:
-    explicit Timeline(AVRational Rate) : m_llPeriod(TicksOf(1, Rate)) {}
+    explicit Timeline(AVRational Rate)
+        : m_llPeriod(TicksOf(1, Rate)), m_llReordering(std::max(TICKS_PER_SECOND, MOST_REORDERED * m_llPeriod)) {}
 
     // Video packets come in decoding order. A DTS that goes back, or ahead by more than 5 s, is a step; without a DTS a
-    // PTS that goes back by more than a second. A PTS that lies more than 5 s from its DTS is none and taken away.
+    // PTS that goes back by more than pictures are reordered. A single time that lies far from the other is taken away.
     void MoveVideo(AVPacket &Packet);
 
     // A packet of another stream, which goes to the stretch whose video lies nearer where a new one has just begun.
@@ -41,9 +42,13 @@ private:
         std::int64_t llMoved = 0;  // the same on the timeline
     };
     static std::int64_t Move(const Place &From, std::int64_t llTime);
+    void DropStray(AVPacket &Packet) const;
+    bool IsStep(std::int64_t llTime, std::int64_t llReordering) const;
     void BeginStretch(std::int64_t llStream);
 
+    static constexpr std::int64_t MOST_REORDERED = 20; // pictures; and a second at least
     const std::int64_t m_llPeriod;
+    const std::int64_t m_llReordering;
     bool m_bBegun = false;
     Place m_Now;
     std::optional<Place> m_Before; // where the stretch before ended
