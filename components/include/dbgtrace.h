@@ -12,9 +12,9 @@
  * its own. No SIGPIPE reaches the process, and errno is kept.
  *
  * What standard error may be: a file or block device (as fast as its file system); a socket or a pipe, whoever owns it;
- * a terminal or other character device that the process may open anew, or that is its controlling terminal. To any
- * other device, such as a console that was inherited before privileges were dropped, nothing can be written without the
- * danger of waiting: all messages to it count as lost.
+ * a terminal or other character device that the process may open anew (through /proc), or its controlling terminal. To
+ * any other device, such as a console that was inherited before privileges were dropped, nothing can be written without
+ * the danger of waiting: all messages to it count as lost.
  *
  * The services may be called with a mutex held: a thread that is cancelled (pthread_cancel) while it writes ends at its
  * next cancellation point after the call, not in it. They are not for signal handlers.
