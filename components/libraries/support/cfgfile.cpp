@@ -189,7 +189,7 @@ bool FindSetting(const char *szPath, SEARCH &tSearch) {
 void ReportFault(const char *szPath, const SEARCH &tSearch, int nTaken) {
     HDBG hDbg = nullptr;
     _DoDbgInit("SETTINGS", &hDbg);
-    if (DbgIsWritten(hDbg, DBG_LEVEL_WARNING))
+    if (DbgIsWritten(hDbg, DBG_LEVEL_WARNING) == TRUE)
         _DoDbgPrintEx(hDbg, DBG_LEVEL_WARNING, "CfgFile_GetIntValue", __FILE__, __LINE__,
                       "[%s] %s is taken as %d: line %llu of %s %s.\n", tSearch.szSection, tSearch.szKey, nTaken,
                       static_cast<unsigned long long>(tSearch.nFaultLine), szPath, tSearch.szFault);

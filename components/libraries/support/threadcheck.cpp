@@ -105,12 +105,15 @@ SlotKey slotKey;
 
 /* Of the threads only the one that forked is in the child, under another number. */
 void KeepOwnSlot() {
-    const THREAD_SLOT *const pOwn = slotKey.Get();
-    for (THREAD_SLOT &tSlot : slots)
-        if (&tSlot == pOwn)
-            tSlot.nThreadId.store(gettid(), std::memory_order_release);
-        else if (tSlot.nThreadId.load(std::memory_order_relaxed) != 0)
+    THREAD_SLOT *const pOwn = slotKey.Get();
+    const pid_t nBefore = pOwn != nullptr ? pOwn->nThreadId.load(std::memory_order_relaxed) : 0;
+    for (THREAD_SLOT &tSlot : slots) {
+        const pid_t nThreadId = tSlot.nThreadId.load(std::memory_order_relaxed);
+        if (nThreadId != 0 && nThreadId != nBefore)
             ReleaseSlot(&tSlot);
+    }
+    if (pOwn != nullptr)
+        pOwn->nThreadId.store(gettid(), std::memory_order_release);
 }
 
 THREAD_SLOT *ClaimSlot() {
