@@ -20,7 +20,7 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 WORK = ROOT / "build" / "mutation"
 EQUIVALENT = ROOT / "scripts" / "equivalent-mutants.txt"
 LIBRARIES = "components/libraries"
-TESTS = ["support_tests", "library_tests", "comparison_tests", "arithmetic_tests"]
+TESTS = ["support_tests", "library_tests", "comparison_tests", "arithmetic_tests", "together_tests"]
 TARGETS = [f"timecode_{name}" for name in TESTS]
 NOTICED_SHARE = 0.95
 
