@@ -144,20 +144,20 @@ void UseNoSource(const Request &Req) {
 }
 
 void RememberUtc(const Request &Req, const MISP_UTC &Used) {
-    MISP_UTC &Last = Req.Tc.LastRetrivedUTC;
-    Last.enTimecodeSource = Req.enTimecodeSource;
-    Last.nTimestamp64 = Req.UnchangedEncoderPTS64;
-    Last.tpInsertionTime = Used.tpInsertionTime;
-    SetUtc(Last, UtcOf(Used));
-    SetStatusByte(Last, StatusByteOf(Used));
+    MISP_UTC &LastUtc = Req.Tc.LastRetrivedUTC;
+    LastUtc.enTimecodeSource = Req.enTimecodeSource;
+    LastUtc.nTimestamp64 = Req.UnchangedEncoderPTS64;
+    LastUtc.tpInsertionTime = Used.tpInsertionTime;
+    SetUtc(LastUtc, UtcOf(Used));
+    SetStatusByte(LastUtc, StatusByteOf(Used));
 }
 
 void RememberTimecode(const Request &Req, const MISP_UTC &Used) {
-    MISP_UTC &Last = Req.Tc.LastRetrivedSMPTE12mTC;
-    SetVitc(Last, VitcOf(Used));
-    Last.enTimecodeSource = Req.enTimecodeSource;
-    Last.nTimestamp64 = Req.UnchangedEncoderPTS64;
-    Last.tpInsertionTime = Used.tpInsertionTime;
+    MISP_UTC &LastTimecode = Req.Tc.LastRetrivedSMPTE12mTC;
+    SetVitc(LastTimecode, VitcOf(Used));
+    LastTimecode.enTimecodeSource = Req.enTimecodeSource;
+    LastTimecode.nTimestamp64 = Req.UnchangedEncoderPTS64;
+    LastTimecode.tpInsertionTime = Used.tpInsertionTime;
 }
 
 void TraceEnd(const Request &Req) {
