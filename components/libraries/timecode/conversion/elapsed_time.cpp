@@ -77,7 +77,6 @@ static void PropagateCarries(Hmsf &Time, Carries Up) {
 
 BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRate, ULONG nVUIFramerate,
                             vitc_t *pVitcRecord) {
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pElapsedNsec) || !TC_IS_GIVEN(pVitcRecord) || !IsUsableRate(nEncodedPictureRate, TC_HERE))
         return FALSE;
     TC_TRACE(DBG_LEVEL_DEBUG, "ElapsedTime:%lu.%09lus, nPicRate:%d, VUIFramerate:%d.\n",
@@ -93,7 +92,6 @@ BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRat
 }
 
 BOOL _ElapsedUsecToUTC(const timespec *pElapsedNsec, INT64 *pllUTC) {
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pElapsedNsec) || !TC_IS_GIVEN(pllUTC))
         return FALSE;
     *pllUTC = WrappingSum(*pllUTC, SpanToUsec(*pElapsedNsec));

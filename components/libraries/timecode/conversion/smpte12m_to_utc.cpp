@@ -46,7 +46,6 @@ static void SetTimeOfDay(date_time_t &DateTime, const Hmsf &Time, float fMicroSe
 BOOL _SMPTE12MtoUTC(const vitc_t *pSMPTE12mRecord, int nEncodedPictureRate, ULONG nVUIFramerate, INT64 *pllUTC) {
     static time_t _tCurrentSourceLogTime;
     const time_t tNow = time(nullptr);
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pSMPTE12mRecord) || !TC_IS_GIVEN(pllUTC) || !IsUsableRate(nEncodedPictureRate, TC_HERE))
         return FALSE;
     *pllUTC = 0;

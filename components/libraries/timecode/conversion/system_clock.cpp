@@ -10,7 +10,6 @@
 namespace timecode {
 
 BOOL _GetUTCFromSystemClock(long long *pllUTC) {
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pllUTC))
         return FALSE;
     const INT64 UTCTime = ClockGetUtc();
@@ -28,7 +27,6 @@ BOOL _GetUTCFromSystemClock(long long *pllUTC) {
 BOOL _VerifyDateFromUTC(const INT64 *pllUTC) {
     static time_t _tOldTime;
     const time_t tNow = time(nullptr);
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pllUTC))
         return FALSE;
     // The calendar beneath converts every UTC; one that a platform puts in its place may not.

@@ -19,8 +19,8 @@ void StoreShared(T &Field, T Value) {
     std::atomic_ref<T>(Field).store(Value, std::memory_order_relaxed);
 }
 
-// A throttle lets a message pass when more than nSeconds have gone by since it last did. A clock set back keeps it
-// shut. It moves whether or not the trace level lets the message through.
+// Lets a message pass when more than nSeconds have gone by since it last did. After the clock steps back, no message
+// passes until the old time is reached. The stamp advances even if the level suppresses the message.
 inline bool ThrottlePasses(time_t &tLastPassage, time_t tCurrent, time_t nSeconds) {
     if (WrappingDifference(tCurrent, LoadShared(tLastPassage)) <= nSeconds)
         return false;

@@ -34,7 +34,7 @@ static void LayOutPool(tc_private_t &Tc, const timespec &tpNow) {
     }
 }
 
-// The input's state is all zero before: only what starts otherwise is set.
+// The input's state is all zero before; only fields that start with another value are set.
 static void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
     Tc.bTimeDiscontinuity = TRUE;
     Tc.enLastTimecodeSource = TCSOURCE_NOT_CHOSEN;

@@ -36,7 +36,8 @@ inline bool IsUsableRate(int nEncodedPictureRate, const Position &Here) {
     return nEncodedPictureRate != 0 && Verify(nEncodedPictureRate > 0, "nEncodedPictureRate > 0", Here);
 }
 
-// Traces a null argument by its name. Says whether the argument can be used.
+// Traces a null argument by its name. Says whether the argument can be used. Internal operations check theirs too; no
+// caller inside the library hands in null, so no test reaches their refusals.
 inline bool IsGiven(const void *pArgument, const char *szNullText, const Position &Here) {
     if (pArgument == nullptr && TraceEnabled(DBG_LEVEL_ERROR))
         _DoDbgPrintEx(g_hTCLibDbg, DBG_LEVEL_ERROR, Here.szFunction, Here.szFile, Here.nLine, szNullText, pArgument);

@@ -104,7 +104,8 @@ static Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     return Time;
 }
 
-// A picture before the previously coded one: at a number of the skip, or in the tail of a second, it goes back.
+// A picture before the previously coded one. A skipped label, or one in a second's last frames, moves back by the
+// skipped count.
 static void BackFillEarlier(Picture &Pic) {
     Hmsf &Time = Pic.Time;
     if (Time.nFrames > Pic.Rule.nHighest && Time.nFrames < Pic.Rule.nTailOfSecond)

@@ -44,7 +44,7 @@ static Nearest FindNearest(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int
         if (pUTCBuffer->enTimecodeSource != enDesiredTCSource)
             continue;
         const UINT64 Diff = DistanceTicks(CodedPicturePTS64, *pUTCBuffer);
-        // Equality replaces: of records equally far away the oldest wins.
+        // Of records equally far away the oldest wins. Each one on the way to the nearest is nearer than the last.
         if (Diff <= BestDiff) [[likely]] {
             BestDiff = Diff;
             pBestUTCBuffer = pUTCBuffer;
@@ -134,7 +134,6 @@ Match FindRecord(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesired
 BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, UINT64 CodedPicturePTS64,
                             int enDesiredTCSource, MISP_UTC *pUTC, BOOL *pbSameTSRecord, void **ppRecordAddress,
                             int enInputInterface) {
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     TC_ASSERT(pUTCList != NULL);
     TC_ASSERT(pUTCListMutex != NULL);
     TC_ASSERT(pUTC != NULL);

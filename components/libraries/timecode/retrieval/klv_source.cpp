@@ -94,7 +94,7 @@ static bool FormatTimecode(const Request &Req, bool bLds) {
 }
 
 Outcome UseKlvSource(Request &Req) {
-    // Failover changes the request's source on the way; what is done stays that of the source it began with.
+    // Failover changes the request's source on the way; the steps stay those of the source that it began with.
     const bool bLds = Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP;
     const MISP_UTC *const pUsed = UseQueuedUtc(Req);
     if (pUsed == nullptr)

@@ -15,7 +15,6 @@ namespace timecode {
 static constexpr INT64 RECOVERY_PERIOD_MS = 750;
 
 BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurrentTime) {
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     if (!TC_IS_GIVEN(pCurrentTime) || !TC_IS_GIVEN(pSourceGoodTime))
         return FALSE;
     timespec tpDiff{};
@@ -85,7 +84,6 @@ BOOL _RecoveryTimecodeSource(int enConfiguredMISBTimeSource, int enCurrentTimeco
                              const timespec *pCurrentTime, UINT64 UnchangedEncoderPTS64, int enInputInterface) {
     static time_t _tLastLogTime;
     const time_t tCurrent = time(nullptr);
-    // No caller inside the library hands in null, so no test reaches a refusal for it.
     TC_ASSERT(penNewTimecodeSouce != NULL);
     TC_ASSERT(pCurrentTime != NULL);
     const bool bInput = AssertInput(enInputInterface, TC_HERE);

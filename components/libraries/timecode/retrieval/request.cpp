@@ -82,7 +82,7 @@ const MISP_UTC *UseQueuedUtc(Request &Req) {
 static void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
     tc_private_t &Tc = Req.Tc;
     Tc.LocalUTC = Used;
-    // Under Profile 62 a timecode refreshes the last good time only where the time decides over the source.
+    // Under Profile 62 a timecode refreshes the last good time only with switching.
     if (!Req.bProfile62 || Req.bTimeSourceSwitchAllowed == TRUE)
         Tc.tpLastGoodTime = Req.tpNow;
     Tc.bTimeDiscontinuity = Tc.bTimeSourceAlive == TRUE ? FALSE : TRUE;
