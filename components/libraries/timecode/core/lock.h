@@ -59,19 +59,22 @@ private:
     int m_nLine;
 };
 
+// Its own address goes nowhere, so that the compiler keeps all of it in registers.
 class Lock {
 public:
     Lock(pthread_mutex_t &Mutex, const LockPlace &Place) : m_Mutex(Mutex), m_Place(Place) {
         m_Place.SaveWaits();
         pthread_mutex_lock(&m_Mutex);
-        if (ThreadStatesAreRecorded()) [[unlikely]]
-            Enter();
+        if (ThreadStatesAreRecorded()) [[unlikely]] {
+            m_bEntered = true;
+            m_pOuter = Enter(m_Place);
+        }
     }
     ~Lock() {
         m_Place.SaveUnlocks();
         pthread_mutex_unlock(&m_Mutex);
         if (m_bEntered) [[unlikely]]
-            Leave();
+            Leave(m_Place, m_pOuter);
         else
             m_Place.SaveHasUnlocked();
     }
@@ -79,28 +82,28 @@ public:
     Lock &operator=(const Lock &) = delete;
 
 private:
-    void Enter() {
-        m_Place.SaveHolds();
-        m_bEntered = true;
-        m_pOuter = g_pInnermost;
-        g_pInnermost = this;
+    static const LockPlace *Enter(const LockPlace &Place) {
+        Place.SaveHolds();
+        const LockPlace *const pOuter = g_pInnermost;
+        g_pInnermost = &Place;
+        return pOuter;
     }
     // A thread that holds another lock still has not left.
-    void Leave() {
-        g_pInnermost = m_pOuter;
-        if (m_pOuter != nullptr)
-            m_pOuter->m_Place.SaveHolds();
+    static void Leave(const LockPlace &Place, const LockPlace *pOuter) {
+        g_pInnermost = pOuter;
+        if (pOuter != nullptr)
+            pOuter->SaveHolds();
         else
-            m_Place.SaveHasUnlocked();
+            Place.SaveHasUnlocked();
     }
 
-    // The calling thread's locks that were taken while thread states were recorded. In the memory that every thread
-    // has from its start: any other is allocated when it is first used.
-    [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const Lock *g_pInnermost = nullptr;
+    // Where the calling thread took the innermost of its locks that were taken while thread states were recorded. In
+    // the memory that every thread has from its start: any other is allocated when it is first used.
+    [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const LockPlace *g_pInnermost = nullptr;
 
     pthread_mutex_t &m_Mutex;
     const LockPlace &m_Place;
-    const Lock *m_pOuter = nullptr;
+    const LockPlace *m_pOuter = nullptr;
     bool m_bEntered = false;
 };
 
