@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <new>
+#include <string_view>
 #include <utility>
 
 extern "C" {
@@ -58,7 +59,12 @@ void Demuxer::Open() {
     // know the wrap, and a guess at where it lies would move the times of the pictures before it.
     m_pContext->correct_ts_overflow = 0;
     const std::string szUrl = m_szPath == "-" ? "pipe:0" : m_szPath;
-    const int nOpened = avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr);
+    int nOpened = 0;
+    // What FFmpeg reads in a way of its own, such as RTSP, has no protocol.
+    if (avio_find_protocol_name(szUrl.c_str()) != nullptr)
+        m_pContext->pb = m_Source.Open(szUrl.c_str(), m_pContext->interrupt_callback, nOpened);
+    if (nOpened >= 0)
+        nOpened = avformat_open_input(&m_pContext, szUrl.c_str(), nullptr, nullptr);
     CheckStop();
     Check(nOpened, ExitCode::Input, "cannot open input '" + m_szPath + "'");
     if (m_pContext->pb != nullptr)
@@ -152,6 +158,18 @@ bool Demuxer::Read(AVPacket &Packet) {
             return true;
         }
     }
+}
+
+// The clock's packets tell, which most often are the video's own. Other formats than a transport stream have no such
+// mark.
+bool Demuxer::IsMarked(const AVPacket &Packet) {
+    if (Packet.pos < 0 || std::string_view(m_pContext->iformat->name) != "mpegts")
+        return false;
+    const AVProgram *const pProgram = av_find_program_from_stream(m_pContext, nullptr, m_nVideo);
+    const int nClockPid = pProgram != nullptr && pProgram->pcr_pid > 0 ? pProgram->pcr_pid : Video().id;
+    const bool bMarked = m_Source.TakeMark(nClockPid, m_llVideoPosition, Packet.pos);
+    m_llVideoPosition = Packet.pos;
+    return bMarked;
 }
 
 std::string Demuxer::BrokeOff() const {

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "media/av.h"
+#include "media/marked_source.h"
 
 namespace encoder {
 
@@ -29,6 +30,9 @@ public:
     // bytes are not examined. Where bytes were lost behind the beginning of the packet read last, and the last of
     // the input came in less than a packet, a whole end is taken for one inside a packet.
     bool Read(AVPacket &Packet);
+
+    // For each video packet once: the stream marks a discontinuity of its clock between the one before and it.
+    bool IsMarked(const AVPacket &Packet);
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
 
@@ -62,9 +66,11 @@ private:
     const std::atomic<bool> &m_bStop;
     std::atomic<Clock::rep> m_nWaitsSince{0}; // 0: it does not wait
     std::atomic<bool> m_bFallenSilent{false};
+    MarkedSource m_Source;
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
     int64_t m_llSize = -1;                // of a file, when it was opened
+    int64_t m_llVideoPosition = -1;       // of the video packet asked for last
     std::atomic<int64_t> m_llPosition{0}; // of the packet last read
 };
 

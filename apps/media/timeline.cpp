@@ -43,7 +43,7 @@ bool Timeline::IsStep(std::int64_t llTime, std::int64_t llReordering) const {
     return llStep < -m_llPeriod - llReordering || llStep > LARGEST_LEAP;
 }
 
-void Timeline::MoveVideo(AVPacket &Packet) {
+void Timeline::MoveVideo(AVPacket &Packet, bool bMarked) {
     const bool bHadDts = Packet.dts != AV_NOPTS_VALUE;
     DropStray(Packet);
     const bool bHasDts = Packet.dts != AV_NOPTS_VALUE;
@@ -52,7 +52,7 @@ void Timeline::MoveVideo(AVPacket &Packet) {
         return;
     if (!m_bBegun)
         m_Now = {0, llTime, llTime + PTS_WRAP};
-    else if (IsStep(llTime, bHasDts ? 0 : m_llReordering))
+    else if (bMarked || IsStep(llTime, bHasDts ? 0 : m_llReordering))
         BeginStretch(Packet.pts != AV_NOPTS_VALUE ? Packet.pts : llTime);
     m_bBegun = true;
     if (bHasDts || !bHadDts)

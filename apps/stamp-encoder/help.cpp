@@ -32,8 +32,8 @@ Input
                       source 3  KLV local sets (MISB ST 0601, tag 2) in data streams.
                     A local set without a PTS (asynchronous carriage) belongs to the picture that is sent next. Pictures
                     without a PTS, as in elementary streams and AVI, are counted on at the picture rate. Where the PTS
-                    step back, or ahead by more than 5 s, all starts anew: time stamps from before serve no picture
-                    behind, and the output goes on with moved PTS, without a gap.
+                    step back, or ahead by more than 5 s, or the stream marks a discontinuity, all starts anew: time
+                    stamps from before serve no picture behind, and the output goes on with moved PTS, without a gap.
                     "-" is the standard input, which serves one input only.
                     A connection that falls silent is waited for; "?timeout=3000000" behind udp:// or tcp:// makes it
                     an error after 3 s, --end-after-silence 3 a good end.

@@ -67,7 +67,7 @@ void Producer::ReadAll() {
 }
 
 void Producer::TakeVideoPacket(AVPacket &Packet) {
-    m_Timeline.MoveVideo(Packet);
+    m_Timeline.MoveVideo(Packet, m_Demuxer.IsMarked(Packet));
     Coded &Of = m_InDecoder[++m_nVideoPackets];
     Of.nStretch = m_Timeline.Stretch();
     TakePacketsBeside(&Packet, Of);

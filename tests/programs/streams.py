@@ -3,7 +3,7 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...    thin-klv=6  shift-klv=900  late-klv=400000  strip-klv  strip-video=15
-                                                 shift=90000  seconds=0:5  join=FILE
+                                                 shift=90000  seconds=0:5  join=FILE  mark-join=FILE
 """
 
 import sys
@@ -38,9 +38,16 @@ class Packet:
             time = (time + ticks) % WRAP
             self.data[at:at + 5] = bytes([self.data[at] & 0xF0 | time >> 30 << 1 | 1, time >> 22 & 0xFF,
                                           time >> 14 & 0xFE | 1, time >> 7 & 0xFF, time << 1 & 0xFE | 1])
-        if self.data[3] & 0x20 and self.data[4] and self.data[5] & 0x10:  # the program clock
+        if self.has_clock():
             clock = (int.from_bytes(self.data[6:11], "big") >> 7) + ticks
             self.data[6:11] = ((clock % WRAP) << 7 | self.data[10] & 0x7F).to_bytes(5, "big")
+
+    def has_clock(self):
+        return self.data[3] & 0x20 and self.data[4] and self.data[5] & 0x10
+
+    def mark(self):
+        """Says that the clock begins anew."""
+        self.data[5] |= 0x80
 
     def strip(self):
         """Takes PTS and DTS away; stuffing stands in their place."""
@@ -128,6 +135,10 @@ class Stream:
     def join(self, other):
         self.packets += other.packets
 
+    def mark_join(self, other):
+        next(packet for packet in other.packets if packet.has_clock()).mark()
+        self.join(other)
+
     def bytes(self):
         """The packets of each stream counted without a gap."""
         counters = {}
@@ -142,7 +153,8 @@ def change(source, target, *operations):
     stream = Stream(Path(source).read_bytes())
     for operation in operations:
         name, _, value = operation.partition("=")
-        given = {"join": lambda: [Stream(Path(value).read_bytes())], "seconds": lambda: [value],
+        joined = (lambda: [Stream(Path(value).read_bytes())])
+        given = {"join": joined, "mark-join": joined, "seconds": lambda: [value],
                  "strip-klv": lambda: []}.get(name, lambda: [int(value)])()
         getattr(stream, name.replace("-", "_"))(*given)
     Path(target).write_bytes(stream.bytes())

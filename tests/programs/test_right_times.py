@@ -127,6 +127,14 @@ def test_no_time_of_another_recording_behind_a_step(made, coded, shift, argument
     assert run.claimed(what="steps of the input's PTS") == 1
 
 
+@pytest.mark.parametrize("join, timed", [pytest.param("join", 2 * ALL, id="a_gap"),
+                                         pytest.param("mark-join", ALL, id="a_marked_step")])
+def test_no_local_set_reaches_over_a_marked_step(made, coded, join, timed):
+    second = change(made(*SILENT), "second.ts", f"shift={(SECONDS + 2) * 90000}")
+    _, shown = coded(change(made(*SETS_ONLY), "in.ts", f"{join}={second}"), "--source", 3, "--lds-reach", 7)
+    assert (len(shown), len(errors_ms(shown))) == (2 * ALL, timed)
+
+
 def test_time_and_timecode_begin_anew_behind_a_step(made, coded):
     second = made(start="18:30:00")
     _, shown = coded(change(made(), "in.ts", f"join={second}"))

@@ -1,0 +1,42 @@
+// The bytes of an input on their way to FFmpeg, in which marked discontinuities of a transport stream are looked for:
+// FFmpeg itself tells of none.
+#ifndef ENCODER_MEDIA_MARKED_SOURCE_H
+#define ENCODER_MEDIA_MARKED_SOURCE_H
+
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "media/av.h"
+
+namespace encoder {
+
+class MarkedSource {
+public:
+    MarkedSource() = default;
+    ~MarkedSource();
+    MarkedSource(const MarkedSource &) = delete;
+    MarkedSource &operator=(const MarkedSource &) = delete;
+
+    // Gives what FFmpeg is to read from, which stays this object's, or null and FFmpeg's error in nResult.
+    AVIOContext *Open(const char *szUrl, const AVIOInterruptCB &Interrupt, int &nResult);
+
+    // A packet with this PID marks a discontinuity, and begins behind one byte of the input but not behind another.
+    // Asked once for each stretch of bytes, in order.
+    bool TakeMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo);
+
+private:
+    static int Read(void *pSelf, std::uint8_t *pBuffer, int nSize);
+    static std::int64_t Seek(void *pSelf, std::int64_t llOffset, int nWhence);
+    void LookAt(const std::uint8_t *pBytes, size_t nSize);
+
+    AVIOContext *m_pIn = nullptr;
+    AVIOContext *m_pOut = nullptr;
+    std::vector<std::uint8_t> m_Rest; // read last, and not yet a packet and the beginning of the next
+    std::int64_t m_llRestBegins = 0;
+    std::set<std::pair<std::int64_t, int>> m_Marks; // place of the packet, PID
+};
+
+} // namespace encoder
+
+#endif
