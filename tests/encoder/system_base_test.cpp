@@ -1,0 +1,61 @@
+// The base pair of system time: it must follow the system clock, and must not follow how fast a file is read.
+#include <gtest/gtest.h>
+
+#include "stamp-encoder/system_base.h"
+
+namespace encoder {
+namespace {
+
+constexpr UINT64 MINUTE_TICKS = 60 * 90000;
+constexpr INT64 MINUTE_USEC = 60'000'000;
+constexpr UINT64 WRAP = UINT64_C(1) << 33;
+constexpr INT64 UTC = 1'700'000'000'000'000;
+
+struct Row {
+    const char *szCase;
+    UINT64 nTicks; // from the first picture to the one that renews
+    INT64 llRead;  // when that one is read, after the first
+    INT64 llUTC;   // of the pair then, after the first
+    bool bSamePTS; // the pair is still that of the first picture
+};
+
+TEST(SystemBase, IsRenewedFromPicturesThatComeAtTheirPace) {
+    const Row rows[] = {
+        {.szCase = "too young", .nTicks = MINUTE_TICKS - 1, .llRead = MINUTE_USEC + 3000, .llUTC = 0, .bSamePTS = true},
+        {.szCase = "the input's clock drifts",
+         .nTicks = MINUTE_TICKS,
+         .llRead = MINUTE_USEC + 3000,
+         .llUTC = MINUTE_USEC + 3000,
+         .bSamePTS = false},
+        {.szCase = "a file is read fast",
+         .nTicks = MINUTE_TICKS,
+         .llRead = 500'000,
+         .llUTC = MINUTE_USEC,
+         .bSamePTS = false},
+        {.szCase = "a picture before the first", .nTicks = WRAP - 3000, .llRead = 0, .llUTC = 0, .bSamePTS = true},
+    };
+    for (const Row &Each : rows) {
+        for (const UINT64 nFirst : {UINT64_C(900000), WRAP - 1000}) { // the second wraps on the way
+            SystemBase Base;
+            Base.Renew(nFirst, UTC);
+            const UINT64 nPTS = (nFirst + Each.nTicks) % WRAP;
+            Base.Renew(nPTS, UTC + Each.llRead);
+            EXPECT_EQ(Base.UTC() - UTC, Each.llUTC) << Each.szCase;
+            EXPECT_EQ(Base.PTS(), Each.bSamePTS ? nFirst : nPTS) << Each.szCase;
+        }
+    }
+}
+
+TEST(SystemBase, FollowsForADayWithoutALeap) {
+    SystemBase Base;
+    for (UINT64 nPicture = 0; nPicture < UINT64_C(30) * 86400; nPicture += 450) { // every 15 s, over the wrap
+        const INT64 llRead = UTC + static_cast<INT64>(nPicture) * 1'000'000 / 30;
+        Base.Renew(nPicture * 3000 % WRAP, llRead);
+        const INT64 llAge = CalcPTSDiff(Base.PTS(), nPicture * 3000 % WRAP);
+        ASSERT_TRUE(llAge >= 0 && llAge <= static_cast<INT64>(MINUTE_TICKS)) << nPicture;
+        ASSERT_EQ(Base.UTC() + llAge * 100 / 9, llRead) << nPicture;
+    }
+}
+
+} // namespace
+} // namespace encoder
