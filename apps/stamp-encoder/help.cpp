@@ -79,10 +79,10 @@ Time
   --resync N        the timecode in the stream is the picture's own label where source 2 gave it one. Otherwise it is
                     counted on from the first picture with a time, and seeded again, which is said and counted, where
                     it and the time are more than N frames apart (default 2; 0: never). Numbers that nobody drops drift
-                    by nature: at 23.976, 14.985 and 119.88 Hz by a frame in 1000, so that 23.976 Hz is seeded again
-                    every two minutes. Drop-frame numbers at 29.97 and 59.94 Hz drift by 2.6 and 5.2 frames a day.
-                    Above 60 Hz SMPTE ST 12-1 has no numbers: such a stream gets no timecode, and none is read. At 59.94
-                    Hz four numbers are dropped, which pic_timing can only call "unspecified" (counting_type 6)
+                    by nature: at 23.976 and 14.985 Hz, as they would at 119.88 Hz, by a frame in 1000, so that 23.976
+                    Hz is seeded again every 83 s. Drop-frame numbers at 29.97 and 59.94 Hz drift by 2.6 and 5.2 frames
+                    a day. Above 60 Hz SMPTE ST 12-1 has no numbers: such a stream gets no timecode, and none is read.
+                    At 59.94 Hz four numbers are dropped, which pic_timing can only call "unspecified" (counting_type 6)
 
 Output
   -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.
