@@ -7,6 +7,7 @@ target_compile_features(timecode_flags INTERFACE c_std_11 cxx_std_20)
 target_compile_definitions(timecode_flags INTERFACE _GNU_SOURCE)
 target_compile_options(timecode_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Wundef -Wformat-security
+    "$<$<COMPILE_LANGUAGE:CXX>:SHELL:-include ${PROJECT_SOURCE_DIR}/cmake/older_tools.h>"
     # Single-precision steps must round the same on every machine.
     -ffp-contract=off
     # The same sources give the same bytes in every folder. A debug build keeps the paths, for debuggers and coverage.

@@ -7,6 +7,10 @@
 #ifndef XTYPES_H
 #define XTYPES_H
 
+#ifndef __LP64__
+#error "the timecode library is for 64-bit systems (LP64)"
+#endif
+
 #include <stddef.h>
 #include <stdint.h>
 

@@ -176,6 +176,12 @@ def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
     assert pkg_config(libraries, "--cflags", "--libs", **options) == flags.split()
 
 
+def test_headers_refuse_32_bits(source):
+    done = subprocess.run(["gcc", "-m32", "-fsyntax-only", "-x", "c", source / "components/include/timecode.h"],
+                          stderr=subprocess.PIPE, check=False, text=True)
+    assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr
+
+
 def test_objects_are_hardened(prefix):
     """Buffers and stacks guarded, relocations read-only before the program starts, programs at any address."""
     for file in [*libraries_of(prefix).glob("*.so"), *(prefix / "bin").iterdir()]:
