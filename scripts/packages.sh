@@ -28,8 +28,16 @@ ensure_packages() {
     }
 }
 
-BUILD_PACKAGES="g++ cmake make pkg-config libavformat-dev libavcodec-dev libavfilter-dev libavutil-dev"
-TEST_PACKAGES="libgtest-dev libgmock-dev libbenchmark-dev binutils ffmpeg python3-pytest"
+# build_depends [PROFILE]: what debian/control names for a build, or for a build profile alone; not debhelper.
+build_depends() {
+    sed -n '/^Build-Depends:/,/^[^B ]/s/^ \([a-z0-9.+-]*\).*/\1 &/p' debian/control |
+        awk -v profile="${1:-nocheck}" -v only="${1:-}" '
+            !/debhelper/ && (only != "") == (index($0, "<!" profile ">") > 0) { print $1 }'
+}
+
+BUILD_PACKAGES="g++ make $(build_depends)"
+TEST_PACKAGES="libbenchmark-dev binutils git $(build_depends nocheck)"
+PACKAGE_PACKAGES="dpkg-dev debhelper fakeroot lintian"
 BENCHMARK_PACKAGES="libbenchmark-dev libltc-dev libgstreamer-plugins-base1.0-dev binutils python3"
 DEMO_PACKAGES="gnuplot-nox ffmpeg"
 ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest"
