@@ -140,7 +140,7 @@ Cursor Comparison::CursorOf(int nInput, void *pCursor) {
     if (nInput < 0 || nInput >= NUM_VIDEO_INPUTS)
         return {Cursor::Kind::Foreign};
     const Addresses &Known = s_Addresses.at(static_cast<size_t>(nInput));
-    const auto pFound = std::ranges::find(Known, pCursor);
+    const auto *const pFound = std::ranges::find(Known, pCursor);
     if (pFound == Known.end())
         return {Cursor::Kind::Foreign};
     return {Cursor::Kind::Record, static_cast<int>(pFound - Known.begin())};

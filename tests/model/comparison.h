@@ -19,7 +19,7 @@ public:
     void Start(int enRevision);
     void Stop();
     int Revision();
-    void SetMaxLevel(int nLevel);
+    static void SetMaxLevel(int nLevel);
     BOOL Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull = false);

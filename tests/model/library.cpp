@@ -513,7 +513,7 @@ void Library::FailOver(Picture &Pic) {
 }
 
 // Keeps what a queued record gave.
-void Library::Remember(Picture &Pic) {
+void Library::Remember(const Picture &Pic) {
     Input &In = Pic.In;
     if (Pic.bUtcUsed) {
         In.LastUtc.enSource = Pic.enSource;

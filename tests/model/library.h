@@ -151,7 +151,7 @@ private:
     timespec CarryTimecode(Picture &Pic);
     void UseNoSource(Picture &Pic);
     void FailOver(Picture &Pic);
-    void Remember(Picture &Pic);
+    static void Remember(const Picture &Pic);
     void Recover(Picture &Pic);
     int RecoveredSource(Picture &Pic);
     bool HasReturned(Picture &Pic, int enCandidate);

@@ -16,6 +16,11 @@ constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
 constexpr UINT64 WRAP = UINT64{1} << 33;
 constexpr UINT64 LAST = std::numeric_limits<UINT64>::max();
 
+void SetClock(INT64 nSec, INT64 nNsec) {
+    g_Clock.nSec = nSec;
+    g_Clock.nNsec = nNsec;
+}
+
 } // namespace
 
 void Session::Run() {
@@ -57,7 +62,7 @@ void Session::Step() {
     else if (nKind == 25)
         m_Both.Flush(m_nUsed = Input());
     else if (nKind == 26)
-        m_Both.SetMaxLevel(OneIn(4) ? static_cast<int>(Below(9)) : DBG_LEVEL_DEBUG);
+        Comparison::SetMaxLevel(OneIn(4) ? static_cast<int>(Below(9)) : DBG_LEVEL_DEBUG);
     else
         (this->*RARE[Below(std::size(RARE))])();
 }
@@ -264,11 +269,6 @@ void Session::Number() {
         Context.OldSystemTC = m_Both.Number(Context, nPts, bNullContext, bNullNew);
         Context.OldTimestamp64 = nPts;
     }
-}
-
-void Session::SetClock(INT64 nSec, INT64 nNsec) {
-    g_Clock.nSec = nSec;
-    g_Clock.nNsec = nNsec;
 }
 
 // Mostly on by a picture's time or by a time just at a limit; it also steps back, stands still and fails.

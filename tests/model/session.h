@@ -39,7 +39,6 @@ private:
     void Ask();
     void AskSystem();
     void MoveClock();
-    void SetClock(INT64 nSec, INT64 nNsec);
     void Restart();
     void ReadStatistics();
     void ResetStatistics();
