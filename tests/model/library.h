@@ -85,7 +85,7 @@ public:
     std::optional<int> CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull);
     void Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPts, vitc_t *pNew);
 
-    [[nodiscard]] std::vector<Record> OldestFirst(int nInput) const;
+    [[nodiscard]] std::vector<Record> OldestFirst(int nInput);
 
     int nMaxLevel = 0; // of the trace handle; set to 7 by a start
     Said TakeSaid();
@@ -132,6 +132,7 @@ private:
         BYTE nStatusShown = 0;
     };
 
+    Input &At(int nInput) { return m_Inputs.at(static_cast<size_t>(nInput)); }
     void Say(int nLevel);
     void SayAtMost(int nLevel, Throttle &Last, INT64 nSeconds); // not again within so many seconds
     bool Report(bool bFault);                                   // and returns it
