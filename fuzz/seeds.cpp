@@ -48,9 +48,16 @@ int main(int nArguments, char **pszArguments) {
         return 1;
     }
     const std::filesystem::path Folder = pszArguments[1];
-    const std::vector<std::uint8_t> Slice = {0, 0, 0, 1, 0x65, 0x88, 0x84, 0x00, 0x21};
+    // Parameter sets of x264 with pic_struct and delays, an SEI of each kind, a slice.
+    const std::vector<std::uint8_t> Picture = {
+        0,    0,    0,    1,    0x67, 0x64, 0x00, 0x15, 0xAC, 0xE8, 0x44, 0xD8, 0x08, 0x80, 0x00, 0x00,
+        0x03, 0x00, 0x80, 0x00, 0x00, 0x19, 0x30, 0x10, 0x03, 0x0D, 0x00, 0x0C, 0x35, 0x49, 0x84, 0x01,
+        0xF1, 0x42, 0xAA, 0,    0,    0,    1,    0x68, 0xDE, 0x0F, 0xCB, 0,    0,    0,    1,    0x06,
+        0x01, 0x03, 0x00, 0x14, 0x0C, 0x80, 0,    0,    0,    1,    0x65, 0x88, 0x84, 0x00, 0x21};
+    SeiWriter Writer(false);
     Write(Folder / "formats/access-unit",
-          WithKind(0, InsertSei(Slice, UtcStamp{0x1F, 1'767'225'600'000'000}, TimecodeLabel{1, 2, 3, 4, true})));
+          WithKind(0, Writer.Insert(Picture, UtcStamp{0x1F, 1'767'225'600'000'000}, TimecodeLabel{1, 2, 3, 4, true})
+                          .AccessUnit));
     Write(Folder / "formats/local-set", WithKind(0, BuildLocalSet(1'767'225'600'000'000)));
     Write(Folder / "formats/label", WithKind(0, TextBytes("01:02:03;04")));
     Write(Folder / "settings/plain", TextBytes("[SYSTEM]\nMISPRevision = 20162\n"));

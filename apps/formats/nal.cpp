@@ -14,10 +14,6 @@ constexpr std::uint8_t EMULATION_PREVENTION = 3;
 constexpr std::uint8_t TRAILING_BITS = 0x80;
 constexpr std::uint8_t NUMBER_CONTINUES = 0xFF;
 
-std::size_t HeaderSize(bool bHevc) {
-    return bHevc ? 2 : 1;
-}
-
 // Offset of the next 00 00 01, or the end.
 std::size_t FindStartCode(Bytes Data) {
     for (std::size_t n = 0; n + START_CODE_SIZE <= Data.size(); ++n)
@@ -129,7 +125,7 @@ std::vector<std::uint8_t> AddEmulationPrevention(Bytes Nal) {
 }
 
 SeiReader::SeiReader(Bytes UnescapedNal, bool bHevc)
-    : m_Rest(UnescapedNal.subspan(std::min(HeaderSize(bHevc), UnescapedNal.size()))) {}
+    : m_Rest(UnescapedNal.subspan(std::min(NalHeaderSize(bHevc), UnescapedNal.size()))) {}
 
 std::optional<SeiMessage> SeiReader::Next() {
     const Bytes Used = WithoutTrailingZeros(m_Rest);

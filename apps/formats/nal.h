@@ -38,6 +38,10 @@ private:
     bool m_bBroken = false;
 };
 
+constexpr std::size_t NalHeaderSize(bool bHevc) {
+    return bHevc ? 2 : 1;
+}
+
 // The NAL unit's type by its header; -1 for an empty one.
 int NalType(Bytes Nal, bool bHevc);
 
@@ -56,6 +60,7 @@ struct SeiMessage {
 
 constexpr std::size_t SEI_PIC_TIMING = 1;
 constexpr std::size_t SEI_USER_DATA_UNREGISTERED = 5;
+constexpr std::size_t SEI_TIME_CODE = 136; // of HEVC
 
 // Gives the messages of one SEI NAL unit, whose emulation prevention has been removed.
 class SeiReader {

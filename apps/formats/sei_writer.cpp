@@ -1,60 +1,45 @@
-// Writes a coded picture's time into it: the MISB ST 0604 time stamp and the timecode of the pic_timing message.
-// The encoder's SEI NAL units stay where they are, without the pic_timing message; one NAL unit is added after them.
+// Writes a coded picture's time into it: the MISB ST 0604 time stamp and the timecode.
+// The SEI NAL units that are there stay where they are, without what is replaced; one NAL unit is added after them.
 #include "formats/sei_writer.h"
 
+#include <algorithm>
 #include <utility>
 
-#include "formats/nal.h"
+#include "formats/bits.h"
 
 namespace encoder {
 namespace {
 
-constexpr NalFormat ANNEX_B_H264 = {};
-constexpr int FIRST_SLICE_TYPE = 1; // types 1 to 5 are slices
-constexpr int LAST_SLICE_TYPE = 5;
-constexpr std::uint8_t SEI_NAL_HEADER = 6;
-constexpr std::uint8_t TRAILING_BITS = 0x80;
 constexpr unsigned MAX_PIC_STRUCT = 8;
+constexpr std::uint8_t TRAILING_BITS = 0x80;
 
-class BitWriter {
-public:
-    void Put(unsigned nValue, int nBits) {
-        for (int nBit = nBits - 1; nBit >= 0; --nBit) {
-            if (m_nFilled == 0)
-                m_Data.push_back(0);
-            m_Data.back() = static_cast<std::uint8_t>(m_Data.back() | (nValue >> nBit & 1) << (7 - m_nFilled));
-            m_nFilled = (m_nFilled + 1) % 8;
-        }
-    }
-
-    // Ends an SEI payload: a one and zeros up to the next whole byte.
-    std::vector<std::uint8_t> Finish() {
-        if (m_nFilled != 0)
-            Put(1, 1);
-        m_nFilled = 0;
-        return std::move(m_Data);
-    }
-
-private:
-    std::vector<std::uint8_t> m_Data;
-    int m_nFilled = 0; // bits used of the last byte
-};
-
-bool Fits(const TimecodeLabel &Label) {
-    constexpr int FRAME_NUMBERS = 256;
-    TimecodeLabel Counted = Label;
-    Counted.bDropFrame = false;
-    return IsValid(Counted, FRAME_NUMBERS);
+bool IsSlice(Bytes Nal, bool bHevc) {
+    const int nType = NalType(Nal, bHevc);
+    return bHevc ? nType >= 0 && nType < 32 : nType >= 1 && nType <= 5;
 }
 
-int ClockTimestamps(unsigned nPicStruct) {
-    constexpr int COUNTS[MAX_PIC_STRUCT + 1] = {1, 1, 1, 2, 2, 3, 3, 2, 3};
+// The prefix of an H.264 slice belongs to the slice behind it.
+bool IsPicture(Bytes Nal, bool bHevc) {
+    constexpr int H264_PREFIX = 14;
+    return IsSlice(Nal, bHevc) || (!bHevc && NalType(Nal, false) == H264_PREFIX);
+}
+
+bool Fits(const TimecodeLabel &Label, bool bHevc) {
+    TimecodeLabel Counted = Label;
+    Counted.bDropFrame = false;
+    return IsValid(Counted, bHevc ? 512 : 256);
+}
+
+// The clock time stamps of a picture with a pic_struct: one for each of its fields, in the order in which they are
+// shown, or for a frame and its repetitions.
+unsigned ClockTimestamps(unsigned nPicStruct) {
+    constexpr unsigned COUNTS[MAX_PIC_STRUCT + 1] = {1, 1, 1, 2, 2, 3, 3, 2, 3};
     return COUNTS[nPicStruct];
 }
 
-// H.264, D.2.3: counting type 4 leaves out the two lowest numbers of a minute. Nothing there leaves out four, as
-// drop-frame numbering at 59.94 Hz does, but "unspecified numbers of unspecified" counts, type 6. Readers show
-// drop-frame labels as such only where both a counting type and the dropped flag say so.
+// H.264, D.2.3, and H.265, D.3.27: counting type 4 leaves out the two lowest numbers of a minute. Nothing there leaves
+// out four, as drop-frame numbering at 59.94 Hz does, but "unspecified numbers of unspecified" counts, type 6. Readers
+// show drop-frame labels as such only where both a counting type and the dropped flag say so.
 unsigned CountingType(const TimecodeLabel &Label, unsigned nDropped) {
     constexpr unsigned NO_DROP = 0;
     constexpr unsigned DROP_TWO = 4;
@@ -64,24 +49,47 @@ unsigned CountingType(const TimecodeLabel &Label, unsigned nDropped) {
     return nDropped == 2 ? DROP_TWO : DROP_UNSPECIFIED;
 }
 
-std::vector<std::uint8_t> BuildPicTiming(unsigned nPicStruct, const TimecodeLabel &Label, unsigned nDropped) {
-    const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
-    BitWriter Bits;
-    Bits.Put(nPicStruct, 4);
-    Bits.Put(1, 1);                   // clock_timestamp_flag
-    Bits.Put(bInterlaced ? 1 : 0, 2); // ct_type
-    Bits.Put(1, 1);                   // nuit_field_based_flag: a clock tick lasts a field, as libx264 has it
+void PutLabel(BitWriter &Bits, const TimecodeLabel &Label, unsigned nDropped, unsigned nFrameBits) {
     Bits.Put(CountingType(Label, nDropped), 5);
     Bits.Put(1, 1);                        // full_timestamp_flag
     Bits.Put(0, 1);                        // discontinuity_flag
     Bits.Put(Label.bDropFrame ? 1 : 0, 1); // cnt_dropped_flag
-    Bits.Put(static_cast<unsigned>(Label.nFrames), 8);
+    Bits.Put(static_cast<unsigned>(Label.nFrames), nFrameBits);
     Bits.Put(static_cast<unsigned>(Label.nSeconds), 6);
     Bits.Put(static_cast<unsigned>(Label.nMinutes), 6);
     Bits.Put(static_cast<unsigned>(Label.nHours), 5);
-    Bits.Put(0, 24); // time_offset
-    for (int n = 1; n < ClockTimestamps(nPicStruct); ++n)
-        Bits.Put(0, 1);
+}
+
+// Both fields of a frame have its label.
+std::vector<std::uint8_t> BuildPicTiming(const PicTimingFormat &Format, Bytes OldTiming, const TimecodeLabel &Label,
+                                         unsigned nDropped) {
+    BitReader Old(OldTiming);
+    BitWriter Bits;
+    if (Format.bDelays) {
+        Bits.Put(Old.Take(Format.nRemovalBits), Format.nRemovalBits);
+        Bits.Put(Old.Take(Format.nOutputBits), Format.nOutputBits);
+    }
+    const unsigned nOldStruct = Old.Take(4);
+    const unsigned nPicStruct = nOldStruct <= MAX_PIC_STRUCT ? nOldStruct : 0;
+    const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
+    Bits.Put(nPicStruct, 4);
+    for (unsigned n = 0; n < ClockTimestamps(nPicStruct); ++n) {
+        Bits.Put(1, 1);                   // clock_timestamp_flag
+        Bits.Put(bInterlaced ? 1 : 0, 2); // ct_type
+        Bits.Put(1, 1);                   // nuit_field_based_flag: a clock tick lasts a field
+        PutLabel(Bits, Label, nDropped, 8);
+        Bits.Put(0, Format.nOffsetBits);
+    }
+    return Bits.Finish();
+}
+
+std::vector<std::uint8_t> BuildTimeCode(const TimecodeLabel &Label, unsigned nDropped) {
+    BitWriter Bits;
+    Bits.Put(1, 2); // num_clock_ts
+    Bits.Put(1, 1); // clock_timestamp_flag
+    Bits.Put(0, 1); // units_field_based_flag: a clock tick lasts a frame
+    PutLabel(Bits, Label, nDropped, 9);
+    Bits.Put(0, 5); // time_offset_length
     return Bits.Finish();
 }
 
@@ -90,68 +98,130 @@ void AppendNal(std::vector<std::uint8_t> &Out, Bytes Nal) {
     Out.insert(Out.end(), Nal.begin(), Nal.end());
 }
 
-void AppendSei(std::vector<std::uint8_t> &Out, std::vector<std::uint8_t> Sei) {
-    if (Sei.size() <= 1)
+void AppendSei(std::vector<std::uint8_t> &Out, std::vector<std::uint8_t> Sei, std::size_t nHeaderSize) {
+    if (Sei.size() <= nHeaderSize)
         return;
     Sei.push_back(TRAILING_BITS);
     AppendNal(Out, AddEmulationPrevention(Sei));
 }
 
-// Appends an SEI NAL unit without its pic_timing message, and returns that message's pic_struct. A NAL unit that has
-// none, or that cannot be read to its end, goes through as it is.
-std::optional<unsigned> AppendWithoutPicTiming(std::vector<std::uint8_t> &Out, Bytes Nal) {
+// Which messages are replaced: their own kinds must not be there twice.
+struct Replaced {
+    bool bHevc;
+    bool bStamp;
+    bool bTimecode;
+
+    bool Has(const SeiMessage &Message) const {
+        if (Message.nPayloadType == SEI_USER_DATA_UNREGISTERED)
+            return bStamp && ReadStampPayload(Message.Payload, bHevc).enResult != ReadResult::NotOurs;
+        return bTimecode && Message.nPayloadType == (bHevc ? SEI_TIME_CODE : SEI_PIC_TIMING);
+    }
+};
+
+// Appends an SEI NAL unit without what is replaced. One that has nothing of it, or that cannot be read to its end, goes
+// through as it is.
+void AppendWithoutReplaced(std::vector<std::uint8_t> &Out, Bytes Nal, const Replaced &Ours) {
     const auto Body = RemoveEmulationPrevention(Nal);
-    std::vector<std::uint8_t> Kept = {Nal[0]};
-    std::optional<unsigned> nPicStruct;
-    SeiReader Messages(Body, false);
+    const std::size_t nHeaderSize = NalHeaderSize(Ours.bHevc);
+    std::vector<std::uint8_t> Kept(Nal.begin(), Nal.begin() + static_cast<std::ptrdiff_t>(nHeaderSize));
+    SeiReader Messages(Body, Ours.bHevc);
     bool bWhole = true;
+    bool bFound = false;
     while (const auto Message = Messages.Next()) {
         bWhole = bWhole && Message->bComplete;
-        if (Message->nPayloadType != SEI_PIC_TIMING || Message->Payload.empty())
-            AppendSeiMessage(Kept, Message->nPayloadType, Message->Payload);
+        if (Ours.Has(*Message))
+            bFound = true;
         else
-            nPicStruct = Message->Payload[0] >> 4;
+            AppendSeiMessage(Kept, Message->nPayloadType, Message->Payload);
     }
-    if (bWhole && nPicStruct)
-        AppendSei(Out, std::move(Kept));
+    if (bWhole && bFound)
+        AppendSei(Out, std::move(Kept), nHeaderSize);
     else
         AppendNal(Out, Nal);
-    return bWhole ? nPicStruct : std::nullopt;
 }
 
-void AppendTime(std::vector<std::uint8_t> &Out, const std::optional<UtcStamp> &Stamp, const TimecodeLabel *pLabel,
-                unsigned nDropped, unsigned nPicStruct) {
-    std::vector<std::uint8_t> Sei = {SEI_NAL_HEADER};
-    if (pLabel != nullptr)
-        AppendSeiMessage(Sei, SEI_PIC_TIMING,
-                         BuildPicTiming(nPicStruct <= MAX_PIC_STRUCT ? nPicStruct : 0, *pLabel, nDropped));
-    if (Stamp)
-        AppendSeiMessage(Sei, SEI_USER_DATA_UNREGISTERED, BuildStampPayload(*Stamp));
-    AppendSei(Out, std::move(Sei));
+// The payload of the last whole pic_timing message before the picture.
+std::vector<std::uint8_t> PicTimingIn(Bytes SeiNal) {
+    const auto Body = RemoveEmulationPrevention(SeiNal);
+    std::vector<std::uint8_t> Found;
+    SeiReader Messages(Body, false);
+    while (const auto Message = Messages.Next())
+        if (Message->nPayloadType == SEI_PIC_TIMING && Message->bComplete)
+            Found.assign(Message->Payload.begin(), Message->Payload.end());
+    return Found;
+}
+
+// An HEVC message belongs to the layer of time of the picture behind it.
+std::vector<std::uint8_t> SeiHeader(Bytes Slice, bool bHevc) {
+    constexpr std::uint8_t H264_SEI = 6;
+    constexpr std::uint8_t HEVC_PREFIX_SEI = 39 << 1;
+    if (!bHevc)
+        return {H264_SEI};
+    return {HEVC_PREFIX_SEI, static_cast<std::uint8_t>(Slice.size() > 1 && (Slice[1] & 7) != 0 ? Slice[1] & 7 : 1)};
 }
 
 } // namespace
 
-std::vector<std::uint8_t> InsertSei(Bytes AccessUnit, const std::optional<UtcStamp> &Stamp,
-                                    const std::optional<TimecodeLabel> &Label, unsigned nDropped) {
-    const TimecodeLabel *const pShown = Label && Fits(*Label) ? &*Label : nullptr;
-    std::vector<std::uint8_t> Out;
-    Out.reserve(AccessUnit.size() + 128);
-    unsigned nPicStruct = 0;
-    bool bWritten = false;
-    NalReader Nals(AccessUnit, ANNEX_B_H264);
-    while (const auto Nal = Nals.Next()) {
-        const int nType = NalType(*Nal, false);
-        if (!bWritten && nType >= FIRST_SLICE_TYPE && nType <= LAST_SLICE_TYPE) {
-            AppendTime(Out, Stamp, pShown, nDropped, nPicStruct);
-            bWritten = true;
-        }
-        if (pShown != nullptr && !bWritten && IsSei(*Nal, false))
-            nPicStruct = AppendWithoutPicTiming(Out, *Nal).value_or(nPicStruct);
-        else
-            AppendNal(Out, *Nal);
+void SeiWriter::TakeHeaders(Bytes Nals) {
+    NalReader Reader(Nals, {m_bHevc, 0});
+    while (const auto Nal = Reader.Next())
+        if (!m_bHevc)
+            m_Headers.Take(*Nal);
+}
+
+// Empty where the stream has no place for it.
+std::vector<std::uint8_t> SeiWriter::TimecodeMessage(Bytes Slice, Bytes OldTiming, const TimecodeLabel &Label) const {
+    if (m_bHevc)
+        return BuildTimeCode(Label, m_nDropped);
+    const std::optional<PicTimingFormat> Format = m_Headers.FormatOf(Slice);
+    const bool bNeedsOld = Format && (Format->bDelays || !Format->bFramesOnly);
+    if (!Format || !Format->bPicStruct || (bNeedsOld && OldTiming.empty()))
+        return {};
+    return BuildPicTiming(*Format, OldTiming, Label, m_nDropped);
+}
+
+SeiWriter::Result SeiWriter::Insert(Bytes AccessUnit, const std::optional<UtcStamp> &Stamp,
+                                    const std::optional<TimecodeLabel> &Label) {
+    std::vector<Bytes> Nals;
+    std::optional<std::size_t> Picture;
+    std::vector<std::uint8_t> OldTiming;
+    NalReader Reader(AccessUnit, {m_bHevc, 0});
+    while (const auto Nal = Reader.Next()) {
+        if (!Picture && IsPicture(*Nal, m_bHevc))
+            Picture = Nals.size();
+        if (!m_bHevc && !Picture)
+            m_Headers.Take(*Nal);
+        if (!m_bHevc && !Picture && IsSei(*Nal, false))
+            if (auto Found = PicTimingIn(*Nal); !Found.empty())
+                OldTiming = std::move(Found);
+        Nals.push_back(*Nal);
     }
-    return bWritten ? Out : std::vector<std::uint8_t>(AccessUnit.begin(), AccessUnit.end());
+    if (!Picture)
+        return {{AccessUnit.begin(), AccessUnit.end()}, false};
+
+    std::vector<std::uint8_t> Timecode;
+    const auto Slice = std::ranges::find_if(Nals, [this](Bytes Nal) { return IsSlice(Nal, m_bHevc); });
+    if (Label && Fits(*Label, m_bHevc) && Slice != Nals.end())
+        Timecode = TimecodeMessage(*Slice, OldTiming, *Label);
+    std::vector<std::uint8_t> Sei = SeiHeader(Nals[*Picture], m_bHevc);
+    const std::size_t nHeaderSize = Sei.size();
+    if (!Timecode.empty())
+        AppendSeiMessage(Sei, m_bHevc ? SEI_TIME_CODE : SEI_PIC_TIMING, Timecode);
+    if (Stamp)
+        AppendSeiMessage(Sei, SEI_USER_DATA_UNREGISTERED, BuildStampPayload(*Stamp, m_bHevc));
+
+    const Replaced Ours{m_bHevc, Stamp.has_value(), !Timecode.empty()};
+    Result Stamped{{}, !Timecode.empty()};
+    Stamped.AccessUnit.reserve(AccessUnit.size() + 128);
+    for (std::size_t n = 0; n < Nals.size(); ++n) {
+        if (n == *Picture)
+            AppendSei(Stamped.AccessUnit, Sei, nHeaderSize);
+        if (n < *Picture && IsSei(Nals[n], m_bHevc))
+            AppendWithoutReplaced(Stamped.AccessUnit, Nals[n], Ours);
+        else
+            AppendNal(Stamped.AccessUnit, Nals[n]);
+    }
+    return Stamped;
 }
 
 } // namespace encoder

@@ -72,10 +72,10 @@ StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
     return {ReadResult::Ok, {Payload[STATUS_OFFSET], static_cast<std::int64_t>(nUTC)}, nullptr};
 }
 
-std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp) {
+std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp, bool bHevc) {
     std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> Payload;
     Payload.fill(SEPARATOR);
-    std::ranges::copy(H264_STAMP_ID, Payload.begin());
+    std::ranges::copy(bHevc ? HEVC_STAMP_ID : H264_STAMP_ID, Payload.begin());
     Payload[STATUS_OFFSET] = Stamp.nStatusByte;
     auto nUTC = static_cast<std::uint64_t>(Stamp.llUTC);
     for (auto pOffset = TIME_OFFSETS.rbegin(); pOffset != TIME_OFFSETS.rend(); ++pOffset, nUTC >>= 8)

@@ -28,8 +28,8 @@ struct StampReading {
 // Reads the payload of a message of type SEI_USER_DATA_UNREGISTERED. Bytes after the time stamp are passed over.
 StampReading ReadStampPayload(Bytes Payload, bool bHevc);
 
-// The payload for an H.264 stream.
-std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp);
+// The payload for a stream of the codec.
+std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp, bool bHevc);
 
 struct StampsRead {
     std::vector<UtcStamp> Stamps;     // in the order of the stream

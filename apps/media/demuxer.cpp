@@ -1,4 +1,4 @@
-// Reads the packets of one input: its video stream and the KLV data streams that belong to it.
+// Reads the packets of one input: a video stream and the streams that belong to it, KLV and sound.
 #include "media/demuxer.h"
 
 #include <algorithm>
@@ -10,13 +10,16 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include "media/program_map.h"
 #include "media/pts_clock.h"
+#include "media/ts_writer.h"
 
 namespace encoder {
 
 namespace {
 
 constexpr int64_t TS_PACKET_SIZE = 188;
+constexpr size_t BYTES_WITH_MAP = 4 << 20; // a program map comes every half second
 constexpr uint8_t TS_SYNC_BYTE = 0x47;
 
 // The data streams of another program carry another video's times.
@@ -35,8 +38,9 @@ void MakeStreamTime(int64_t &llTime) {
 
 } // namespace
 
-Demuxer::Demuxer(std::string szPath, std::chrono::milliseconds LongestSilence, const std::atomic<bool> &bStop)
-    : m_szPath(std::move(szPath)), m_LongestSilence(LongestSilence), m_bStop(bStop) {
+Demuxer::Demuxer(std::string szPath, StreamChoice Choice, std::chrono::milliseconds LongestSilence,
+                 const std::atomic<bool> &bStop)
+    : m_szPath(std::move(szPath)), m_Choice(Choice), m_LongestSilence(LongestSilence), m_bStop(bStop) {
     try {
         Open();
         ChooseStreams();
@@ -80,15 +84,71 @@ void Demuxer::CheckStop() const {
 }
 
 void Demuxer::ChooseStreams() {
-    m_nVideo = av_find_best_stream(m_pContext, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
-    if (m_nVideo < 0)
-        throw Failure(ExitCode::Input, "input '" + m_szPath + "' has no video stream");
+    ChooseVideo();
     CheckVideo();
-    for (unsigned n = 0; n < m_pContext->nb_streams; n++) {
-        AVStream *const pStream = m_pContext->streams[n];
-        const bool bKlv =
-            pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && SharesProgram(m_pContext, m_nVideo, n);
-        pStream->discard = bKlv || static_cast<int>(n) == m_nVideo ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    for (unsigned n = 0; n < m_pContext->nb_streams; n++)
+        if (static_cast<int>(n) != m_nVideo)
+            ChooseBeside(*m_pContext->streams[n]);
+}
+
+// A live input cannot be read twice; its KLV goes on in asynchronous carriage, which has no header to be rebuilt.
+bool Demuxer::IsSynchronousKlv(const AVStream &Stream) const {
+    if (Stream.codecpar->codec_id != AV_CODEC_ID_SMPTE_KLV || m_pContext->pb == nullptr ||
+        (m_pContext->pb->seekable & AVIO_SEEKABLE_NORMAL) == 0)
+        return false;
+    AVIOContext *pFile = nullptr;
+    if (avio_open(&pFile, m_pContext->url, AVIO_FLAG_READ) < 0)
+        return false;
+    std::vector<std::uint8_t> Begin(BYTES_WITH_MAP);
+    const int nRead = avio_read(pFile, Begin.data(), static_cast<int>(Begin.size()));
+    avio_closep(&pFile);
+    Begin.resize(static_cast<std::size_t>(std::max(nRead, 0)));
+    return StreamTypeOf(Begin, Stream.id) == STREAM_TYPE_METADATA;
+}
+
+void Demuxer::ChooseVideo() {
+    if (!m_Choice.Video) {
+        m_nVideo = av_find_best_stream(m_pContext, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+        if (m_nVideo < 0)
+            throw Failure(ExitCode::Input, "input '" + m_szPath + "' has no video stream");
+        return;
+    }
+    m_nVideo = *m_Choice.Video;
+    const bool bExists = m_nVideo < static_cast<int>(m_pContext->nb_streams);
+    if (!bExists || Video().codecpar->codec_type != AVMEDIA_TYPE_VIDEO) {
+        throw Failure(ExitCode::Input, "stream " + std::to_string(m_nVideo) + " of input '" + m_szPath +
+                                           "' is no video; its video streams are: " + VideoStreams());
+    }
+}
+
+std::string Demuxer::VideoStreams() const {
+    std::string szList;
+    for (unsigned n = 0; n < m_pContext->nb_streams; n++)
+        if (m_pContext->streams[n]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            szList += (szList.empty() ? "" : ", ") + std::to_string(n);
+    return szList.empty() ? "none" : szList;
+}
+
+// KLV is always read, for the time stamps in it.
+void Demuxer::ChooseBeside(AVStream &Stream) {
+    const AVCodecParameters &Kind = *Stream.codecpar;
+    const bool bVideo = Kind.codec_type == AVMEDIA_TYPE_VIDEO;
+    const char *pszWhy = nullptr;
+    if (bVideo)
+        pszWhy = "one video of an input is coded; --stream chooses another";
+    else if (!SharesProgram(m_pContext, m_nVideo, static_cast<unsigned>(Stream.index)))
+        pszWhy = "it belongs to another program";
+    else if (!TsWriter::CanPass(Kind.codec_id))
+        pszWhy = "an MPEG-TS has no place for it";
+    const bool bKlv = pszWhy == nullptr && Kind.codec_id == AV_CODEC_ID_SMPTE_KLV;
+    const bool bPassed = pszWhy == nullptr && m_Choice.bPass;
+    Stream.discard = bKlv || bPassed ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    if (bPassed)
+        m_Passed.push_back(&Stream);
+    else if (pszWhy != nullptr && (bVideo || m_Choice.bPass)) {
+        const char *const pszType = av_get_media_type_string(Kind.codec_type);
+        m_LeftOut.push_back("stream " + std::to_string(Stream.index) + " (" + (pszType ? pszType : "unknown") + ", " +
+                            avcodec_get_name(Kind.codec_id) + ") is left out: " + pszWhy);
     }
 }
 
@@ -150,8 +210,8 @@ bool Demuxer::Read(AVPacket &Packet) {
             m_llPosition = Packet.pos;
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
         // A KLV stream may also turn up in the middle of the input.
-        if (IsVideo(Packet) ||
-            (Stream.codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && Stream.discard != AVDISCARD_ALL)) {
+        const bool bPassed = std::ranges::find(m_Passed, &Stream) != m_Passed.end();
+        if (IsVideo(Packet) || bPassed || (IsKlv(Packet) && Stream.discard != AVDISCARD_ALL)) {
             av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
             MakeStreamTime(Packet.pts);
             MakeStreamTime(Packet.dts);

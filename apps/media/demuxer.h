@@ -1,4 +1,4 @@
-// Reads the packets of one input: its video stream and the KLV data streams that belong to it.
+// Reads the packets of one input: a video stream and the streams that belong to it, KLV and sound.
 // One thread reads; opening may take a while, since FFmpeg looks into the streams.
 #ifndef ENCODER_MEDIA_DEMUXER_H
 #define ENCODER_MEDIA_DEMUXER_H
@@ -14,12 +14,19 @@
 
 namespace encoder {
 
+// Which streams of an input are wanted.
+struct StreamChoice {
+    std::optional<int> Video; // by its number in the file, else the best one
+    bool bPass = true;        // what goes with the video is read too; KLV always is
+};
+
 class Demuxer {
 public:
     // Throws a Failure (ExitCode::Input) that names file, stream and reason. A set bStop ends a wait for data, and
     // the Failure has ExitCode::Ok.
     // LongestSilence: an input that has sent something and then nothing for that long has ended; 0: it is waited for.
-    Demuxer(std::string szPath, std::chrono::milliseconds LongestSilence, const std::atomic<bool> &bStop);
+    Demuxer(std::string szPath, StreamChoice Choice, std::chrono::milliseconds LongestSilence,
+            const std::atomic<bool> &bStop);
     ~Demuxer();
     Demuxer(const Demuxer &) = delete;
     Demuxer &operator=(const Demuxer &) = delete;
@@ -35,6 +42,16 @@ public:
     bool IsMarked(const AVPacket &Packet);
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
+    bool IsKlv(const AVPacket &Packet) const {
+        return m_pContext->streams[Packet.stream_index]->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV;
+    }
+
+    // The streams that go with the video and that an MPEG-TS can carry on. None unless they are wanted.
+    const std::vector<const AVStream *> &Passed() const { return m_Passed; }
+    // KLV in synchronous carriage (stream type 0x15): each set has a header of the carriage before it.
+    bool IsSynchronousKlv(const AVStream &Stream) const;
+    // A sentence for each stream that is not read, with the reason.
+    const std::vector<std::string> &LeftOut() const { return m_LeftOut; }
 
     const AVStream &Video() const { return *m_pContext->streams[m_nVideo]; }
     AVRational Rate() const; // as FFmpeg guesses it
@@ -54,6 +71,9 @@ private:
     int ReadFrame(AVPacket &Packet);
     void Open();
     void ChooseStreams();
+    void ChooseVideo();
+    void ChooseBeside(AVStream &Stream);
+    std::string VideoStreams() const;
     void CheckStop() const;
     void CheckVideo() const;
     void CheckEnd() const;
@@ -62,6 +82,7 @@ private:
     std::string BrokeOff() const;
 
     std::string m_szPath;
+    const StreamChoice m_Choice;
     const std::chrono::milliseconds m_LongestSilence;
     const std::atomic<bool> &m_bStop;
     std::atomic<Clock::rep> m_nWaitsSince{0}; // 0: it does not wait
@@ -69,6 +90,8 @@ private:
     MarkedSource m_Source;
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
+    std::vector<const AVStream *> m_Passed;
+    std::vector<std::string> m_LeftOut;
     int64_t m_llSize = -1;                // of a file, when it was opened
     int64_t m_llVideoPosition = -1;       // of the video packet asked for last
     std::atomic<int64_t> m_llPosition{0}; // of the packet last read

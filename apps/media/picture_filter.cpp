@@ -1,60 +1,76 @@
 // Makes decoded pictures fit for the encoder and reads their VITC lines.
-// Every filter of the graph gives one picture for each that it takes, at once.
 #include "media/picture_filter.h"
 
 #include <cstring>
 #include <new>
-#include <string>
 
 extern "C" {
 #include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
+#include <libavutil/pixdesc.h>
 }
 
 namespace encoder {
 
 namespace {
 
-AVFilterContext *AddFilter(AVFilterGraph *pGraph, const char *szFilter, const std::string &szArguments,
-                           AVFilterContext *pBefore) {
-    AVFilterContext *pFilter = nullptr;
-    const std::string szWhat = std::string("FFmpeg's filter ") + szFilter;
-    const AVFilter *const pKind = avfilter_get_by_name(szFilter);
-    Check(pKind == nullptr ? AVERROR_FILTER_NOT_FOUND : 0, ExitCode::Encoder, szWhat);
-    Check(avfilter_graph_create_filter(&pFilter, pKind, szFilter, szArguments.c_str(), nullptr, pGraph),
-          ExitCode::Encoder, szWhat);
-    if (pBefore != nullptr)
-        Check(avfilter_link(pBefore, 0, pFilter, 0), ExitCode::Encoder, szWhat);
+AVFilterContext *FindFilter(AVFilterGraph *pGraph, const char *szName) {
+    AVFilterContext *const pFilter = avfilter_graph_get_filter(pGraph, szName);
+    Check(pFilter == nullptr ? AVERROR_FILTER_NOT_FOUND : 0, ExitCode::Encoder, szName);
     return pFilter;
 }
 
-std::string SourceArguments(const AVFrame &Frame) {
-    return "video_size=" + std::to_string(Frame.width) + "x" + std::to_string(Frame.height) +
-           ":pix_fmt=" + std::to_string(Frame.format) + ":time_base=1/90000";
+// The filter reads eight bits. The picture itself keeps what it has, so a deeper one's top is copied.
+std::string VitcFilters(const AVFrame &Frame) {
+    constexpr int EIGHT_BITS = 8;
+    const AVPixFmtDescriptor *const pFormat = av_pix_fmt_desc_get(static_cast<AVPixelFormat>(Frame.format));
+    const bool bDeep = pFormat != nullptr && pFormat->comp[0].depth > EIGHT_BITS;
+    return bDeep ? "crop=h=min(ih\\,46):y=0,format=yuv420p,readvitc" : "readvitc";
 }
 
 } // namespace
 
-void PictureFilter::Build(const AVFrame &Frame) {
+void PictureFilter::Chain::Build(const AVFrame &Frame, const std::string &szFilters) {
     m_Graph.reset(avfilter_graph_alloc());
     if (!m_Graph)
         throw std::bad_alloc();
-    m_pIn = AddFilter(m_Graph.get(), "buffer", SourceArguments(Frame), nullptr);
-    AVFilterContext *const pVitc = m_bReadVitc ? AddFilter(m_Graph.get(), "readvitc", "", m_pIn) : m_pIn;
-    AVFilterContext *const pFormat = AddFilter(m_Graph.get(), "format", "pix_fmts=yuv420p", pVitc);
-    m_pOut = AddFilter(m_Graph.get(), "buffersink", "", pFormat);
-    Check(avfilter_graph_config(m_Graph.get(), nullptr), ExitCode::Encoder, "FFmpeg's filters");
+    const std::string szGraph = "buffer@in=video_size=" + std::to_string(Frame.width) + "x" +
+                                std::to_string(Frame.height) + ":pix_fmt=" + std::to_string(Frame.format) +
+                                ":time_base=1/90000," + szFilters + ",buffersink@out";
+    const std::string szWhat = "FFmpeg's filters " + szFilters;
+    Check(avfilter_graph_parse_ptr(m_Graph.get(), szGraph.c_str(), nullptr, nullptr, nullptr), ExitCode::Encoder,
+          szWhat);
+    Check(avfilter_graph_config(m_Graph.get(), nullptr), ExitCode::Encoder, szWhat);
+    m_pIn = FindFilter(m_Graph.get(), "buffer@in");
+    m_pOut = FindFilter(m_Graph.get(), "buffersink@out");
     m_nPixelFormat = Frame.format;
     m_nWidth = Frame.width;
     m_nHeight = Frame.height;
 }
 
-FramePtr PictureFilter::Filter(FramePtr Frame) {
+FramePtr PictureFilter::Chain::Run(FramePtr Frame, const std::string &szFilters) {
     if (Frame->format != m_nPixelFormat || Frame->width != m_nWidth || Frame->height != m_nHeight)
-        Build(*Frame);
+        Build(*Frame, szFilters);
     Check(av_buffersrc_add_frame(m_pIn, Frame.get()), ExitCode::Encoder, "filtering a picture");
     Check(av_buffersink_get_frame(m_pOut, Frame.get()), ExitCode::Encoder, "filtering a picture");
     return Frame;
+}
+
+FramePtr PictureFilter::Filter(FramePtr Frame) {
+    if (m_bReadVitc)
+        ReadVitc(*Frame);
+    if (Frame->format == m_enPixels)
+        return Frame;
+    return m_Conversion.Run(std::move(Frame), std::string("format=") + av_get_pix_fmt_name(m_enPixels));
+}
+
+void PictureFilter::ReadVitc(AVFrame &Frame) {
+    FramePtr Copy(av_frame_clone(&Frame));
+    if (!Copy)
+        throw std::bad_alloc();
+    const std::string szFilters = VitcFilters(Frame);
+    Copy = m_Vitc.Run(std::move(Copy), szFilters);
+    Check(av_dict_copy(&Frame.metadata, Copy->metadata, 0), ExitCode::Encoder, "reading VITC");
 }
 
 std::optional<TimecodeLabel> PictureFilter::VitcOf(const AVFrame &Frame) {

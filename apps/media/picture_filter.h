@@ -1,9 +1,10 @@
-// Makes decoded pictures fit for the encoder (yuv420p) and, if wanted, reads the VITC lines at their top.
-// One FFmpeg filter graph does both, built for the first picture and again when the pixel format changes.
+// Makes decoded pictures fit for the encoder and, if wanted, reads the VITC lines at their top.
+// FFmpeg's filter graphs do both. A picture that has the encoder's pixel format already goes through untouched.
 #ifndef ENCODER_MEDIA_PICTURE_FILTER_H
 #define ENCODER_MEDIA_PICTURE_FILTER_H
 
 #include <optional>
+#include <string>
 
 #include "formats/timecode_label.h"
 #include "media/av.h"
@@ -12,7 +13,8 @@ namespace encoder {
 
 class PictureFilter {
 public:
-    explicit PictureFilter(bool bReadVitc) : m_bReadVitc(bReadVitc) {}
+    // Gives pictures of the pixel format.
+    PictureFilter(bool bReadVitc, AVPixelFormat enPixels) : m_bReadVitc(bReadVitc), m_enPixels(enPixels) {}
 
     // Throws a Failure (ExitCode::Encoder) when FFmpeg lacks a filter.
     FramePtr Filter(FramePtr Frame);
@@ -21,15 +23,30 @@ public:
     static std::optional<TimecodeLabel> VitcOf(const AVFrame &Frame);
 
 private:
-    void Build(const AVFrame &Frame);
+    // A chain of filters that gives one picture for each that it takes, at once. It is built for the first picture, and
+    // again when the pixel format or the size changes.
+    class Chain {
+    public:
+        // Filters in FFmpeg's words, separated by commas.
+        FramePtr Run(FramePtr Frame, const std::string &szFilters);
 
-    bool m_bReadVitc;
-    FilterGraphPtr m_Graph;
-    AVFilterContext *m_pIn = nullptr;  // owned by the graph
-    AVFilterContext *m_pOut = nullptr; // owned by the graph
-    int m_nPixelFormat = AV_PIX_FMT_NONE;
-    int m_nWidth = 0;
-    int m_nHeight = 0;
+    private:
+        void Build(const AVFrame &Frame, const std::string &szFilters);
+
+        FilterGraphPtr m_Graph;
+        AVFilterContext *m_pIn = nullptr;  // owned by the graph
+        AVFilterContext *m_pOut = nullptr; // owned by the graph
+        int m_nPixelFormat = AV_PIX_FMT_NONE;
+        int m_nWidth = 0;
+        int m_nHeight = 0;
+    };
+
+    void ReadVitc(AVFrame &Frame);
+
+    const bool m_bReadVitc;
+    const AVPixelFormat m_enPixels;
+    Chain m_Vitc;
+    Chain m_Conversion;
 };
 
 } // namespace encoder

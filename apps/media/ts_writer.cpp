@@ -2,11 +2,14 @@
 // Packets of one stream come from one thread; the mutex keeps those of different streams apart.
 #include "media/ts_writer.h"
 
+#include <algorithm>
 #include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+
+#include "media/pts_clock.h"
 
 namespace encoder {
 
@@ -15,6 +18,15 @@ namespace {
 // How far the program clock runs ahead of the decoding times, so that a receiver can fill its buffer.
 constexpr int CLOCK_LEAD_USEC = 700'000;
 
+// Seven packets: the largest whole number of them that an Ethernet frame takes.
+constexpr const char *DATAGRAM_BYTES = "1316";
+
+constexpr int FIRST_PID = 0x100;
+
+bool IsDatagrams(const std::string &szPath) {
+    return szPath.starts_with("udp:") || szPath.starts_with("rtp:");
+}
+
 int IsOver(void *pPatience) {
     return static_cast<const Patience *>(pPatience)->IsOver() ? 1 : 0;
 }
@@ -22,17 +34,18 @@ int IsOver(void *pPatience) {
 } // namespace
 
 TsWriter::TsWriter(std::string szPath, const std::atomic<bool> &bStop)
-    : m_szPath(std::move(szPath)), m_Patience(bStop) {
+    : m_szPath(std::move(szPath)), m_Patience(bStop), m_Turns(bStop) {
     const std::string szUrl = m_szPath == "-" ? "pipe:1" : m_szPath;
     Check(avformat_alloc_output_context2(&m_pContext, nullptr, "mpegts", szUrl.c_str()), ExitCode::Output,
           "output '" + m_szPath + "'");
     m_pContext->max_delay = CLOCK_LEAD_USEC;
-    m_pContext->flush_packets = 1; // a reader has each picture at once, and the end has nothing left to wait for
+    // A reader has each picture at once, and the end has nothing left to wait for; but datagrams are filled.
+    m_pContext->flush_packets = IsDatagrams(m_szPath) ? 0 : 1;
     m_pContext->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
 }
 
 TsWriter::~TsWriter() {
-    avio_closep(&m_pContext->pb);
+    CloseTarget();
     CutToWholePackets();
     avformat_free_context(m_pContext);
 }
@@ -52,11 +65,12 @@ void TsWriter::CutToWholePackets() const {
     [[maybe_unused]] const int nIgnored = truncate(szFile, *m_WholeBytes);
 }
 
-void TsWriter::AddProgram(const std::string &szName) {
+int TsWriter::AddProgram(const std::string &szName) {
     m_pProgram = av_new_program(m_pContext, static_cast<int>(m_pContext->nb_programs) + 1);
     if (m_pProgram == nullptr)
         throw std::bad_alloc();
     av_dict_set(&m_pProgram->metadata, "service_name", szName.c_str(), 0);
+    return m_Turns.Add();
 }
 
 AVStream &TsWriter::AddStream() {
@@ -64,6 +78,8 @@ AVStream &TsWriter::AddStream() {
     if (pStream == nullptr)
         throw std::bad_alloc();
     pStream->time_base = k90kHz;
+    pStream->id = FIRST_PID + pStream->index;
+    m_Tracks.push_back({DataPes(pStream->id)});
     if (m_pProgram != nullptr)
         av_program_add_stream_index(m_pContext, m_pProgram->id, static_cast<unsigned>(pStream->index));
     return *pStream;
@@ -83,21 +99,64 @@ int TsWriter::AddKlv() {
     return Stream.index;
 }
 
+bool TsWriter::CanPass(AVCodecID enCodec) {
+    constexpr AVCodecID CODECS[] = {AV_CODEC_ID_MP2,      AV_CODEC_ID_MP3,          AV_CODEC_ID_AAC,
+                                    AV_CODEC_ID_AAC_LATM, AV_CODEC_ID_AC3,          AV_CODEC_ID_EAC3,
+                                    AV_CODEC_ID_DTS,      AV_CODEC_ID_TRUEHD,       AV_CODEC_ID_OPUS,
+                                    AV_CODEC_ID_S302M,    AV_CODEC_ID_DVB_SUBTITLE, AV_CODEC_ID_DVB_TELETEXT,
+                                    AV_CODEC_ID_SMPTE_KLV};
+    return std::ranges::find(CODECS, enCodec) != std::end(CODECS);
+}
+
+int TsWriter::AddPassed(const AVStream &Input, bool bSynchronousKlv) {
+    AVStream &Stream = AddStream();
+    Check(avcodec_parameters_copy(Stream.codecpar, Input.codecpar), ExitCode::Output, "output '" + m_szPath + "'");
+    Stream.codecpar->codec_tag = 0; // the input's container had its own
+    if (bSynchronousKlv)
+        Stream.codecpar->profile = FF_PROFILE_KLVA_SYNC;
+    m_Tracks.back().bCells = bSynchronousKlv;
+    Stream.disposition = Input.disposition;
+    av_dict_copy(&Stream.metadata, Input.metadata, 0); // the language
+    return Stream.index;
+}
+
 void TsWriter::CheckWritten(int nResult, const char *szWhat) const {
     if (nResult == AVERROR_EXIT)
         throw Failure(ExitCode::Output, "output '" + m_szPath + "' takes no more data; it ends where it was stopped");
     Check(nResult, ExitCode::Output, std::string(szWhat) + " output '" + m_szPath + "'");
 }
 
-void TsWriter::Start() {
+void TsWriter::OpenTarget() {
     const AVIOInterruptCB Interrupt{IsOver, &m_Patience};
-    const int nOpened = avio_open2(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE, &Interrupt, nullptr);
+    if (m_szPath.starts_with("rtp:")) {
+        m_Rtp.emplace(m_szPath, Interrupt);
+        m_pContext->pb = m_Rtp->Target();
+        return;
+    }
+    AVDictionary *pSettings = nullptr;
+    if (IsDatagrams(m_szPath))
+        av_dict_set(&pSettings, "pkt_size", DATAGRAM_BYTES, 0);
+    const int nOpened = avio_open2(&m_pContext->pb, m_pContext->url, AVIO_FLAG_WRITE, &Interrupt, &pSettings);
+    av_dict_free(&pSettings);
     if (nOpened < 0 && m_Patience.IsStopped())
         throw Failure(ExitCode::Ok, "stopped before output '" + m_szPath + "' was open");
     CheckWritten(nOpened, "cannot write");
+}
+
+int TsWriter::CloseTarget() {
+    if (!m_Rtp)
+        return avio_closep(&m_pContext->pb);
+    m_pContext->pb = nullptr;
+    return m_Rtp->Close();
+}
+
+void TsWriter::Start() {
+    OpenTarget();
     m_Patience.Begin();
     AVDictionary *pSettings = nullptr;
     av_dict_set(&pSettings, "mpegts_copyts", "1", 0);
+    // Each sound packet in a PES packet of its own, which keeps its PTS to the tick.
+    av_dict_set(&pSettings, "pes_payload_size", "0", 0);
     const int nResult = avformat_write_header(m_pContext, &pSettings);
     av_dict_free(&pSettings);
     CheckWritten(nResult, "cannot write");
@@ -107,12 +166,53 @@ void TsWriter::Start() {
 
 void TsWriter::Write(AVPacket &Packet, int nStream) {
     const std::lock_guard Lock(m_Mutex);
-    Packet.stream_index = nStream;
-    av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
     m_Patience.Begin();
-    CheckWritten(av_write_frame(m_pContext, &Packet), "writing");
+    Track &To = m_Tracks[static_cast<size_t>(nStream)];
+    if (To.bCells)
+        AddCellHeader(Packet, To);
+    // Nobody could read what comes before the program tables. The muxer writes them with its first packet, so what
+    // comes first gets its DTS for a PTS.
+    const bool bTablesWritten = avio_tell(m_pContext->pb) > 0;
+    To.bOwnPackets = To.bOwnPackets || (Packet.pts == AV_NOPTS_VALUE && bTablesWritten);
+    if (To.bOwnPackets)
+        WriteOwnPackets(Packet, To);
+    else
+        Mux(Packet, To, nStream);
     m_WholeBytes = avio_tell(m_pContext->pb);
     av_packet_unref(&Packet);
+}
+
+// Service 0, the number, a whole unit that can be read by itself, the size (ISO/IEC 13818-1, metadata AU cells).
+void TsWriter::AddCellHeader(AVPacket &Packet, Track &To) {
+    constexpr int HEADER_SIZE = 5;
+    constexpr std::uint8_t WHOLE_UNIT = 0xDF;
+    const int nSize = Packet.size;
+    Check(av_packet_make_writable(&Packet), ExitCode::Output, "KLV");
+    Check(av_grow_packet(&Packet, HEADER_SIZE), ExitCode::Output, "KLV");
+    std::copy_backward(Packet.data, Packet.data + nSize, Packet.data + nSize + HEADER_SIZE);
+    const std::uint8_t Header[HEADER_SIZE] = {0, To.nCell++, WHOLE_UNIT, static_cast<std::uint8_t>(nSize >> 8),
+                                              static_cast<std::uint8_t>(nSize & 0xFF)};
+    std::copy(std::begin(Header), std::end(Header), Packet.data);
+}
+
+void TsWriter::Mux(AVPacket &Packet, Track &To, int nStream) {
+    if (Packet.pts == AV_NOPTS_VALUE)
+        Packet.pts = Packet.dts;
+    To.Pes.Count(static_cast<size_t>(Packet.size));
+    Packet.stream_index = nStream;
+    av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
+    CheckWritten(av_write_frame(m_pContext, &Packet), "writing");
+}
+
+void TsWriter::WriteOwnPackets(const AVPacket &Packet, Track &To) {
+    std::optional<std::uint64_t> PTS;
+    if (Packet.pts != AV_NOPTS_VALUE)
+        PTS = StreamPTS(Packet.pts);
+    const auto Packets = To.Pes.Packetize({Packet.data, static_cast<size_t>(Packet.size)}, PTS);
+    avio_write(m_pContext->pb, Packets.data(), static_cast<int>(Packets.size()));
+    if (m_pContext->flush_packets == 1)
+        avio_flush(m_pContext->pb);
+    CheckWritten(m_pContext->pb->error, "writing");
 }
 
 void TsWriter::Finish() {
@@ -121,7 +221,7 @@ void TsWriter::Finish() {
         return;
     m_Patience.Begin();
     const int nTrailer = av_write_trailer(m_pContext);
-    const int nClose = avio_closep(&m_pContext->pb);
+    const int nClose = CloseTarget();
     CheckWritten(nTrailer < 0 ? nTrailer : nClose, "ending");
     m_WholeBytes.reset();
 }

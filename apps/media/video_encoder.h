@@ -1,5 +1,6 @@
-// Codes pictures with libx264 in one fixed picture structure: every reference picture after the first is followed, in
-// coding order, by the same number of B pictures that are shown before it; the last one by those that are left.
+// Codes pictures with libx264 or libx265 in one fixed picture structure: every reference picture after the first is
+// followed, in coding order, by the same number of B pictures that are shown before it; the last one by those that are
+// left.
 #ifndef ENCODER_MEDIA_VIDEO_ENCODER_H
 #define ENCODER_MEDIA_VIDEO_ENCODER_H
 
@@ -10,12 +11,28 @@
 
 namespace encoder {
 
-struct VideoEncoderOptions {
-    std::string szName; // what is coded; messages begin with it
+// What a picture looks like. All of it goes into the stream's headers.
+struct PictureFormat {
     int nWidth = 0;
     int nHeight = 0;
-    AVRational Rate{30, 1}; // pictures a second
     AVRational SampleAspect{1, 1};
+    AVPixelFormat enPixels = AV_PIX_FMT_YUV420P;
+    AVFieldOrder enFields = AV_FIELD_PROGRESSIVE;
+    AVColorRange enRange = AVCOL_RANGE_UNSPECIFIED;
+    AVColorPrimaries enPrimaries = AVCOL_PRI_UNSPECIFIED;
+    AVColorTransferCharacteristic enTransfer = AVCOL_TRC_UNSPECIFIED;
+    AVColorSpace enMatrix = AVCOL_SPC_UNSPECIFIED;
+    AVChromaLocation enChromaPlace = AVCHROMA_LOC_UNSPECIFIED;
+};
+
+// As a stream's headers tell it.
+PictureFormat FormatOf(const AVCodecParameters &Video);
+
+struct VideoEncoderOptions {
+    std::string szName; // what is coded; messages begin with it
+    bool bHevc = false;
+    PictureFormat Format;
+    AVRational Rate{30, 1}; // pictures a second
     int nBframes = 2;
     int64_t llBitrate = 4'000'000; // bits a second
     std::string szPreset = "veryfast";
@@ -23,16 +40,20 @@ struct VideoEncoderOptions {
 
 class VideoEncoder {
 public:
-    // Takes each coded picture, in coding order: an Annex B access unit (with a pic_timing message that holds no
-    // timecode yet) with PTS and DTS in 90 kHz. The packet may be changed; its content is gone after the call.
+    // Takes each coded picture, in coding order: an Annex B access unit (of H.264 with a pic_timing message that
+    // holds no timecode yet) with PTS and DTS in 90 kHz. The packet may be changed; its content is gone after the call.
     using PacketSink = std::function<void(AVPacket &)>;
 
-    // Throws a Failure (ExitCode::Encoder) when libx264 is missing or refuses the settings.
+    // Throws a Failure (ExitCode::Encoder) when the encoder is missing or refuses the settings, which libx265 does with
+    // fields.
     explicit VideoEncoder(const VideoEncoderOptions &Options);
 
-    // Codes one yuv420p picture whose pts counts 90 kHz, each later than the one before and well above 0 (DTS lie up
-    // to nBframes pictures below the first PTS). The picture's pict_type is set here. A new start is coded so that it
-    // and all pictures behind it can be decoded alone; all those before it come out first.
+    // The pixel format of those that the encoder takes which keeps the most of the given one.
+    static AVPixelFormat NearestFormat(bool bHevc, AVPixelFormat enPixels);
+
+    // Codes one picture of the options' pixel format, whose pts counts 90 kHz, each later than the one before and well
+    // above 0 (DTS lie up to nBframes pictures below the first PTS). The picture's pict_type is set here. A new start
+    // is coded so that it and all pictures behind it can be decoded alone; all those before it come out first.
     void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink);
 
     // Hands out the pictures that the encoder still holds. Nothing can be coded afterwards.
@@ -40,6 +61,7 @@ public:
 
     // For the muxer: codec parameters are taken from it.
     const AVCodecContext &Context() const { return *m_Context; }
+    bool IsInterlaced() const { return m_Context->field_order > AV_FIELD_PROGRESSIVE; }
 
 private:
     void Send(const AVFrame *pFrame, const PacketSink &Sink);

@@ -8,7 +8,6 @@
 #include <ctime>
 #include <utility>
 
-#include "formats/sei_writer.h"
 #include "media/pts_clock.h"
 #include "stamp_intake.h"
 
@@ -49,13 +48,14 @@ std::optional<TimecodeLabel> OwnLabel(const std::vector<TimeStamp> &Stamps) {
 
 Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out,
                    Tally &Counts)
-    : m_nInput(nInput), m_Options(Settings), m_Coding(How), m_Queue(In), m_Target(Out), m_Tally(Counts),
-      m_Timecode(How.Rate, Settings, Counts) {}
+    : m_nInput(nInput), m_Sei(Settings.bHevc, How.Rate.nSkippedLabels), m_Options(Settings), m_Coding(How), m_Queue(In),
+      m_Target(Out), m_Tally(Counts), m_Timecode(How.Rate, Settings, Counts) {}
 
 void Encoding::Run() {
     while (std::optional<Picture> Next = m_Queue.Pop())
         TakePicture(std::move(*Next));
     m_Coding.Encoder.Flush([this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+    m_Target.Passed.WriteRest();
 }
 
 void Encoding::TakePicture(Picture Taken) {
@@ -69,6 +69,8 @@ void Encoding::TakePicture(Picture Taken) {
     for (const TimeStamp &Stamp : Taken.Stamps)
         m_Tally.Count(HANDED_IN[Stamp.enSource]);
     m_InEncoder[Taken.Frame->pts] = {Taken.nStretch, std::move(Taken.Stamps)};
+    if (Taken.Frame->interlaced_frame != 0 && !m_Coding.Encoder.IsInterlaced())
+        m_Tally.Count(Event::FieldsTogether);
     m_Coding.Encoder.Encode(*Taken.Frame, bNewStretch, [this](AVPacket &Packet) { TakeCodedPicture(Packet); });
 }
 
@@ -169,11 +171,13 @@ vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
 }
 
 void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode) {
-    const std::vector<uint8_t> Stamped = InsertSei({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(),
-                                                   Timecode, m_Coding.Rate.nSkippedLabels);
+    const std::vector<uint8_t> Stamped =
+        m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode).AccessUnit;
     Check(av_new_packet(m_Stamped.get(), static_cast<int>(Stamped.size())), ExitCode::Encoder, "stamping a picture");
     std::copy(Stamped.begin(), Stamped.end(), m_Stamped->data);
     Check(av_packet_copy_props(m_Stamped.get(), &Packet), ExitCode::Encoder, "stamping a picture");
+    m_Target.Writer.WaitForTurn(m_Target.nProgram, Packet.dts);
+    m_Target.Passed.WriteBefore(Packet.pts, Packet.dts);
     m_Target.Writer.Write(*m_Stamped, m_Target.nStream);
 }
 

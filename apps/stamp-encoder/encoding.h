@@ -7,10 +7,12 @@
 #include <optional>
 
 #include "csv.h"
+#include "formats/sei_writer.h"
 #include "frame_queue.h"
 #include "media/ts_writer.h"
 #include "media/video_encoder.h"
 #include "options.h"
+#include "passed_streams.h"
 #include "picture_time.h"
 #include "stream_timecode.h"
 #include "system_base.h"
@@ -30,7 +32,9 @@ public:
     // Where an input's coded pictures go.
     struct Target {
         TsWriter &Writer;
+        int nProgram;
         int nStream;
+        PassedStreams &Passed;
         CsvWriter &Table;
     };
 
@@ -61,6 +65,7 @@ private:
     void Report(const PictureTime &Time, UINT64 nPTS, const std::optional<TimecodeLabel> &Timecode);
 
     const int m_nInput;
+    SeiWriter m_Sei;
     const Options &m_Options;
     const Coding m_Coding;
     FrameQueue &m_Queue;

@@ -154,8 +154,8 @@ private:
 VideoEncoderOptions EncoderOptions(const std::string &szFile, AVRational Rate) {
     VideoEncoderOptions Options;
     Options.szName = "cannot generate '" + szFile + "'";
-    Options.nWidth = WIDTH;
-    Options.nHeight = HEIGHT;
+    Options.Format.nWidth = WIDTH;
+    Options.Format.nHeight = HEIGHT;
     Options.Rate = Rate;
     return Options;
 }
@@ -237,7 +237,8 @@ private:
         std::optional<UtcStamp> Stamp;
         if (Speaks(SOURCE_STAMP, nPicture))
             Stamp = {m_Options.nStatusByte, m_Times.Utc(nPicture)};
-        const PacketPtr Packet = PacketOf(InsertSei({Coded.data, static_cast<std::size_t>(Coded.size)}, Stamp, {}));
+        const PacketPtr Packet =
+            PacketOf(m_Sei.Insert({Coded.data, static_cast<std::size_t>(Coded.size)}, Stamp, {}).AccessUnit);
         Check(av_packet_copy_props(Packet.get(), &Coded), ExitCode::Encoder, "a packet");
         m_Writer.Write(*Packet, m_nVideoStream);
     }
@@ -256,6 +257,7 @@ private:
     PictureTimes m_Times;
     Pattern m_Pattern;
     VideoEncoder m_Encoder;
+    SeiWriter m_Sei{false};
     TsWriter m_Writer;
     const std::atomic<bool> &m_bStop;
     std::FILE *m_pReport; // where the stream itself does not go

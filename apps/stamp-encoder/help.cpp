@@ -10,11 +10,11 @@ const char *const HELP_TEXT =
   stamp-encoder --generate FILE [--rate R] [--duration S] [--drop SOURCE:FROM-TO] [--start-utc T]
 
 The program shows how an encoder uses the timecode library. It takes the time stamps out of an input, keeps each with
-its picture until that goes to the encoder (libx264), and then hands it to the library with the picture's PTS
+its picture until that goes to the encoder (libx264 or libx265), and then hands it to the library with the picture's PTS
 (Timecode_SetUTC). For each coded picture, in coding order, it asks once which time belongs to it (Timecode_GetUTC). The
 answer is written into the stream beside the picture: the UTC and its status byte as a MISB ST 0604 SEI message, a
-SMPTE 12M timecode (Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message. Each input has a thread that reads and
-one that codes.
+SMPTE 12M timecode (Timecode_MakeSMPTE12M1VITC) in the pic_timing SEI message, for each field where there are two. Each
+input has a thread that reads and one that codes.
 
 Try it:
   stamp-encoder --generate in.ts                            make an input that carries all three kinds of time stamp
@@ -37,7 +37,10 @@ Input
                     "-" is the standard input, which serves one input only.
                     A connection that falls silent is waited for; "?timeout=3000000" behind udp:// or tcp:// makes it
                     an error after 3 s, --end-after-silence 3 a good end.
-                    At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in.
+                    At most 4. A time stamp that is cut short or has a wrong checksum is counted, never handed in; one
+                    in a damaged packet only where it follows from those before it.
+  --stream N        code the video stream with this number in the file (from 0, as ffprobe counts) and not the best one.
+                    Video that is not coded is named
   --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
   --lds-status BYTE status byte of source 3, 0x1F unless given: a local set has none of its own, but the library wants
@@ -86,8 +89,12 @@ Time
 
 Output
   -o, --output FILE MPEG-TS; "-" for the standard output. "%d" in the name: a file for each input, numbered from 1.
-                    Otherwise one stream with a program for each input. PTS are those of the input, while they do not
-                    step
+                    Otherwise one stream with a program for each input, side by side in time. PTS are those of the
+                    input, while they do not step. udp://HOST:PORT gets datagrams of 1316 bytes, rtp://HOST:PORT the
+                    same in RTP packets
+  --no-pass         leave sound, subtitles and KLV out. They are in the output otherwise, with the PTS that they have in
+                    the input: what belongs to the video's program and has a place in an MPEG-TS. What is left out is
+                    named. KLV of a live input goes on in asynchronous carriage (stream type 0x06), whatever it had
   --csv FILE        a table with a row for each coded picture, in coding order; "-" for the standard output. Columns:
                       input            from 1
                       coding_index     from 0
@@ -104,7 +111,11 @@ Output
                       utc_us           utc in microseconds since 1970
   --bframes N       B pictures between two others, 0 to 6 (default 2)
   --bitrate K       kbit/s of each input (default 4000)
-  --preset P        libx264's preset, ultrafast to placebo (default veryfast)
+  --codec C         h264 (libx264, the default) or hevc (libx265), which carries the timecode in a time_code SEI message
+  --preset P        the encoder's preset, ultrafast to placebo (default veryfast)
+                    Fields and their order, colour description and range, aspect, bit depth and chroma are kept. What an
+                    encoder does not take (more than 10 bits in libx264) is coded as the nearest that it does, and said;
+                    fields are refused with hevc
 
 An input of one's own
   --generate FILE   write a test pattern with time stamps of sources 1, 2 and 3 into FILE

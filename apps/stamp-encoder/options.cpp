@@ -26,6 +26,7 @@ constexpr size_t MAX_HELD_PICTURES = 120;
 constexpr double MAX_REACH_SECONDS = 60;
 constexpr int MAX_RESYNC_FRAMES = 10'000'000; // more than a day has at 60 Hz
 constexpr int MAX_LOG_INTERVAL_SECONDS = 86400;
+constexpr int MAX_STREAM = 9999;
 constexpr double MAX_DURATION_SECONDS = 86400;
 
 [[noreturn]] void Refuse(const std::string &szText) {
@@ -72,6 +73,7 @@ constexpr Word TIMECODES[] = {{"auto", static_cast<int>(TimecodeFrom::Auto)},
                               {"sei", static_cast<int>(TimecodeFrom::Sei)},
                               {"vitc", static_cast<int>(TimecodeFrom::Vitc)},
                               {"none", static_cast<int>(TimecodeFrom::None)}};
+constexpr Word CODECS[] = {{"h264", 0}, {"hevc", 1}};
 constexpr Word CURSORS[] = {{"keep", 1}, {"clear", 0}};
 constexpr Word PRESETS[] = {{"ultrafast", 0}, {"superfast", 1}, {"veryfast", 2}, {"faster", 3},   {"fast", 4},
                             {"medium", 5},    {"slow", 6},      {"slower", 7},   {"veryslow", 8}, {"placebo", 9}};
@@ -186,6 +188,9 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) { Out.Result.nResync = ParseNumber(sz, 0, MAX_RESYNC_FRAMES, "--resync"); }},
     {"first-timecode", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.FirstTimecode = ParseTimecode(sz); }},
+    {"stream", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.Stream = ParseNumber(sz, 0, MAX_STREAM, "--stream"); }},
+    {"no-pass", no_argument, [](Reading &Out, const char *) { Out.Result.bPass = false; }},
     {"realtime", no_argument, [](Reading &Out, const char *) { Out.Result.bRealtime = true; }},
     {"start-at", required_argument,
      [](Reading &Out, const char *sz) {
@@ -217,6 +222,8 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) {
          Out.Result.llBitrate = 1000 * ParseNumber<int64_t>(sz, 1, 500'000, "--bitrate (kbit/s)");
      }},
+    {"codec", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.bHevc = ParseWord(sz, CODECS, "--codec") == 1; }},
     {"preset", required_argument,
      [](Reading &Out, const char *sz) {
          ParseWord(sz, PRESETS, "--preset");

@@ -33,6 +33,8 @@ struct Options {
 
     std::chrono::milliseconds LongestSilence{0}; // after which an input has ended; 0: it is waited for
     std::chrono::seconds LogInterval{60};        // between status lines that are not on a terminal; 0: none
+    std::optional<int> Stream; // the input's stream to code, else the best video
+    bool bPass = true;         // sound and KLV go over into the output
 
     int enRevision = MISP_PROFILE_2016_2;
     int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
@@ -43,6 +45,7 @@ struct Options {
     std::optional<TimecodeLabel> FirstTimecode; // before the first time; else none
 
     std::string szOutput;
+    bool bHevc = false; // code with libx265 instead of libx264
     std::string szCsv;
     int nBframes = 2;
     int64_t llBitrate = 4'000'000;

@@ -6,6 +6,10 @@
 #include <exception>
 #include <pthread.h>
 
+extern "C" {
+#include <libavutil/pixdesc.h>
+}
+
 namespace encoder {
 
 void Outcome::Record(const Failure &Failed) {
@@ -24,8 +28,20 @@ ExitCode Outcome::Code() const {
 
 Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
     : m_nInput(nInput), m_Options(Settings), m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
-      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], Settings.LongestSilence, bStop), m_Rate(ChooseRate()),
-      m_Encoder(EncoderOptions()), m_Producer(Settings, m_Rate, m_Demuxer, m_Queue, m_Tally, bStop) {}
+      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], {Settings.Stream, Settings.bPass},
+                Settings.LongestSilence, bStop),
+      m_Rate(ChooseRate()), m_Encoder(EncoderOptions()), m_Passed(m_Demuxer, m_Tally),
+      m_Producer(Settings, m_Rate, m_Encoder.Context().pix_fmt, m_Demuxer, m_Queue, m_Passed, m_Tally, bStop) {
+    const std::string szInput = "input " + std::to_string(nInput + 1) + " '" + m_Demuxer.Path() + "': ";
+    for (const std::string &szStream : m_Demuxer.LeftOut())
+        Out.Error(szInput + szStream);
+    const int nPixels = m_Demuxer.Video().codecpar->format;
+    const AVPixelFormat enCoded = m_Encoder.Context().pix_fmt;
+    if (nPixels != AV_PIX_FMT_NONE && nPixels != enCoded) {
+        Out.Error(szInput + "pictures are " + av_get_pix_fmt_name(static_cast<AVPixelFormat>(nPixels)) +
+                  ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
+    }
+}
 
 Pipeline::~Pipeline() {
     m_Queue.Abandon();
@@ -46,13 +62,12 @@ PictureRate Pipeline::ChooseRate() const {
 }
 
 VideoEncoderOptions Pipeline::EncoderOptions() const {
-    const AVCodecParameters &Video = *m_Demuxer.Video().codecpar;
     VideoEncoderOptions Coding;
     Coding.szName = "input '" + m_Demuxer.Path() + "'";
-    Coding.nWidth = Video.width;
-    Coding.nHeight = Video.height;
+    Coding.bHevc = m_Options.bHevc;
+    Coding.Format = FormatOf(*m_Demuxer.Video().codecpar);
+    Coding.Format.enPixels = VideoEncoder::NearestFormat(Coding.bHevc, Coding.Format.enPixels);
     Coding.Rate = m_Rate.Exact;
-    Coding.SampleAspect = Video.sample_aspect_ratio;
     Coding.nBframes = m_Options.nBframes;
     Coding.llBitrate = m_Options.llBitrate;
     Coding.szPreset = m_Options.szPreset;
@@ -60,10 +75,28 @@ VideoEncoderOptions Pipeline::EncoderOptions() const {
 }
 
 void Pipeline::AddTo(TsWriter &Writer) {
-    Writer.AddProgram("Input " + std::to_string(m_nInput + 1));
+    m_nProgram = Writer.AddProgram("Input " + std::to_string(m_nInput + 1));
     m_nStream = Writer.AddVideo(m_Encoder.Context());
+    m_Passed.AddTo(Writer);
     m_pWriter = &Writer;
 }
+
+namespace {
+
+// However the thread ends, the other programs of the stream do not wait for it.
+class TurnsLeft {
+public:
+    TurnsLeft(TsWriter &Writer, int nProgram) : m_Writer(Writer), m_nProgram(nProgram) {}
+    ~TurnsLeft() { m_Writer.LeaveTurns(m_nProgram); }
+    TurnsLeft(const TurnsLeft &) = delete;
+    TurnsLeft &operator=(const TurnsLeft &) = delete;
+
+private:
+    TsWriter &m_Writer;
+    int m_nProgram;
+};
+
+} // namespace
 
 template <typename Body>
 std::thread Pipeline::StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)()) {
@@ -84,9 +117,13 @@ std::thread Pipeline::StartThread(Outcome &Result, Body Run, void (FrameQueue::*
 void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
     const bool bInputHasBframes = m_Demuxer.Video().codecpar->video_delay > 0;
     const Encoding::Coding How{m_Rate, m_Options.KeepsCursor(bInputHasBframes), m_Encoder};
-    m_Encoding.emplace(m_nInput, m_Options, How, m_Queue, Encoding::Target{*m_pWriter, m_nStream, Table}, m_Tally);
-    m_EncodingThread = StartThread(
-        Result, [this] { m_Encoding->Run(); }, &FrameQueue::Abandon);
+    m_Encoding.emplace(m_nInput, m_Options, How, m_Queue,
+                       Encoding::Target{*m_pWriter, m_nProgram, m_nStream, m_Passed, Table}, m_Tally);
+    const auto Encode = [this] {
+        const TurnsLeft Leaving(*m_pWriter, m_nProgram);
+        m_Encoding->Run();
+    };
+    m_EncodingThread = StartThread(Result, Encode, &FrameQueue::Abandon);
     m_ProducerThread = StartThread(
         Result, [this] { m_Producer.Run(); }, &FrameQueue::End);
 }

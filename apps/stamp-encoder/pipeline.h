@@ -37,7 +37,7 @@ public:
     Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop);
     ~Pipeline();
 
-    // Adds a program with the input's video.
+    // Adds a program with the input's video and what goes with it.
     void AddTo(TsWriter &Writer);
 
     // Starts both threads; failures go to Result.
@@ -70,8 +70,10 @@ private:
     const PictureRate m_Rate;
     VideoEncoder m_Encoder;
     FrameQueue m_Queue;
+    PassedStreams m_Passed;
     Producer m_Producer;
     TsWriter *m_pWriter = nullptr;
+    int m_nProgram = -1;
     int m_nStream = -1;
     std::optional<Encoding> m_Encoding;
     std::atomic<int> m_nRunning{0};

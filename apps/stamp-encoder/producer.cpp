@@ -19,11 +19,13 @@ constexpr std::int64_t MOST_IN_DECODER = 100; // packets; what has gone farther 
 
 } // namespace
 
-Producer::Producer(const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out, Tally &Counts,
-                   const std::atomic<bool> &bStop)
+Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, Demuxer &In,
+                   FrameQueue &Out, PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop)
     : m_bRealtime(Settings.bRealtime), m_bAsksForLocalSets(Settings.Reaches(TCSOURCE_LDS_TIMESTAMP)), m_Demuxer(In),
-      m_Queue(Out), m_Tally(Counts), m_bStop(bStop), m_Decoder(In.Video(), "input '" + In.Path() + "'"),
-      m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc),
+      m_Queue(Out), m_Passed(Passed), m_Tally(Counts), m_bStop(bStop),
+      m_Decoder(In.Video(), "input '" + In.Path() + "'"),
+      m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc,
+               enPixels),
       m_Intake(Settings, In.Video(), Rate, Counts), m_Timeline(Rate.Exact), m_Clock(Rate.Exact),
       m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach), m_Pacer(Settings.llStartAtUTC),
       m_nHeld(Settings.HeldPictures()) {}
@@ -87,7 +89,7 @@ void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
                Waiting.nVideoPackets >= MOST_VIDEO_AHEAD;
     };
     while (!m_Beside.empty() && IsBefore(m_Beside.front())) {
-        TakeKlvPacket(*m_Beside.front().Packet, pVideo, Into);
+        TakePacketBeside(*m_Beside.front().Packet, pVideo, Into);
         m_Beside.pop_front();
     }
     for (Beside &Waiting : m_Beside)
@@ -95,8 +97,11 @@ void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
 }
 
 // Asynchronous carriage gives local sets no PTS: they belong to the picture that is sent next.
-void Producer::TakeKlvPacket(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
+void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
     const unsigned nStretch = m_Timeline.MoveOther(Packet);
+    m_Passed.Take(Packet, pVideo != nullptr ? pVideo->pts : AV_NOPTS_VALUE);
+    if (!m_Demuxer.IsKlv(Packet))
+        return;
     const std::vector<INT64> UTCs = m_Intake.OfKlvPacket(Packet);
     if (Packet.pts != AV_NOPTS_VALUE) {
         AddLocalSets(UTCs, nStretch, Packet.pts);

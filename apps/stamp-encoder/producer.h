@@ -13,6 +13,7 @@
 #include "media/demuxer.h"
 #include "media/picture_filter.h"
 #include "media/timeline.h"
+#include "passed_streams.h"
 #include "stamp_intake.h"
 
 namespace encoder {
@@ -20,8 +21,8 @@ namespace encoder {
 class Producer {
 public:
     // All references must outlive the producer.
-    Producer(const Options &Settings, const PictureRate &Rate, Demuxer &In, FrameQueue &Out, Tally &Counts,
-             const std::atomic<bool> &bStop);
+    Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, Demuxer &In, FrameQueue &Out,
+             PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop);
 
     // The thread's body. Returns at the end of the input, when bStop is set, or when the encoding thread takes no more;
     // throws a Failure when the input fails, after the pictures read before have been queued.
@@ -43,7 +44,7 @@ private:
     void ReadAll();
     void TakeVideoPacket(AVPacket &Packet);
     void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
-    void TakeKlvPacket(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
+    void TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
     void AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS);
     void TakeFrame(FramePtr Frame, std::int64_t nPacket);
     void TakeTimecode(const AVFrame &Frame);
@@ -54,6 +55,7 @@ private:
     const bool m_bAsksForLocalSets;
     Demuxer &m_Demuxer;
     FrameQueue &m_Queue;
+    PassedStreams &m_Passed;
     Tally &m_Tally;
     const std::atomic<bool> &m_bStop;
     Decoder m_Decoder;

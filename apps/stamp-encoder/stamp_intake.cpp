@@ -39,19 +39,29 @@ StampIntake::StampIntake(const Options &Settings, const AVStream &Video, const P
 
 std::vector<TimeStamp> StampIntake::OfVideoPacket(const AVPacket &Packet) {
     std::vector<TimeStamp> Found;
-    if (IsDamaged(Packet))
-        return Found;
     const StampsRead Read = m_enCodec == AV_CODEC_ID_MPEG2VIDEO ? ReadUserDataStamps(BytesOf(Packet))
                                                                 : ReadStamps(BytesOf(Packet), m_NalFormat);
     m_Tally.Count(Event::BrokenStampSei, Read.Broken.size());
     for (const UtcStamp &Stamp : Read.Stamps)
-        Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
+        if (IsBelieved(Stamp, Packet))
+            Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
     return Found;
 }
 
+bool StampIntake::IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet) {
+    const bool bHasPTS = Packet.pts != AV_NOPTS_VALUE;
+    if (IsDamaged(Packet)) {
+        const bool bFollows = bHasPTS && m_Trust.Follows(StreamPTS(Packet.pts), Stamp);
+        m_Tally.Count(Event::DamagedStamp, bFollows ? 0 : 1);
+        return bFollows;
+    }
+    if (bHasPTS)
+        m_Trust.Believe(StreamPTS(Packet.pts), Stamp);
+    return true;
+}
+
+// In a damaged packet too, the checksum tells which sets are whole.
 std::vector<INT64> StampIntake::OfKlvPacket(const AVPacket &Packet) {
-    if (IsDamaged(Packet))
-        return {};
     const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
     m_Tally.Count(Event::LocalSet, Read.UTCs.size());
     m_Tally.Count(Event::BrokenLocalSet, Read.Broken.size());

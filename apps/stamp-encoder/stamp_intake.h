@@ -10,6 +10,7 @@
 #include "frame_queue.h"
 #include "media/av.h"
 #include "options.h"
+#include "stamp_trust.h"
 #include "tally.h"
 
 namespace encoder {
@@ -40,6 +41,7 @@ public:
     static TimeStamp OfTimecode(const TimecodeLabel &Label);
 
 private:
+    bool IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet);
     TimeStamp OfUTC(int enSource, BYTE nStatusByte, INT64 llUTC);
     std::optional<TimecodeLabel> TimecodeSeiOf(const AVFrame &Frame, AVRational DecoderRate);
     std::vector<TimecodeReading> VitcOf(const AVFrame &Frame);
@@ -51,6 +53,7 @@ private:
     const int m_nRate;
     TimecodeFilter m_VitcFilter;
     std::uint64_t m_nVitcRejected = 0;
+    StampTrust m_Trust;
     Tally &m_Tally;
 };
 

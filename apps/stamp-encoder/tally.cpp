@@ -34,7 +34,10 @@ constexpr EventRow EVENT_ROWS[] = {
     {Event::BrokenLocalSet, "broken KLV local sets (length or checksum)", "a broken KLV local set is passed over"},
     {Event::LocalSetEg0104, "KLV sets of MISB EG 0104, passed over",
      "KLV sets are of the older standard MISB EG 0104, whose time is not read"},
-    {Event::DamagedPacket, "packets damaged on their way", "a damaged packet: time stamps in it are passed over"},
+    {Event::DamagedPacket, "packets damaged on their way",
+     "a damaged packet: time stamps in it must follow from those before it"},
+    {Event::DamagedStamp, "time stamps in damaged packets that were not believed",
+     "a time stamp in a damaged packet does not follow from those before it"},
     {Event::UndecodablePacket, "packets that could not be decoded", "a packet cannot be decoded"},
     {Event::PictureWithoutPts, "pictures without a PTS, counted on at the picture rate",
      "pictures come without a PTS and are counted on at the picture rate (see --rate)"},
@@ -53,6 +56,11 @@ constexpr EventRow EVENT_ROWS[] = {
     {Event::RateWithoutLabels, "pictures without a timecode, which has no numbers above 60 a second",
      "no timecode is written: SMPTE ST 12-1 has no numbers for more than 60 pictures a second"},
     {Event::FallenSilent, "end by silence (see --end-after-silence)", "it has fallen silent, which ends it"},
+    {Event::FieldsTogether, "pictures of two fields coded as one, since the input's headers told of none",
+     "a picture of two fields is coded as one, since the input's headers told of none"},
+    {Event::PassedOn, "packets of sound and KLV passed on", nullptr},
+    {Event::PassedLost, "packets of sound and KLV without a time or out of order, left out",
+     "a packet of sound or KLV without a time or out of order is left out"},
 };
 
 const EventRow &RowOf(Event enEvent) {

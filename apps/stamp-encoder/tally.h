@@ -30,6 +30,7 @@ enum class Event {
     BrokenLocalSet,
     LocalSetEg0104,
     DamagedPacket,
+    DamagedStamp,
     UndecodablePacket,
     PictureWithoutPts,
     PictureNotLater,
@@ -40,6 +41,9 @@ enum class Event {
     AbsurdTime,
     RateWithoutLabels,
     FallenSilent,
+    FieldsTogether,
+    PassedOn,
+    PassedLost,
     NumberOfEvents
 };
 

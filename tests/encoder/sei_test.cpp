@@ -13,15 +13,12 @@ using Buffer = std::vector<std::uint8_t>;
 constexpr NalFormat ANNEX_B = {};
 constexpr std::int64_t UTC = 1700000000000000;
 
-Buffer Sps() {
-    return {0x67, 0x42};
-}
 Buffer Slice() {
     return {0x41, 0x9A, 0, 0, 1, 0x55};
 }
 
-Buffer StampPayload(std::int64_t llUTC) {
-    const auto Payload = BuildStampPayload({0x1F, llUTC});
+Buffer StampPayload(std::int64_t llUTC, bool bHevc = false) {
+    const auto Payload = BuildStampPayload({0x1F, llUTC}, bHevc);
     return {Payload.begin(), Payload.end()};
 }
 
@@ -59,12 +56,9 @@ TEST(StampSei, ComesBackThroughEmulationPreventionAndEveryNalFormat) {
 
 TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
     const Buffer Good = StampPayload(UTC);
-    const Buffer HevcId = {0xA8, 0x68, 0x7D, 0xD4, 0xD7, 0x59, 0x37, 0x58,
-                           0xA5, 0xCE, 0xF0, 0x33, 0x8B, 0x65, 0x45, 0xF1};
-    Buffer Hevc = Good;
+    const Buffer Hevc = StampPayload(UTC, true);
     Buffer BadSeparator = Good;
     Buffer Foreign = Good;
-    std::ranges::copy(HevcId, Hevc.begin());
     BadSeparator[22] = 0xFE;
     Foreign[15] = 'X';
     const std::tuple<const Buffer &, bool, ReadResult> rows[] = {
@@ -118,26 +112,84 @@ TEST(Nal, LengthsComeFromTheExtradataAndAreChecked) {
     EXPECT_FALSE(Nals.Next());
 }
 
-TEST(SeiWriter, ReplacesTheTimecodeAndKeepsAllElse) {
-    const Buffer UserData(300, 0);
-    const Buffer Recovery = {0x84};
-    const Buffer Own = {0x34}; // pic_struct 3 has two clock time stamps
-    const Buffer Timed = {0x3B, 0x25, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x20};
-    const Buffer Expected = Unit({Sps(), SeiNal({{5, UserData}, {6, Recovery}}),
-                                  SeiNal({{1, Timed}, {5, StampPayload(256)}}), Slice(), Slice()});
-    const Buffer Picture = Unit({Sps(), SeiNal({{5, UserData}, {1, Own}, {6, Recovery}}), Slice(), Slice()});
-    EXPECT_EQ(InsertSei(Picture, UtcStamp{0x1F, 256}, TimecodeLabel{0, 1, 0, 2, true}), Expected);
-    EXPECT_EQ(InsertSei(Picture, {}, {}), Picture);
-    EXPECT_EQ(InsertSei(Unit({Sps()}), UtcStamp{}, TimecodeLabel{}), Unit({Sps()})) << "no slice";
+// Parameter sets as x264 writes them.
+struct Headers {
+    const char *szWhat;
+    Buffer Sequence;
+    Buffer Picture = {0x68, 0xCE, 0x0F, 0xCB};
+};
+const Headers FRAMES = {"frames with pic_struct", {0x67, 0x64, 0x00, 0x09, 0xAC, 0xB4, 0x21, 0x36, 0x02, 0x20, 0x00,
+                                                   0x00, 0x00, 0x20, 0x00, 0x00, 0x06, 0x43, 0xE2, 0x44, 0xD4}};
+const Headers BARE = {"no pic_struct", {0x67, 0x64, 0x00, 0x09, 0xAC, 0xB4, 0x21, 0x36, 0x02, 0x20, 0x00,
+                                        0x00, 0x00, 0x20, 0x00, 0x00, 0x06, 0x51, 0xE2, 0x44, 0xD4}};
+const Headers FIELDS = {"fields, delays",
+                        {0x67, 0x64, 0x00, 0x15, 0xAC, 0xE8, 0x44, 0xD8, 0x08, 0x80, 0x00, 0x00, 0x00, 0x80, 0x00,
+                         0x00, 0x19, 0x30, 0x10, 0x03, 0x0D, 0x00, 0x0C, 0x35, 0x49, 0x84, 0x01, 0xF1, 0x42, 0xAA},
+                        {0x68, 0xDE, 0x0F, 0xCB}};
 
-    const Buffer Added = {0x09, 0x04, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40};
-    const auto Inserted = [](const TimecodeLabel &Label) { return InsertSei(Unit({Slice()}), {}, Label); };
-    EXPECT_EQ(Inserted({23, 59, 58, 59, false}), Unit({SeiNal({{1, Added}}), Slice()}));
-    const Buffer DropsFour = {0x09, 0x35, 0x3B, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40}; // no counting type has four
-    EXPECT_EQ(InsertSei(Unit({Slice()}), {}, TimecodeLabel{23, 59, 58, 59, true}, 4),
-              Unit({SeiNal({{1, DropsFour}}), Slice()}));
-    for (const TimecodeLabel &Label : {TimecodeLabel{24, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, 0, 256}})
-        EXPECT_EQ(Inserted(Label), Unit({Slice()})) << ToText(Label);
+TEST(SeiWriter, WritesTheTimecodeAsTheHeadersWantIt) {
+    struct Row {
+        const Headers &Sets;
+        Buffer Old;     // the encoder's own pic_timing; empty for none
+        Buffer Written; // empty where there is no place for a timecode
+    } const Rows[] = {
+        {.Sets = FRAMES, .Old = {0x04}, .Written = {0x09, 0x04, 0x18, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40}},
+        {.Sets = FRAMES, .Old = {}, .Written = {0x09, 0x04, 0x18, 0xEB, 0xBB, 0x80, 0x00, 0x00, 0x40}},
+        {.Sets = BARE, .Old = {}, .Written = {}},
+        // 18 bits of delays, pic_struct 3, a clock time stamp for each field
+        {.Sets = FIELDS,
+         .Old = {0x00, 0x14, 0x0C},
+         .Written = {0x00, 0x14, 0x0E, 0xC1, 0x06, 0x3A, 0xEE, 0xF6, 0x08, 0x31, 0xD7, 0x77}},
+        {.Sets = FIELDS, .Old = {}, .Written = {}},
+    };
+    for (const Row &Case : Rows) {
+        const Buffer Other = SeiNal({{6, {0x84}}});
+        std::vector<Buffer> Before = {Case.Sets.Sequence, Case.Sets.Picture, Other, Slice()};
+        std::vector<Buffer> After = Before;
+        if (!Case.Old.empty())
+            Before.insert(Before.begin() + 2, SeiNal({{1, Case.Old}}));
+        if (!Case.Written.empty())
+            After.insert(After.begin() + 3, SeiNal({{1, Case.Written}}));
+        SeiWriter Writer(false);
+        const auto Result = Writer.Insert(Unit(Before), {}, TimecodeLabel{23, 59, 58, 24, false});
+        EXPECT_EQ(Result.AccessUnit, Unit(After)) << Case.Sets.szWhat << ", own bytes " << Case.Old.size();
+        EXPECT_EQ(Result.bTimecode, !Case.Written.empty());
+    }
+}
+
+TEST(SeiWriter, ReplacesItsOwnKindsAndKeepsAllElse) {
+    const Buffer UserData(300, 0);
+    const TimecodeLabel Label = {0, 1, 0, 2, true};
+    const Buffer HevcSlice = {0x02, 0x03, 0x55};
+    const Buffer HevcPrefix = {39 << 1, 3}; // in the slice's layer of time
+    struct Row {
+        bool bHevc;
+        Buffer Slice;
+        Buffer Header;
+        std::size_t nKind; // of the timecode's message
+        Buffer Timecode;
+        unsigned nDropped = 2;
+    } const Rows[] = {
+        {false, Slice(), {6}, 1, {0x09, 0x25, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}},
+        {false, Slice(), {6}, 1, {0x09, 0x35, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}, 4}, // no type has four
+        {true, HevcSlice, HevcPrefix, 136, {0x62, 0x50, 0x10, 0x00, 0x80, 0x10}},
+    };
+    for (const Row &Case : Rows) {
+        SeiWriter Writer(Case.bHevc, Case.nDropped);
+        Writer.TakeHeaders(Unit({FRAMES.Sequence, FRAMES.Picture}));
+        const auto Sei = [&](const auto &Messages) { return SeiNal(Messages, Case.Header); };
+        using Messages = std::vector<std::pair<std::size_t, Buffer>>;
+        const Buffer Picture = Unit({Sei(Messages{{5, UserData}, {Case.nKind, {0x04}}, {6, {0x84}}}),
+                                     Sei(Messages{{5, StampPayload(1, Case.bHevc)}}), Case.Slice, Case.Slice});
+        const Buffer Expected = Unit({Sei(Messages{{5, UserData}, {6, {0x84}}}),
+                                      Sei(Messages{{Case.nKind, Case.Timecode}, {5, StampPayload(256, Case.bHevc)}}),
+                                      Case.Slice, Case.Slice});
+        EXPECT_EQ(Writer.Insert(Picture, UtcStamp{0x1F, 256}, Label).AccessUnit, Expected) << "HEVC " << Case.bHevc;
+        EXPECT_EQ(Writer.Insert(Picture, {}, {}).AccessUnit, Picture) << "HEVC " << Case.bHevc;
+        for (const TimecodeLabel &Wrong : {TimecodeLabel{24, 0, 0, 0}, {0, -1, 0, 0}, {0, 0, 0, 512}})
+            EXPECT_EQ(Writer.Insert(Unit({Case.Slice}), {}, Wrong).AccessUnit, Unit({Case.Slice})) << ToText(Wrong);
+        EXPECT_EQ(Writer.Insert(Unit({Case.Header}), UtcStamp{}, {}).AccessUnit, Unit({Case.Header})) << "no slice";
+    }
 }
 
 } // namespace

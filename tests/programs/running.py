@@ -10,7 +10,7 @@ from pathlib import Path
 
 HANG = 60  # seconds that no run here needs, on the busiest machine
 FELL_OVER = re.compile(r"terminate called|Sanitizer|runtime error|violated")
-STAMP_UUID = "4d495350-6d69-6372-6f73-656374696d65"  # MISB ST 0604
+STAMP_UUID = "4d495350-6d69-6372-6f73-656374696d65|a8687dd4-d759-3758-a5ce-f0338b6545f1"  # ST 0604: H.264, HEVC
 
 Picture = namedtuple("Picture", "pts utc status timecode")  # text of each; "-" for none
 
@@ -132,7 +132,7 @@ def pictures(file, stream=0, whole=True):
 
 def _picture(text):
     pts = text.split()[0]
-    stamp = re.search(rf"UUID={STAMP_UUID}\n.*User Data=(\w+)", text)
+    stamp = re.search(rf"UUID=(?:{STAMP_UUID})\n.*User Data=(\w+)", text)
     timecode = re.search(r"side data - timecode - (\S+)", text)
     utc = status = "-"
     if stamp:  # a status byte, then four pairs of bytes with 0xff between them

@@ -1,0 +1,37 @@
+// What the parameter sets of an H.264 stream say about its pic_timing messages (ISO/IEC 14496-10, annexes D and E).
+// They tell the size of each of the message's fields, and whether there may be one at all.
+#ifndef ENCODER_FORMATS_H264_HEADERS_H
+#define ENCODER_FORMATS_H264_HEADERS_H
+
+#include <map>
+#include <optional>
+
+#include "formats/result.h"
+
+namespace encoder {
+
+struct PicTimingFormat {
+    bool bPicStruct = false; // pic_struct and clock time stamps are there
+    bool bDelays = false;    // the removal and output delays are there
+    unsigned nRemovalBits = 0;
+    unsigned nOutputBits = 0;
+    unsigned nOffsetBits = 24; // of a clock time stamp's offset
+    bool bFramesOnly = true;   // no pictures of one field, no fields in a picture
+};
+
+class H264Headers {
+public:
+    // Any NAL unit; parameter sets are kept, the last of each number. One that cannot be read to its end is not.
+    void Take(Bytes Nal);
+
+    // The format that holds for the picture of a slice; nothing while its parameter sets have not come.
+    std::optional<PicTimingFormat> FormatOf(Bytes SliceNal) const;
+
+private:
+    std::map<std::uint32_t, PicTimingFormat> m_Sequences;
+    std::map<std::uint32_t, std::uint32_t> m_Pictures; // number of a picture's set -> of its sequence's
+};
+
+} // namespace encoder
+
+#endif

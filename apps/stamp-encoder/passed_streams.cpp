@@ -1,0 +1,84 @@
+// The streams beside the video of one input on their way from the input to the output.
+// A waiting packet without a PTS keeps its place in the DTS.
+#include "passed_streams.h"
+
+#include <new>
+#include <utility>
+
+namespace encoder {
+
+namespace {
+
+// Video that has ended or stalled does not let the rest pile up.
+constexpr std::size_t MAX_BYTES = 64 << 20;
+
+} // namespace
+
+void PassedStreams::AddTo(TsWriter &Writer) {
+    m_pWriter = &Writer;
+    for (const AVStream *const pStream : m_Demuxer.Passed())
+        m_Tracks[pStream->index].nStream = Writer.AddPassed(*pStream, m_Demuxer.IsSynchronousKlv(*pStream));
+}
+
+void PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
+    const std::lock_guard Lock(m_Mutex);
+    const auto Into = m_Tracks.find(Packet.stream_index);
+    if (Into == m_Tracks.end())
+        return;
+    PacketPtr Copy(av_packet_clone(&Packet));
+    if (!Copy)
+        throw std::bad_alloc();
+    const bool bDoesWithout = m_Demuxer.IsKlv(Packet) && static_cast<std::size_t>(Packet.size) <= DataPes::MAX_SIZE &&
+                              Packet.dts == AV_NOPTS_VALUE;
+    // Behind the last picture, and where that has no PTS either, the place is that of the packet before.
+    m_llPlace = llVideoPTS != AV_NOPTS_VALUE ? llVideoPTS : m_llPlace;
+    if (Copy->dts == AV_NOPTS_VALUE)
+        Copy->dts = Copy->pts != AV_NOPTS_VALUE ? Copy->pts : m_llPlace;
+    if (Copy->dts == AV_NOPTS_VALUE || (Copy->pts == AV_NOPTS_VALUE && !bDoesWithout)) {
+        m_Tally.Count(Event::PassedLost);
+        return;
+    }
+    m_nBytes += static_cast<std::size_t>(Packet.size);
+    Into->second.Waiting.push_back(std::move(Copy));
+    while (m_nBytes > MAX_BYTES && !Into->second.Waiting.empty())
+        WriteFirst(Into->second);
+}
+
+// A packet without a PTS goes right before the picture that it was sent before; any other before the pictures that are
+// decoded later than it is.
+void PassedStreams::WriteBefore(std::int64_t llPTS, std::int64_t llDTS) {
+    const std::lock_guard Lock(m_Mutex);
+    for (auto &[nInput, From] : m_Tracks) {
+        const auto IsDue = [&](const AVPacket &Packet) {
+            return Packet.dts <= (Packet.pts == AV_NOPTS_VALUE ? llPTS : llDTS);
+        };
+        while (!From.Waiting.empty() && IsDue(*From.Waiting.front()))
+            WriteFirst(From);
+    }
+}
+
+void PassedStreams::WriteRest() {
+    const std::lock_guard Lock(m_Mutex);
+    for (auto &[nInput, From] : m_Tracks)
+        while (!From.Waiting.empty())
+            WriteFirst(From);
+}
+
+// The muxer takes no sound that does not come later than what it has. Several packets of data may have one time.
+void PassedStreams::WriteFirst(Track &From) {
+    const PacketPtr Packet = std::move(From.Waiting.front());
+    From.Waiting.pop_front();
+    m_nBytes -= static_cast<std::size_t>(Packet->size);
+    if (Packet->pts != AV_NOPTS_VALUE) {
+        const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (m_Demuxer.IsKlv(*Packet) ? 0 : 1) : Packet->dts;
+        if (Packet->dts < llEarliest) {
+            m_Tally.Count(Event::PassedLost);
+            return;
+        }
+        From.LastDTS = Packet->dts;
+    }
+    m_pWriter->Write(*Packet, From.nStream);
+    m_Tally.Count(Event::PassedOn);
+}
+
+} // namespace encoder

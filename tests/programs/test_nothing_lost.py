@@ -1,0 +1,259 @@
+"""What stamp-encoder must not lose on the way: sound, KLV, fields, colours, programs, datagrams, stamps of damaged pictures.
+
+FFmpeg makes the inputs and reads the outputs, which must give it no cause to complain.
+"""
+
+import collections
+import socket
+
+import pytest
+from running import pictures, table, tool, wait_for, whole
+
+SIZE = 188
+VIDEO, KLV = 0x100, 0x101  # PIDs of the recording
+PMT = 0x1000
+
+
+def packets(file, kind):
+    """Stream, PTS and hash of each packet of a kind of stream, each stream by itself."""
+    text = tool("ffmpeg", "-v", "error", "-copyts", "-i", file, "-map", f"0:{kind}?", "-c", "copy",
+                "-f", "framehash", "-hash", "md5", "-")
+    rows = [[part.strip() for part in line.split(",")] for line in text.splitlines() if not line.startswith("#")]
+    return sorted((int(row[0]), int(row[2]), row[5]) for row in rows)
+
+
+def shown(file, *entries):
+    """Values of ffprobe's entries of the first video stream and the set of those of its frames."""
+    def probe(section):
+        lines = tool("ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries",
+                     f"{section}={','.join(entries)}", "-of", "compact=p=0", file).splitlines()
+        return {line.strip("|") for line in lines} - {""}
+    return probe("stream").pop(), probe("frame")
+
+
+def ts_packets(file):
+    data = bytearray(file.read_bytes())
+    for at in range(0, len(data), SIZE):
+        yield data[at:at + SIZE]
+
+
+def pid(packet):
+    return (packet[1] & 0x1F) << 8 | packet[2]
+
+
+def without_klv_times(file):
+    """Takes the PTS of the KLV packets away; stuffing stands in their place."""
+    changed = []
+    for packet in ts_packets(file):
+        if pid(packet) == KLV and packet[1] & 0x40:
+            pes = 4 + (1 + packet[4] if packet[3] & 0x20 else 0)
+            packet[pes + 7] &= 0x3F
+            packet[pes + 9:pes + 9 + packet[pes + 8]] = b"\xff" * packet[pes + 8]
+        changed.append(packet)
+    file.write_bytes(b"".join(changed))
+
+
+def crc(data):
+    value = 0xFFFFFFFF
+    for byte in data:
+        value ^= byte << 24
+        for _ in range(8):
+            value = (value << 1 ^ (0x04C11DB7 if value & 0x80000000 else 0)) & 0xFFFFFFFF
+    return value.to_bytes(4, "big")
+
+
+def in_synchronous_carriage(file):
+    """Makes the KLV stream one of type 0x15, with a header of its own before each set."""
+    changed, number = [], 0
+    for packet in ts_packets(file):
+        if pid(packet) == PMT and packet[1] & 0x40:
+            end = 5 + 3 + ((packet[6] & 0xF) << 8 | packet[7]) - 4
+            entry = packet.find(bytes([0x06, 0xE0 | KLV >> 8, KLV & 0xFF]))
+            packet[entry] = 0x15
+            packet[end:end + 4] = crc(packet[5:end])
+        if pid(packet) == KLV:
+            pes = packet[5 + packet[4]:]
+            body = pes[9 + pes[8]:]
+            pes = pes[:9 + pes[8]] + bytes([0, number % 256, 0xDF, len(body) >> 8, len(body) & 0xFF]) + body
+            pes[4:6] = (len(pes) - 6).to_bytes(2, "big")
+            packet[4:] = bytes([183 - len(pes), 0]) + b"\xff" * (182 - len(pes)) + pes
+            number += 1
+        changed.append(packet)
+    file.write_bytes(b"".join(changed))
+
+
+def stream_types(file):
+    table = next(packet for packet in ts_packets(file) if pid(packet) == PMT and packet[1] & 0x40)
+    return {(table[at + 1] & 0x1F) << 8 | table[at + 2]: table[at]
+            for at in range(17, 60) if table[at + 1:at + 3] in (b"\xe1\x00", b"\xe1\x01")}
+
+
+@pytest.fixture
+def with_sound(in_ts):
+    """The recording with two sounds, whose frames last no whole number of ticks in one, and with a second video."""
+    tool("ffmpeg", "-v", "error", "-i", in_ts, "-itsoffset", 10, "-f", "lavfi", "-i", "sine=sample_rate=44100:duration=3",
+         "-itsoffset", 10, "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=25:duration=3",
+         "-map", 0, "-map", 1, "-map", 1, "-map", 2, "-c", "copy", "-c:a:0", "aac", "-c:a:1", "mp2",
+         "-c:v:1", "libx264", "-preset", "ultrafast", "-copyts", "-muxdelay", 0, "-muxpreload", 0, "sound.ts")
+    return in_ts.with_name("sound.ts")
+
+
+@pytest.fixture
+def code(stamp_encoder):
+    def run(*arguments, output="out.ts"):
+        stamp_encoder("--preset", "ultrafast", *arguments, "-o", output, "--csv", "table.csv")
+        return stamp_encoder.runs[-1]
+    return run
+
+
+@pytest.mark.parametrize("options", [(), ("--bframes", 0), ("--codec", "hevc")])
+def test_sound_and_klv_lost_or_moved(code, with_sound, options):
+    run = code("--stream", 0, *options, with_sound)
+    assert run.code == 0 and len(run.messages) == 1, run.err
+    assert "stream 4 (video, h264) is left out" in run.err
+    for kind in "ad":
+        assert packets(with_sound, kind) and packets("out.ts", kind) == packets(with_sound, kind), kind
+    pictures("out.ts")
+
+
+def test_a_step_parts_sound_from_its_picture(code, with_sound):
+    with_sound.write_bytes(2 * with_sound.read_bytes())
+    code("--stream", 0, with_sound).finish()
+    first, both = packets(with_sound, "a"), packets("out.ts", "a")
+    assert [row[2] for row in both] == [row[2] for row in first]
+    video = [int(picture.pts) for picture in pictures("out.ts")]
+    assert len(video) == 150 and len(both) > 200
+    for stream in {row[0] for row in both}:
+        times = [row[1] for row in both if row[0] == stream]
+        assert abs(times[len(times) // 2] - min(times) - (video[75] - video[0])) < 3600
+
+
+def test_what_is_not_wanted_is_left_out_and_another_video_is_chosen(code, with_sound):
+    code("--stream", 4, "--no-pass", with_sound)
+    assert not packets("out.ts", "a") and not packets("out.ts", "d")
+    assert "width=160" in shown("out.ts", "width")[0]
+    assert "its video streams are: 0, 4" in code("--stream", 1, with_sound).ended(2, "is no video").err
+
+
+@pytest.mark.parametrize("change, kind", [(lambda file: None, 0x06), (without_klv_times, 0x06),
+                                          (in_synchronous_carriage, 0x15)])
+def test_klv_changes_its_carriage(code, in_ts, change, kind):
+    change(in_ts)
+    assert code("--source", "lds", in_ts).claimed(what="with their time") >= 74
+    assert stream_types(in_ts.with_name("out.ts")) == {VIDEO: 0x1B, KLV: kind}
+
+    def sets(file):
+        return tool("ffmpeg", "-v", "error", "-i", file, "-map", "0:d", "-c", "copy", "-f", "hash", "-hash", "md5", "-")
+    assert sets("out.ts") == sets(in_ts)
+    timed = packets("out.ts", "d") if change is not without_klv_times else []
+    assert not timed or timed == packets(in_ts, "d")
+
+
+@pytest.mark.parametrize("made, kept", [
+    ("-vf tinterlace=interleave_top,setfield=tff,setsar=16/11 -c:v libx264 -flags +ildct+ilme -x264-params tff=1 "
+     "-colorspace bt470bg -color_primaries bt470bg -color_trc gamma28", "yuv420p tv bt470bg tt"),
+    ("-vf tinterlace=interleave_bottom,setfield=bff -c:v libx264 -flags +ildct+ilme -x264-params bff=1", "bb"),
+    ("-vf tinterlace=interleave_top,setfield=tff,setdar=16/9 -c:v mpeg2video -flags +ildct+ilme", "4:3 tt"),
+    ("-c:v libx265 -x265-params log-level=none -pix_fmt yuv422p10le -color_primaries bt2020 -color_trc smpte2084 "
+     "-colorspace bt2020nc", "yuv422p10le bt2020 smpte2084 progressive"),
+    ("-c:v libx264 -pix_fmt yuvj420p -color_range pc -chroma_sample_location topleft", "yuvj420p pc topleft"),
+    ("-c:v libx264 -pix_fmt yuv444p", "yuv444p"),
+])
+def test_a_picture_loses_what_it_is(code, tmp_path, made, kept):
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=50:duration=0.6", *made.split(),
+         "-preset", "ultrafast", "-f", "mpegts", "in.ts")
+    assert code("--source", "system", "in.ts").ended(0)
+    entries = ("pix_fmt", "field_order", "sample_aspect_ratio", "color_range", "color_space", "color_primaries",
+               "color_transfer", "chroma_location", "interlaced_frame", "top_field_first")
+    stream, frames = shown("out.ts", *entries)
+    for word in kept.split():
+        assert f"={word}|" in stream + "|", word
+    assert shown("out.ts", *entries[-2:])[1] == shown("in.ts", *entries[-2:])[1]
+    # A clock time stamp for each field.
+    text = tool("ffprobe", "-v", "error", "-show_frames", "out.ts")
+    assert text.count("[TIMECODE]") == len(pictures("out.ts")) * (2 if "flags" in made else 1)
+
+
+def test_what_an_encoder_does_not_take_is_changed_silently(code):
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=50:duration=0.3", "-c:v", "libx264",
+         "-flags", "+ildct", "-x264-params", "tff=1", "-f", "mpegts", "fields.ts")
+    code("--codec", "hevc", "fields.ts").ended(4, "libx265 codes no fields")
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=0.3", "-c:v", "libx265",
+         "-x265-params", "log-level=none", "-pix_fmt", "yuv420p12le", "-f", "mpegts", "deep.ts")
+    code("deep.ts").ended(0, "they are coded as yuv420p10le")
+
+
+@pytest.mark.parametrize("bframes", [0, 2, 5])
+def test_hevc_carries_another_time(code, in_ts, bframes):
+    run = code("--codec", "hevc", "--bframes", bframes, in_ts)
+    held = whole(run, "out.ts")
+    assert ("900000", "1767261600000000", "1F", "10:00:00:00") in held and len(held) == 75
+    types = tool("ffprobe", "-v", "error", "-show_entries", "frame=pict_type", "-of", "csv=p=0", "out.ts")
+    assert types.count("P") <= 75 // (bframes + 1) + 1
+
+
+def test_programs_run_apart(code, in_ts, stamp_encoder):
+    """One program is much faster to code than the other."""
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=25:duration=3", "-c:v", "libx264",
+         "-preset", "ultrafast", "-f", "mpegts", "big.ts")
+    code("big.ts", in_ts).ended(0)
+    rows = [line.split(",") for line in tool("ffprobe", "-v", "error", "-show_entries", "packet=codec_type,stream_index,dts",
+                                             "-of", "csv=p=0", "out.ts").splitlines()]
+    begin, now, worst = {}, {}, 0
+    for kind, stream, dts, *_ in (row for row in rows if row[0] == "video"):
+        begin.setdefault(stream, int(dts))
+        now[stream] = int(dts) - begin[stream]
+        worst = max(worst, max(now.values()) - min(now.values()))
+    assert len(now) == 2 and worst <= 90000 // 5, f"{worst / 90000} s apart"
+    assert len(pictures("out.ts", 0)) == len(pictures("out.ts", 1)) == 75
+
+
+@pytest.mark.parametrize("scheme, header", [("udp", 0), ("rtp", 12)])
+def test_datagrams_are_torn(stamp_encoder, in_ts, scheme, header):
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as receiver:
+        receiver.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 1 << 22)
+        receiver.bind(("127.0.0.1", 0))
+        receiver.settimeout(0.2)
+        run = stamp_encoder.start("--preset", "ultrafast", "--bitrate", 300, in_ts, in_ts, "--realtime", "-o",
+                                  f"{scheme}://127.0.0.1:{receiver.getsockname()[1]}")
+        got = []
+
+        def received():
+            try:
+                while True:
+                    got.append(receiver.recv(65536))
+            except TimeoutError:
+                return not run.alive()
+        wait_for(received)
+    run.ended(0)
+    sizes = collections.Counter(map(len, got[:-1]))
+    assert set(sizes) == {1316 + header}, sizes
+    if header:
+        numbers = [int.from_bytes(each[2:4], "big") for each in got]
+        assert {each[0] for each in got} == {0x80} and {each[1] & 0x7F for each in got} == {33}
+        assert all((after - before) % 65536 == 1 for before, after in zip(numbers, numbers[1:]))
+    received_ts = in_ts.with_name("received.ts")
+    received_ts.write_bytes(b"".join(each[header:] for each in got))
+    assert len(pictures(received_ts, 0)) == len(pictures(received_ts, 1)) == 75
+
+
+def test_a_lost_packet_costs_the_stamp_before_it(code, in_ts):
+    """One packet is lost behind the first of every fifth picture; then one bit is turned in a stamp of a damaged one."""
+    kept, picture, place = [], -1, 0
+    for packet in ts_packets(in_ts):
+        if pid(packet) == VIDEO:
+            picture, place = (picture + 1, 0) if packet[1] & 0x40 else (picture, place + 1)
+            if picture % 5 == 4 and place == 4:
+                continue
+            if picture == 50 and place == 0:
+                stamp = packet.find(b"MISPmicrosectime")
+                packet[stamp + 20] ^= 0x10  # a thousand seconds and more
+                packet[1] |= 0x80           # the receiver has seen that something is wrong
+        kept.append(packet)
+    in_ts.write_bytes(b"".join(kept))
+    run = code(in_ts)
+    rows = table("table.csv")
+    assert run.claimed(what="packets damaged on their way") >= 15
+    assert [row.utc for row in rows].count("-") == run.claimed(what="that were not believed") == 1
+    assert all(abs(int(row.utc) - 1767261600000000 - (int(row.pts) - 900000) * 100 // 9) < 1000
+               for row in rows if row.utc != "-")
