@@ -2,6 +2,7 @@
 // A waiting packet without a PTS keeps its place in the DTS.
 #include "passed_streams.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -64,7 +65,8 @@ void PassedStreams::WriteRest() {
             WriteFirst(From);
 }
 
-// The muxer takes no sound that does not come later than what it has. Several packets of data may have one time.
+// The muxer takes no sound that does not come later than what it has: where a step of the PTS lets two pieces overlap, the
+// second waits. Several packets of data may have one time.
 void PassedStreams::WriteFirst(Track &From) {
     const PacketPtr Packet = std::move(From.Waiting.front());
     From.Waiting.pop_front();
@@ -72,8 +74,9 @@ void PassedStreams::WriteFirst(Track &From) {
     if (Packet->pts != AV_NOPTS_VALUE) {
         const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (m_Demuxer.IsKlv(*Packet) ? 0 : 1) : Packet->dts;
         if (Packet->dts < llEarliest) {
-            m_Tally.Count(Event::PassedLost);
-            return;
+            Packet->dts = llEarliest;
+            Packet->pts = std::max(Packet->pts, llEarliest);
+            m_Tally.Count(Event::PassedLater);
         }
         From.LastDTS = Packet->dts;
     }

@@ -3,6 +3,7 @@
 #include "stamp_intake.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "formats/klv.h"
 #include "formats/stamp_sei.h"
@@ -39,18 +40,21 @@ StampIntake::StampIntake(const Options &Settings, const AVStream &Video, const P
 
 std::vector<TimeStamp> StampIntake::OfVideoPacket(const AVPacket &Packet) {
     std::vector<TimeStamp> Found;
+    // FFmpeg's parser puts the mark of damage on the packet that it completes with the damaged one's first bytes: the
+    // one before.
+    const bool bDamaged = std::exchange(m_bMarked, IsDamaged(Packet)) || IsDamaged(Packet);
     const StampsRead Read = m_enCodec == AV_CODEC_ID_MPEG2VIDEO ? ReadUserDataStamps(BytesOf(Packet))
                                                                 : ReadStamps(BytesOf(Packet), m_NalFormat);
     m_Tally.Count(Event::BrokenStampSei, Read.Broken.size());
     for (const UtcStamp &Stamp : Read.Stamps)
-        if (IsBelieved(Stamp, Packet))
+        if (IsBelieved(Stamp, Packet, bDamaged))
             Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
     return Found;
 }
 
-bool StampIntake::IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet) {
+bool StampIntake::IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet, bool bDamaged) {
     const bool bHasPTS = Packet.pts != AV_NOPTS_VALUE;
-    if (IsDamaged(Packet)) {
+    if (bDamaged) {
         const bool bFollows = bHasPTS && m_Trust.Follows(StreamPTS(Packet.pts), Stamp);
         m_Tally.Count(Event::DamagedStamp, bFollows ? 0 : 1);
         return bFollows;

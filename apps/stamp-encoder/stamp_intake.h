@@ -41,7 +41,7 @@ public:
     static TimeStamp OfTimecode(const TimecodeLabel &Label);
 
 private:
-    bool IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet);
+    bool IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet, bool bDamaged);
     TimeStamp OfUTC(int enSource, BYTE nStatusByte, INT64 llUTC);
     std::optional<TimecodeLabel> TimecodeSeiOf(const AVFrame &Frame, AVRational DecoderRate);
     std::vector<TimecodeReading> VitcOf(const AVFrame &Frame);
@@ -54,6 +54,7 @@ private:
     TimecodeFilter m_VitcFilter;
     std::uint64_t m_nVitcRejected = 0;
     StampTrust m_Trust;
+    bool m_bMarked = false; // the video packet before is marked as damaged
     Tally &m_Tally;
 };
 

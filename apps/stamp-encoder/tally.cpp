@@ -59,8 +59,10 @@ constexpr EventRow EVENT_ROWS[] = {
     {Event::FieldsTogether, "pictures of two fields coded as one, since the input's headers told of none",
      "a picture of two fields is coded as one, since the input's headers told of none"},
     {Event::PassedOn, "packets of sound and KLV passed on", nullptr},
-    {Event::PassedLost, "packets of sound and KLV without a time or out of order, left out",
-     "a packet of sound or KLV without a time or out of order is left out"},
+    {Event::PassedLater, "packets of sound and KLV not later than the one before, put behind it",
+     "a packet of sound or KLV that is not later than the one before is put behind it"},
+    {Event::PassedLost, "packets of sound and KLV without a time, left out",
+     "a packet of sound or KLV without a time is left out"},
 };
 
 const EventRow &RowOf(Event enEvent) {

@@ -43,6 +43,7 @@ enum class Event {
     FallenSilent,
     FieldsTogether,
     PassedOn,
+    PassedLater,
     PassedLost,
     NumberOfEvents
 };

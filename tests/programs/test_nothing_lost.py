@@ -28,7 +28,7 @@ def shown(file, *entries):
         lines = tool("ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries",
                      f"{section}={','.join(entries)}", "-of", "compact=p=0", file).splitlines()
         return {line.strip("|") for line in lines} - {""}
-    return probe("stream").pop(), probe("frame")
+    return "".join(probe("stream")), probe("frame")
 
 
 def ts_packets(file):
@@ -120,7 +120,7 @@ def test_a_step_parts_sound_from_its_picture(code, with_sound):
     with_sound.write_bytes(2 * with_sound.read_bytes())
     code("--stream", 0, with_sound).finish()
     first, both = packets(with_sound, "a"), packets("out.ts", "a")
-    assert [row[2] for row in both] == [row[2] for row in first]
+    assert sorted(row[2] for row in both) == sorted(row[2] for row in first)
     video = [int(picture.pts) for picture in pictures("out.ts")]
     assert len(video) == 150 and len(both) > 200
     for stream in {row[0] for row in both}:
@@ -130,7 +130,8 @@ def test_a_step_parts_sound_from_its_picture(code, with_sound):
 
 def test_what_is_not_wanted_is_left_out_and_another_video_is_chosen(code, with_sound):
     code("--stream", 4, "--no-pass", with_sound)
-    assert not packets("out.ts", "a") and not packets("out.ts", "d")
+    kinds = tool("ffprobe", "-v", "error", "-show_entries", "stream=codec_type", "-of", "csv=p=0", "out.ts")
+    assert set(kinds.split()) == {"video"}
     assert "width=160" in shown("out.ts", "width")[0]
     assert "its video streams are: 0, 4" in code("--stream", 1, with_sound).ended(2, "is no video").err
 
@@ -238,17 +239,15 @@ def test_datagrams_are_torn(stamp_encoder, in_ts, scheme, header):
 
 
 def test_a_lost_packet_costs_the_stamp_before_it(code, in_ts):
-    """One packet is lost behind the first of every fifth picture; then one bit is turned in a stamp of a damaged one."""
+    """One packet is lost behind the first of every fifth picture; in one of them, a bit of the stamp is turned too."""
     kept, picture, place = [], -1, 0
     for packet in ts_packets(in_ts):
         if pid(packet) == VIDEO:
             picture, place = (picture + 1, 0) if packet[1] & 0x40 else (picture, place + 1)
             if picture % 5 == 4 and place == 4:
                 continue
-            if picture == 50 and place == 0:
-                stamp = packet.find(b"MISPmicrosectime")
-                packet[stamp + 20] ^= 0x10  # a thousand seconds and more
-                packet[1] |= 0x80           # the receiver has seen that something is wrong
+            if picture == 54 and b"MISPmicrosectime" in packet:
+                packet[packet.find(b"MISPmicrosectime") + 21] ^= 0x10  # some thousand seconds
         kept.append(packet)
     in_ts.write_bytes(b"".join(kept))
     run = code(in_ts)
