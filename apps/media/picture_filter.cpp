@@ -59,7 +59,7 @@ FramePtr PictureFilter::Chain::Run(FramePtr Frame, const std::string &szFilters)
 FramePtr PictureFilter::Filter(FramePtr Frame) {
     if (m_bReadVitc)
         ReadVitc(*Frame);
-    if (Frame->format == m_enPixels)
+    if (Frame->format == m_enPixels || m_enPixels == AV_PIX_FMT_NONE)
         return Frame;
     return m_Conversion.Run(std::move(Frame), std::string("format=") + av_get_pix_fmt_name(m_enPixels));
 }

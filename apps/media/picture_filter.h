@@ -13,7 +13,7 @@ namespace encoder {
 
 class PictureFilter {
 public:
-    // Gives pictures of the pixel format.
+    // Gives pictures of the pixel format, or with AV_PIX_FMT_NONE as they are.
     PictureFilter(bool bReadVitc, AVPixelFormat enPixels) : m_bReadVitc(bReadVitc), m_enPixels(enPixels) {}
 
     // Throws a Failure (ExitCode::Encoder) when FFmpeg lacks a filter.

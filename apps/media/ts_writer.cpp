@@ -92,6 +92,14 @@ int TsWriter::AddVideo(const AVCodecContext &Encoder) {
     return Stream.index;
 }
 
+int TsWriter::AddVideo(const AVCodecParameters &Parameters, AVRational Rate) {
+    AVStream &Stream = AddStream();
+    Stream.avg_frame_rate = Rate;
+    Check(avcodec_parameters_copy(Stream.codecpar, &Parameters), ExitCode::Output, "output '" + m_szPath + "'");
+    Stream.codecpar->codec_tag = 0; // the input's container had its own
+    return Stream.index;
+}
+
 int TsWriter::AddKlv() {
     AVStream &Stream = AddStream();
     Stream.codecpar->codec_type = AVMEDIA_TYPE_DATA;

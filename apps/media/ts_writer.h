@@ -28,8 +28,9 @@ public:
 
     // Opens a program; streams added next belong to it. Gives its number.
     int AddProgram(const std::string &szName);
-    // All give the stream's index for Write. The encoder is only read.
+    // All give the stream's index for Write.
     int AddVideo(const AVCodecContext &Encoder);
+    int AddVideo(const AVCodecParameters &Parameters, AVRational Rate);
     int AddKlv();
     // A stream that goes over from an input as it is.
     int AddPassed(const AVStream &Input, bool bSynchronousKlv);

@@ -4,10 +4,9 @@
 #ifndef ENCODER_MEDIA_VIDEO_ENCODER_H
 #define ENCODER_MEDIA_VIDEO_ENCODER_H
 
-#include <functional>
 #include <string>
 
-#include "media/av.h"
+#include "media/picture_coder.h"
 
 namespace encoder {
 
@@ -38,12 +37,9 @@ struct VideoEncoderOptions {
     std::string szPreset = "veryfast";
 };
 
-class VideoEncoder {
+// H.264 comes out with a pic_timing message that holds no timecode yet.
+class VideoEncoder final : public PictureCoder {
 public:
-    // Takes each coded picture, in coding order: an Annex B access unit (of H.264 with a pic_timing message that
-    // holds no timecode yet) with PTS and DTS in 90 kHz. The packet may be changed; its content is gone after the call.
-    using PacketSink = std::function<void(AVPacket &)>;
-
     // Throws a Failure (ExitCode::Encoder) when the encoder is missing or refuses the settings, which libx265 does with
     // fields.
     explicit VideoEncoder(const VideoEncoderOptions &Options);
@@ -51,17 +47,14 @@ public:
     // The pixel format of those that the encoder takes which keeps the most of the given one.
     static AVPixelFormat NearestFormat(bool bHevc, AVPixelFormat enPixels);
 
-    // Codes one picture of the options' pixel format, whose pts counts 90 kHz, each later than the one before and well
-    // above 0 (DTS lie up to nBframes pictures below the first PTS). The picture's pict_type is set here. A new start
-    // is coded so that it and all pictures behind it can be decoded alone; all those before it come out first.
-    void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink);
-
-    // Hands out the pictures that the encoder still holds. Nothing can be coded afterwards.
-    void Flush(const PacketSink &Sink);
+    // Codes one picture of the options' pixel format. DTS lie up to nBframes pictures below the first PTS. The picture's
+    // pict_type is set here. A new start is coded so that it and all pictures behind it can be decoded alone.
+    void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) override;
+    void Flush(const PacketSink &Sink) override;
+    bool KeepsFields() const override { return m_Context->field_order > AV_FIELD_PROGRESSIVE; }
 
     // For the muxer: codec parameters are taken from it.
     const AVCodecContext &Context() const { return *m_Context; }
-    bool IsInterlaced() const { return m_Context->field_order > AV_FIELD_PROGRESSIVE; }
 
 private:
     void Send(const AVFrame *pFrame, const PacketSink &Sink);

@@ -48,13 +48,13 @@ std::optional<TimecodeLabel> OwnLabel(const std::vector<TimeStamp> &Stamps) {
 
 Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out,
                    Tally &Counts)
-    : m_nInput(nInput), m_Sei(Settings.bHevc, How.Rate.nSkippedLabels), m_Options(Settings), m_Coding(How), m_Queue(In),
+    : m_nInput(nInput), m_Sei(How.bHevc, How.Rate.nSkippedLabels), m_Options(Settings), m_Coding(How), m_Queue(In),
       m_Target(Out), m_Tally(Counts), m_Timecode(How.Rate, Settings, Counts) {}
 
 void Encoding::Run() {
     while (std::optional<Picture> Next = m_Queue.Pop())
         TakePicture(std::move(*Next));
-    m_Coding.Encoder.Flush([this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+    m_Coding.Coder.Flush([this](AVPacket &Packet) { TakeCodedPicture(Packet); });
     m_Target.Passed.WriteRest();
 }
 
@@ -69,9 +69,9 @@ void Encoding::TakePicture(Picture Taken) {
     for (const TimeStamp &Stamp : Taken.Stamps)
         m_Tally.Count(HANDED_IN[Stamp.enSource]);
     m_InEncoder[Taken.Frame->pts] = {Taken.nStretch, std::move(Taken.Stamps)};
-    if (Taken.Frame->interlaced_frame != 0 && !m_Coding.Encoder.IsInterlaced())
+    if (Taken.Frame->interlaced_frame != 0 && !m_Coding.Coder.KeepsFields())
         m_Tally.Count(Event::FieldsTogether);
-    m_Coding.Encoder.Encode(*Taken.Frame, bNewStretch, [this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+    m_Coding.Coder.Encode(*Taken.Frame, bNewStretch, [this](AVPacket &Packet) { TakeCodedPicture(Packet); });
 }
 
 // Where the input's PTS step, nothing that was known before holds. The flush takes the time stamps of the pictures in
@@ -98,7 +98,11 @@ void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
 void Encoding::TakeCodedPicture(AVPacket &Packet) {
     const UINT64 nPTS = StreamPTS(Packet.pts);
     const auto Found = m_InEncoder.extract(Packet.pts);
-    const InEncoder Of = Found.empty() ? InEncoder{} : std::move(Found.mapped());
+    if (Found.empty()) {
+        HandOn(Packet);
+        return;
+    }
+    const InEncoder Of = std::move(Found.mapped());
     if (std::exchange(m_nStretchCoded, Of.nStretch) != Of.nStretch) {
         m_Timecode.StartAnew();
         m_bTimeKnown = false;
@@ -171,10 +175,21 @@ vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
 }
 
 void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode) {
-    const std::vector<uint8_t> Stamped =
-        m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode).AccessUnit;
-    Check(av_new_packet(m_Stamped.get(), static_cast<int>(Stamped.size())), ExitCode::Encoder, "stamping a picture");
-    std::copy(Stamped.begin(), Stamped.end(), m_Stamped->data);
+    const SeiWriter::Result Stamped =
+        m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode);
+    m_Tally.Count(Event::NoPlaceForTimecode, Timecode && !Stamped.bTimecode ? 1 : 0);
+    WriteOut(Packet, Stamped.AccessUnit);
+}
+
+// A coded picture that was not decoded. It may bring the headers of those behind it.
+void Encoding::HandOn(const AVPacket &Packet) {
+    m_Tally.Count(Event::NotDecoded);
+    WriteOut(Packet, m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, {}, {}).AccessUnit);
+}
+
+void Encoding::WriteOut(const AVPacket &Packet, Bytes AccessUnit) {
+    Check(av_new_packet(m_Stamped.get(), static_cast<int>(AccessUnit.size())), ExitCode::Encoder, "stamping a picture");
+    std::copy(AccessUnit.begin(), AccessUnit.end(), m_Stamped->data);
     Check(av_packet_copy_props(m_Stamped.get(), &Packet), ExitCode::Encoder, "stamping a picture");
     m_Target.Writer.WaitForTurn(m_Target.nProgram, Packet.dts);
     m_Target.Passed.WriteBefore(Packet.pts, Packet.dts);

@@ -9,8 +9,8 @@
 #include "csv.h"
 #include "formats/sei_writer.h"
 #include "frame_queue.h"
+#include "media/picture_coder.h"
 #include "media/ts_writer.h"
-#include "media/video_encoder.h"
 #include "options.h"
 #include "passed_streams.h"
 #include "picture_time.h"
@@ -26,7 +26,9 @@ public:
     struct Coding {
         PictureRate Rate;
         bool bKeepCursor; // hand the library's record cursor from picture to picture
-        VideoEncoder &Encoder;
+        PictureCoder &Coder;
+        bool bHevc;
+        Bytes Headers; // parameter sets beside the stream
     };
 
     // Where an input's coded pictures go.
@@ -56,12 +58,14 @@ private:
     void BeginStretch(unsigned nStretch);
     void HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps);
     void TakeCodedPicture(AVPacket &Packet);
+    void HandOn(const AVPacket &Packet);
     PictureTime AskForTime(UINT64 nPTS, const InEncoder &Of);
     BOOL AskLibrary(UINT64 nPTS, PictureTime &Time);
     void KeepOrClearCursor(UINT64 nPTS, const PictureTime &Time);
     bool IsKnown(const PictureTime &Time, const InEncoder &Of);
     vitc_t TimecodeOfUTC(INT64 llUTC) const;
     void Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode);
+    void WriteOut(const AVPacket &Packet, Bytes AccessUnit);
     void Report(const PictureTime &Time, UINT64 nPTS, const std::optional<TimecodeLabel> &Timecode);
 
     const int m_nInput;

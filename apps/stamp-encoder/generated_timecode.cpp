@@ -21,11 +21,12 @@ bool IsInDropZone(const TimecodeLabel &Label) {
 
 } // namespace
 
-GeneratedTimecode::GeneratedTimecode(const PictureRate &Rate, int nBframes) : m_Rate(Rate) {
+GeneratedTimecode::GeneratedTimecode(const PictureRate &Rate, std::optional<int> Bframes)
+    : m_Rate(Rate), m_bCounts(!Bframes) {
     m_Context.PTSTicksPerFrame = Rate.nTicksPerFrame;
     m_Context.nEncodedPictureRate = Rate.nWhole;
     m_Context.nVUIFramerate = Rate.nVUIFramerate;
-    m_Context.nBframes = static_cast<UINT>(nBframes);
+    m_Context.nBframes = static_cast<UINT>(Bframes.value_or(0));
 }
 
 void GeneratedTimecode::Seed(const vitc_t &FirstPicture, UINT64 nPTS) {
@@ -50,6 +51,7 @@ void GeneratedTimecode::Seed(const vitc_t &FirstPicture, UINT64 nPTS) {
     m_Context.OldSystemTC = ToVitc(Before);
     m_Context.OldTimestamp64 = StreamPTS(static_cast<INT64>(nPTS) - static_cast<INT64>(m_Rate.nTicksPerFrame));
     m_nFirstPTS = nPTS;
+    m_nFirstCount = ToFrameCount(First, nRate);
     m_bSeeded = true;
 }
 
@@ -62,7 +64,15 @@ void GeneratedTimecode::SetGuard(UINT64 nPTS) {
     m_Context.tDropFrameOccurred = bGuarded ? std::time(nullptr) : 0;
 }
 
+TimecodeLabel GeneratedTimecode::Counted(UINT64 nPTS) const {
+    const std::int64_t nFrames =
+        av_rescale(CalcPTSDiffEx(m_nFirstPTS, nPTS), m_Rate.Exact.num, TICKS_PER_SECOND * m_Rate.Exact.den);
+    return FromFrameCount(m_nFirstCount + nFrames, static_cast<int>(m_Rate.nWhole), m_Rate.nSkippedLabels > 0);
+}
+
 TimecodeLabel GeneratedTimecode::Next(UINT64 nPTS) {
+    if (m_bCounts)
+        return Counted(nPTS);
     SetGuard(nPTS);
     const bool bGuardOpen = m_Context.tDropFrameOccurred == 0;
     const INT64 llFrames = CalcPTSDiffEx(m_nFirstPTS, nPTS) / static_cast<INT64>(m_Rate.nTicksPerFrame);

@@ -3,6 +3,8 @@
 #ifndef ENCODER_GENERATED_TIMECODE_H
 #define ENCODER_GENERATED_TIMECODE_H
 
+#include <optional>
+
 #include "formats/timecode_label.h"
 #include "media/picture_rate.h"
 #include "timecode.h"
@@ -11,8 +13,9 @@ namespace encoder {
 
 class GeneratedTimecode {
 public:
-    // nBframes: B pictures between two others in the coding structure.
-    GeneratedTimecode(const PictureRate &Rate, int nBframes);
+    // Bframes: B pictures between two others in the coding structure, by which the library's generator finds its way
+    // around a drop-frame skip. Where that is not known, the pictures are counted by their PTS.
+    GeneratedTimecode(const PictureRate &Rate, std::optional<int> Bframes);
 
     bool IsSeeded() const { return m_bSeeded; }
     void Forget() { m_bSeeded = false; }
@@ -26,12 +29,15 @@ public:
 
 private:
     void SetGuard(UINT64 nPTS);
+    TimecodeLabel Counted(UINT64 nPTS) const;
 
     const PictureRate m_Rate;
+    const bool m_bCounts;
     SMPTE12M1_CONTEXT m_Context{};
     UINT64 m_nFirstPTS = 0;
-    UINT64 m_nSkipPTS = 0;   // of the last drop-frame skip
-    bool m_bSkipped = false; // there has been one
+    std::int64_t m_nFirstCount = 0; // of the first picture's label
+    UINT64 m_nSkipPTS = 0;          // of the last drop-frame skip
+    bool m_bSkipped = false;        // there has been one
     bool m_bSeeded = false;
 };
 

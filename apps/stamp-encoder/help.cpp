@@ -111,6 +111,11 @@ Output
                       utc_us           utc in microseconds since 1970
   --bframes N       B pictures between two others, 0 to 6 (default 2)
   --bitrate K       kbit/s of each input (default 4000)
+  --copy            stamp without coding again (H.264, HEVC): the messages go into the input's own coded pictures, whose
+                    bytes stay. Messages of the same kinds are replaced. Pictures are decoded all the same, since their
+                    time stamps are asked for when they would have gone to the encoder. In H.264 the timecode needs a
+                    place that the stream's headers provide (pic_struct); without it the UTC goes in alone. Drop-frame
+                    numbers are counted by the PTS
   --codec C         h264 (libx264, the default) or hevc (libx265), which carries the timecode in a time_code SEI message
   --preset P        the encoder's preset, ultrafast to placebo (default veryfast)
                     Fields and their order, colour description and range, aspect, bit depth and chroma are kept. What an

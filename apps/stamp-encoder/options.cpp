@@ -151,6 +151,7 @@ struct Reading {
     Options Result;
     GenerateOptions Generate;
     int nInputs = 0;
+    bool bCodingSetting = false;
     bool bGenerateSetting = false;
 };
 
@@ -217,15 +218,24 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) { Out.Result.bKeepCursor = ParseWord(sz, CURSORS, "--cursor") == 1; }},
     {"csv", required_argument, [](Reading &Out, const char *sz) { Out.Result.szCsv = sz; }},
     {"bframes", required_argument,
-     [](Reading &Out, const char *sz) { Out.Result.nBframes = ParseNumber(sz, 0, MAX_BFRAMES, "--bframes"); }},
+     [](Reading &Out, const char *sz) {
+         Out.bCodingSetting = true;
+         Out.Result.nBframes = ParseNumber(sz, 0, MAX_BFRAMES, "--bframes");
+     }},
     {"bitrate", required_argument,
      [](Reading &Out, const char *sz) {
+         Out.bCodingSetting = true;
          Out.Result.llBitrate = 1000 * ParseNumber<int64_t>(sz, 1, 500'000, "--bitrate (kbit/s)");
      }},
+    {"copy", no_argument, [](Reading &Out, const char *) { Out.Result.bCopy = true; }},
     {"codec", required_argument,
-     [](Reading &Out, const char *sz) { Out.Result.bHevc = ParseWord(sz, CODECS, "--codec") == 1; }},
+     [](Reading &Out, const char *sz) {
+         Out.bCodingSetting = true;
+         Out.Result.bHevc = ParseWord(sz, CODECS, "--codec") == 1;
+     }},
     {"preset", required_argument,
      [](Reading &Out, const char *sz) {
+         Out.bCodingSetting = true;
          ParseWord(sz, PRESETS, "--preset");
          Out.Result.szPreset = sz;
      }},
@@ -318,6 +328,8 @@ Options Finish(Reading &Read) {
     }
     if (Read.bGenerateSetting)
         Refuse("--duration, --drop and --start-utc belong to --generate FILE");
+    if (Out.bCopy && Read.bCodingSetting)
+        Refuse("--codec, --preset, --bframes and --bitrate are for coding; --copy codes nothing");
     SpreadInputs(Out.Inputs, Read.nInputs);
     CheckCoding(Out);
     return Out;

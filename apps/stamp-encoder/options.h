@@ -45,6 +45,7 @@ struct Options {
     std::optional<TimecodeLabel> FirstTimecode; // before the first time; else none
 
     std::string szOutput;
+    bool bCopy = false; // hand the coded pictures on as they are
     bool bHevc = false; // code with libx265 instead of libx264
     std::string szCsv;
     int nBframes = 2;

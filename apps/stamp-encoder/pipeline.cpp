@@ -30,17 +30,26 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
     : m_nInput(nInput), m_Options(Settings), m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
       m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], {Settings.Stream, Settings.bPass},
                 Settings.LongestSilence, bStop),
-      m_Rate(ChooseRate()), m_Encoder(EncoderOptions()), m_Passed(m_Demuxer, m_Tally),
-      m_Producer(Settings, m_Rate, m_Encoder.Context().pix_fmt, m_Demuxer, m_Queue, m_Passed, m_Tally, bStop) {
+      m_Rate(ChooseRate()), m_Passed(m_Demuxer, m_Tally) {
+    OpenCoder();
     const std::string szInput = "input " + std::to_string(nInput + 1) + " '" + m_Demuxer.Path() + "': ";
     for (const std::string &szStream : m_Demuxer.LeftOut())
         Out.Error(szInput + szStream);
-    const int nPixels = m_Demuxer.Video().codecpar->format;
-    const AVPixelFormat enCoded = m_Encoder.Context().pix_fmt;
-    if (nPixels != AV_PIX_FMT_NONE && nPixels != enCoded) {
-        Out.Error(szInput + "pictures are " + av_get_pix_fmt_name(static_cast<AVPixelFormat>(nPixels)) +
+    const auto enPixels = static_cast<AVPixelFormat>(m_Demuxer.Video().codecpar->format);
+    const AVPixelFormat enCoded = m_Encoder ? m_Encoder->Context().pix_fmt : AV_PIX_FMT_NONE;
+    if (m_Encoder && enPixels != AV_PIX_FMT_NONE && enPixels != enCoded) {
+        Out.Error(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
                   ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
     }
+    m_Producer.emplace(Settings, m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed, m_Tally,
+                       bStop);
+}
+
+void Pipeline::OpenCoder() {
+    if (m_Options.bCopy)
+        m_Copy.emplace(m_Demuxer.Video(), m_Rate.Exact, "input '" + m_Demuxer.Path() + "'");
+    else
+        m_Encoder.emplace(EncoderOptions());
 }
 
 Pipeline::~Pipeline() {
@@ -76,7 +85,7 @@ VideoEncoderOptions Pipeline::EncoderOptions() const {
 
 void Pipeline::AddTo(TsWriter &Writer) {
     m_nProgram = Writer.AddProgram("Input " + std::to_string(m_nInput + 1));
-    m_nStream = Writer.AddVideo(m_Encoder.Context());
+    m_nStream = m_Copy ? Writer.AddVideo(m_Copy->Parameters(), m_Rate.Exact) : Writer.AddVideo(m_Encoder->Context());
     m_Passed.AddTo(Writer);
     m_pWriter = &Writer;
 }
@@ -114,10 +123,18 @@ std::thread Pipeline::StartThread(Outcome &Result, Body Run, void (FrameQueue::*
     });
 }
 
-void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
+Encoding::Coding Pipeline::HowToCode() {
     const bool bInputHasBframes = m_Demuxer.Video().codecpar->video_delay > 0;
-    const Encoding::Coding How{m_Rate, m_Options.KeepsCursor(bInputHasBframes), m_Encoder};
-    m_Encoding.emplace(m_nInput, m_Options, How, m_Queue,
+    const bool bKeepCursor = m_Options.KeepsCursor(bInputHasBframes);
+    if (!m_Copy)
+        return {m_Rate, bKeepCursor, *m_Encoder, m_Options.bHevc, {}};
+    const AVCodecParameters &Copied = m_Copy->Parameters();
+    return {m_Rate, bKeepCursor, *m_Copy, Copied.codec_id == AV_CODEC_ID_HEVC,
+            Bytes(Copied.extradata, static_cast<size_t>(Copied.extradata_size))};
+}
+
+void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
+    m_Encoding.emplace(m_nInput, m_Options, HowToCode(), m_Queue,
                        Encoding::Target{*m_pWriter, m_nProgram, m_nStream, m_Passed, Table}, m_Tally);
     const auto Encode = [this] {
         const TurnsLeft Leaving(*m_pWriter, m_nProgram);
@@ -125,7 +142,7 @@ void Pipeline::Start(CsvWriter &Table, Outcome &Result) {
     };
     m_EncodingThread = StartThread(Result, Encode, &FrameQueue::Abandon);
     m_ProducerThread = StartThread(
-        Result, [this] { m_Producer.Run(); }, &FrameQueue::End);
+        Result, [this] { m_Producer->Run(); }, &FrameQueue::End);
 }
 
 void Pipeline::Interrupt() {

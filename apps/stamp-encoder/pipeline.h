@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "encoding.h"
+#include "media/video_encoder.h"
 #include "producer.h"
 
 namespace encoder {
@@ -60,6 +61,8 @@ public:
 private:
     PictureRate ChooseRate() const;
     VideoEncoderOptions EncoderOptions() const;
+    void OpenCoder();
+    Encoding::Coding HowToCode();
     template <typename Body>
     std::thread StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)());
 
@@ -68,10 +71,11 @@ private:
     Tally m_Tally;
     Demuxer m_Demuxer;
     const PictureRate m_Rate;
-    VideoEncoder m_Encoder;
+    std::optional<VideoEncoder> m_Encoder;
+    std::optional<CopyCoder> m_Copy; // in its place
     FrameQueue m_Queue;
     PassedStreams m_Passed;
-    Producer m_Producer;
+    std::optional<Producer> m_Producer;
     TsWriter *m_pWriter = nullptr;
     int m_nProgram = -1;
     int m_nStream = -1;

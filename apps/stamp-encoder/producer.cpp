@@ -19,10 +19,10 @@ constexpr std::int64_t MOST_IN_DECODER = 100; // packets; what has gone farther 
 
 } // namespace
 
-Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, Demuxer &In,
-                   FrameQueue &Out, PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop)
+Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, CopyCoder *pCopy,
+                   Demuxer &In, FrameQueue &Out, PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop)
     : m_bRealtime(Settings.bRealtime), m_bAsksForLocalSets(Settings.Reaches(TCSOURCE_LDS_TIMESTAMP)), m_Demuxer(In),
-      m_Queue(Out), m_Passed(Passed), m_Tally(Counts), m_bStop(bStop),
+      m_Queue(Out), m_pCopy(pCopy), m_Passed(Passed), m_Tally(Counts), m_bStop(bStop),
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc,
                enPixels),
@@ -75,6 +75,8 @@ void Producer::TakeVideoPacket(AVPacket &Packet) {
     TakePacketsBeside(&Packet, Of);
     Of.Stamps = m_Intake.OfVideoPacket(Packet);
     m_InDecoder.erase(m_InDecoder.begin(), m_InDecoder.lower_bound(m_nVideoPackets - MOST_IN_DECODER));
+    if (m_pCopy != nullptr)
+        m_pCopy->Take(Packet, m_nVideoPackets);
     const auto Take = [this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); };
     if (!m_Decoder.Decode(Packet, m_nVideoPackets, Take))
         m_Tally.Count(Event::UndecodablePacket);
@@ -121,7 +123,8 @@ void Producer::AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, I
 }
 
 void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
-    CheckSize(*Frame);
+    if (m_pCopy == nullptr)
+        CheckSize(*Frame);
     const auto Found = m_InDecoder.extract(nPacket);
     Coded Of = Found.empty() ? Coded{m_Timeline.Stretch(), {}, {}} : std::move(Found.mapped());
     const std::int64_t llOwnPTS = Frame->pts;
@@ -130,6 +133,8 @@ void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
         m_Tally.Count(Event::PictureWithoutPts);
     else if (llOwnPTS != Frame->pts)
         m_Tally.Count(Event::PictureNotLater);
+    if (m_pCopy != nullptr)
+        m_pCopy->Place(nPacket, Frame->pts);
     if (m_bRealtime)
         m_Pacer.WaitUntilDue(Frame->pts, m_bStop);
     m_Tally.Begin();

@@ -9,6 +9,7 @@
 
 #include "frame_queue.h"
 #include "local_sets.h"
+#include "media/copy_coder.h"
 #include "media/decoder.h"
 #include "media/demuxer.h"
 #include "media/picture_filter.h"
@@ -20,9 +21,10 @@ namespace encoder {
 
 class Producer {
 public:
-    // All references must outlive the producer.
-    Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, Demuxer &In, FrameQueue &Out,
-             PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop);
+    // All references must outlive the producer. With pCopy the pictures are decoded for their time stamps only, and the
+    // video packets go there.
+    Producer(const Options &Settings, const PictureRate &Rate, AVPixelFormat enPixels, CopyCoder *pCopy, Demuxer &In,
+             FrameQueue &Out, PassedStreams &Passed, Tally &Counts, const std::atomic<bool> &bStop);
 
     // The thread's body. Returns at the end of the input, when bStop is set, or when the encoding thread takes no more;
     // throws a Failure when the input fails, after the pictures read before have been queued.
@@ -55,6 +57,7 @@ private:
     const bool m_bAsksForLocalSets;
     Demuxer &m_Demuxer;
     FrameQueue &m_Queue;
+    CopyCoder *const m_pCopy;
     PassedStreams &m_Passed;
     Tally &m_Tally;
     const std::atomic<bool> &m_bStop;

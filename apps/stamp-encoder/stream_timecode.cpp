@@ -23,7 +23,8 @@ double SecondsOfDay(INT64 llUTC) {
 
 StreamTimecode::StreamTimecode(const PictureRate &Rate, const Options &Settings, Tally &Counts)
     : m_Rate(Rate), m_Hz(Rate.nSkippedLabels > 0 ? av_q2d(Rate.Exact) : Rate.nWhole), m_nResync(Settings.nResync),
-      m_First(Settings.FirstTimecode), m_Tally(Counts), m_Generator(Rate, Settings.nBframes) {}
+      m_First(Settings.FirstTimecode), m_Tally(Counts),
+      m_Generator(Rate, Settings.bCopy ? std::nullopt : std::optional(Settings.nBframes)) {}
 
 std::optional<TimecodeLabel> StreamTimecode::Next(UINT64 nPTS, const PictureTime &Time,
                                                   const std::optional<TimecodeLabel> &Own) {

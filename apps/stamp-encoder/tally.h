@@ -42,6 +42,8 @@ enum class Event {
     RateWithoutLabels,
     FallenSilent,
     FieldsTogether,
+    NoPlaceForTimecode,
+    NotDecoded,
     PassedOn,
     PassedLater,
     PassedLost,

@@ -5,6 +5,7 @@ FFmpeg makes the inputs and reads the outputs, which must give it no cause to co
 
 import collections
 import socket
+from pathlib import Path
 
 import pytest
 from running import pictures, table, tool, wait_for, whole
@@ -101,7 +102,8 @@ def with_sound(in_ts):
 @pytest.fixture
 def code(stamp_encoder):
     def run(*arguments, output="out.ts"):
-        stamp_encoder("--preset", "ultrafast", *arguments, "-o", output, "--csv", "table.csv")
+        fast = () if "--copy" in arguments else ("--preset", "ultrafast")
+        stamp_encoder(*fast, *arguments, "-o", output, "--csv", "table.csv")
         return stamp_encoder.runs[-1]
     return run
 
@@ -256,3 +258,73 @@ def test_a_lost_packet_costs_the_stamp_before_it(code, in_ts):
     assert [row.utc for row in rows].count("-") == run.claimed(what="that were not believed") == 1
     assert all(abs(int(row.utc) - 1767261600000000 - (int(row.pts) - 900000) * 100 // 9) < 1000
                for row in rows if row.utc != "-")
+
+
+def slices(file):
+    """The NAL units that hold pictures, as their bytes stand in the file."""
+    codec = tool("ffprobe", "-v", "error", "-select_streams", "v:0", "-show_entries", "stream=codec_name",
+                 "-of", "csv=p=0", file).split()[0].strip(",")
+    tool("ffmpeg", "-v", "error", "-y", "-i", file, "-map", "0:v:0", "-c", "copy", "-f", codec, "bare")
+    kinds = range(32) if codec == "hevc" else range(1, 6)
+    units = [unit.rstrip(b"\0") for unit in Path("bare").read_bytes().split(b"\0\0\1")[1:]]
+    return [unit for unit in units if (unit[0] >> 1 & 63 if codec == "hevc" else unit[0] & 31) in kinds]
+
+
+def decoded(file):
+    text = tool("ffmpeg", "-v", "error", "-i", file, "-map", "0:v:0", "-f", "framemd5", "-")
+    return [line.split(",")[-1] for line in text.splitlines() if not line.startswith("#")]
+
+
+X264 = "-c:v libx264 -preset medium -b:v 1M -x264-params vbv-maxrate=1000:vbv-bufsize=1000:"
+X265 = "-c:v libx265 -preset ultrafast -x265-params log-level=none:"
+
+
+@pytest.mark.parametrize("made, file, timecodes", [
+    (X264 + "nal-hrd=vbr:pic-struct=1:bframes=3:slices=4", "in.ts", 1),
+    (X264 + "nal-hrd=cbr:tff=1 -flags +ildct -vf setfield=tff", "in.ts", 2),
+    (X264 + "pic-struct=1", "in.mp4", 1),
+    (X264 + "bframes=2", "in.ts", 0),
+    (X265 + "bframes=4:b-pyramid=1:hrd=1:vbv-maxrate=1000:vbv-bufsize=1000", "in.ts", 1),
+    (X265 + "bframes=0 -tag:v hvc1", "in.mp4", 1),
+])
+def test_copying_changes_pictures_or_doubles_their_times(code, tmp_path, made, file, timecodes):
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=1.2", *made.split(), file)
+    first = code("--copy", "--source", "system", file).ended(0)
+    assert first.claimed(what="with their time") == 30
+    again = code("--copy", "--source", "system", "out.ts", output="again.ts").ended(0)
+    assert (again.claimed(what="leave no place") if timecodes == 0 else 30) == 30
+    for output in ("out.ts", "again.ts"):
+        assert slices(output) == slices(file) and decoded(output) == decoded(file), output
+        held = pictures(output)
+        assert len(held) == 30 and all(picture.status == "9F" for picture in held), output
+        frames = tool("ffprobe", "-v", "error", "-show_frames", output)
+        assert frames.count("[TIMECODE]") == 30 * timecodes, output
+
+
+def test_copying_moves_times_or_loses_pictures(code, in_ts):
+    """Of a recording joined with itself and without every second PTS of the video."""
+    changed, number = [], 0
+    for packet in ts_packets(in_ts):
+        if pid(packet) == VIDEO and packet[1] & 0x40:
+            number += 1
+            pes = 4 + (1 + packet[4] if packet[3] & 0x20 else 0)
+            if number % 2 == 0:
+                packet[pes + 7] &= 0x3F
+                packet[pes + 9:pes + 9 + packet[pes + 8]] = b"\xff" * packet[pes + 8]
+        changed.append(packet)
+    in_ts.write_bytes(2 * b"".join(changed))
+    run = code("--copy", in_ts).ended(0)
+    assert run.claimed(what="pictures coded") == 150 and run.claimed(what="steps") == 1
+    assert slices("out.ts") == slices(in_ts) and decoded("out.ts") == decoded(in_ts)
+    rows = table("table.csv")
+    pts = sorted(int(row.pts) for row in rows)
+    assert [after - before for before, after in zip(pts, pts[1:])] == [3600] * 149
+    begin = 1767261600000000
+    assert all(int(row.utc) - begin == (int(row.pts) - 900000) % 270000 * 100 // 9 for row in rows if row.utc != "-")
+    assert run.claimed(what="without a time") <= 2
+
+
+def test_copying_takes_what_it_cannot_do(code, in_ts):
+    code("--copy", "--bframes", 1, in_ts).ended(1, "--copy codes nothing")
+    tool("ffmpeg", "-v", "error", "-i", in_ts, "-t", 0.2, "-c:v", "mpeg2video", "mpeg2.ts")
+    code("--copy", "mpeg2.ts").ended(2, "--copy writes into H.264 and HEVC")
