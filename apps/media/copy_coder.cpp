@@ -66,13 +66,14 @@ void CopyCoder::Encode(AVFrame &Frame, bool, const PacketSink &Sink) {
         HandOnFirst(Sink);
 }
 
-// The picture of this PTS has come.
+// The picture of this PTS has come. A packet without a picture waits for a while, since a picture may have been put
+// behind another whose PTS was in its way.
 bool CopyCoder::IsDue(const Waiting &Item, std::int64_t llPTS) const {
     if (Item.PTS)
         return *Item.PTS <= llPTS;
     if (Item.nPacket + MOST_IN_DECODER < m_nLatestPlaced)
         return true;
-    return Item.Packet->pts != AV_NOPTS_VALUE && Item.Packet->pts < llPTS;
+    return Item.Packet->pts != AV_NOPTS_VALUE && Item.Packet->pts + 2 * m_llPeriod < llPTS;
 }
 
 // Where a stretch of the input follows another, its first DTS may lie before the last ones.

@@ -302,26 +302,20 @@ def test_copying_changes_pictures_or_doubles_their_times(code, tmp_path, made, f
 
 
 def test_copying_moves_times_or_loses_pictures(code, in_ts):
-    """Of a recording joined with itself and without every second PTS of the video."""
-    changed, number = [], 0
+    """At a step of the PTS, and where a damaged picture cannot be decoded."""
+    broken, picture = [], -1
     for packet in ts_packets(in_ts):
-        if pid(packet) == VIDEO and packet[1] & 0x40:
-            number += 1
-            pes = 4 + (1 + packet[4] if packet[3] & 0x20 else 0)
-            if number % 2 == 0:
-                packet[pes + 7] &= 0x3F
-                packet[pes + 9:pes + 9 + packet[pes + 8]] = b"\xff" * packet[pes + 8]
-        changed.append(packet)
-    in_ts.write_bytes(2 * b"".join(changed))
+        picture += pid(packet) == VIDEO and bool(packet[1] & 0x40)
+        if picture == 40 and pid(packet) == VIDEO and not packet[1] & 0x40:
+            packet[20:] = bytes(SIZE - 20)
+        broken.append(packet)
+    in_ts.write_bytes(in_ts.read_bytes() + b"".join(broken))
     run = code("--copy", in_ts).ended(0)
-    assert run.claimed(what="pictures coded") == 150 and run.claimed(what="steps") == 1
+    assert run.claimed(what="steps") == 1 and run.claimed(what="without a time") <= 1
     assert slices("out.ts") == slices(in_ts) and decoded("out.ts") == decoded(in_ts)
-    rows = table("table.csv")
-    pts = sorted(int(row.pts) for row in rows)
-    assert [after - before for before, after in zip(pts, pts[1:])] == [3600] * 149
-    begin = 1767261600000000
-    assert all(int(row.utc) - begin == (int(row.pts) - 900000) % 270000 * 100 // 9 for row in rows if row.utc != "-")
-    assert run.claimed(what="without a time") <= 2
+    rows = [row for row in table("table.csv") if row.utc != "-"]
+    assert len(rows) >= 148
+    assert all(int(row.utc) - 1767261600000000 == (int(row.pts) - 900000) % 270000 * 100 // 9 for row in rows)
 
 
 def test_copying_takes_what_it_cannot_do(code, in_ts):
