@@ -6,12 +6,14 @@
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
 #include "formats/stamp_sei.h"
+#include "formats/timecode_sei.h"
 #include "formats/vitc.h"
 #include "model/demand.h"
 
 using namespace encoder;
 
 static void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
+    TimecodeSeiReader({bHevc, nLengthBytes}, Input).Read(Input);
     const StampsRead Read = ReadStamps(Input, {bHevc, nLengthBytes});
     for (const UtcStamp &Stamp : Read.Stamps) {
         const auto Payload = BuildStampPayload(Stamp, false);

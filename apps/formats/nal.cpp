@@ -3,6 +3,8 @@
 #include "formats/nal.h"
 
 #include <algorithm>
+#include <array>
+#include <cstring>
 
 namespace encoder {
 namespace {
@@ -16,10 +18,10 @@ constexpr std::uint8_t NUMBER_CONTINUES = 0xFF;
 
 // Offset of the next 00 00 01, or the end.
 std::size_t FindStartCode(Bytes Data) {
-    for (std::size_t n = 0; n + START_CODE_SIZE <= Data.size(); ++n)
-        if (Data[n] == 0 && Data[n + 1] == 0 && Data[n + 2] == 1)
-            return n;
-    return Data.size();
+    static constexpr std::array<std::uint8_t, START_CODE_SIZE> START_CODE = {0, 0, 1};
+    const void *const pFound = memmem(Data.data(), Data.size(), START_CODE.data(), START_CODE.size());
+    return pFound == nullptr ? Data.size()
+                             : static_cast<std::size_t>(static_cast<const std::uint8_t *>(pFound) - Data.data());
 }
 
 Bytes WithoutTrailingZeros(Bytes Data) {
