@@ -83,7 +83,7 @@ void Console::WriteLine(int nSeverity, const std::string &szText) {
         return;
     EraseStatus();
     const std::string szSeverity = m_bJournal ? "<" + std::to_string(nSeverity) + ">" : "";
-    std::fprintf(stderr, "%sstamp-encoder: %s\n", szSeverity.c_str(), szText.c_str());
+    std::fprintf(stderr, "%s%s: %s\n", szSeverity.c_str(), program_invocation_short_name, szText.c_str());
 }
 
 void Console::Error(const std::string &szText) {

@@ -1,0 +1,210 @@
+// What an input carries: its pictures, and every time stamp beside them with its place.
+#include "media/stamp_survey.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "formats/klv.h"
+#include "formats/stamp_sei.h"
+
+namespace encoder {
+
+namespace {
+
+constexpr std::int64_t TICKS_LOOKED_INTO = 2 * TICKS_PER_SECOND;
+constexpr std::int64_t FARTHEST_FROM_PICTURES = 10 * TICKS_PER_SECOND;
+
+// A packet that was sent before a video packet may be read up to so many video packets earlier.
+constexpr int MOST_VIDEO_AHEAD = 4;
+
+Bytes BytesOf(const AVPacket &Packet) {
+    return {Packet.data, static_cast<std::size_t>(Packet.size)};
+}
+
+Bytes ExtradataOf(const AVCodecParameters &Parameters) {
+    return {Parameters.extradata, static_cast<std::size_t>(Parameters.extradata_size)};
+}
+
+bool IsDamaged(const AVPacket &Packet) {
+    return (Packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
+}
+
+NalFormat NalFormatOfStream(const AVCodecParameters &Parameters) {
+    return NalFormatOf(Parameters.codec_id == AV_CODEC_ID_HEVC, ExtradataOf(Parameters));
+}
+
+} // namespace
+
+std::uint64_t StampSeries::MalformedCount() const {
+    std::uint64_t nCount = 0;
+    for (const auto &[szReason, Kind] : Malformed)
+        nCount += Kind.nTimes;
+    return nCount;
+}
+
+Surveyor::Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc)
+    : m_Demuxer(In), m_Rate(Rate), m_enVitc(enVitc), m_NalFormat(NalFormatOfStream(*In.Video().codecpar)),
+      m_Labels(m_NalFormat, ExtradataOf(*In.Video().codecpar)), m_Timeline(Rate.value_or(PictureRate{}).Exact) {}
+
+void Surveyor::Take(AVPacket &Packet) {
+    m_Survey.nDamagedPackets += IsDamaged(Packet) ? 1 : 0;
+    if (m_Demuxer.IsVideo(Packet)) {
+        TakeVideo(Packet);
+    } else if (!IsDamaged(Packet)) {
+        m_Beside.push_back({MakePacket(), 0});
+        av_packet_move_ref(m_Beside.back().Packet.get(), &Packet);
+    }
+}
+
+void Surveyor::TakeVideo(AVPacket &Packet) {
+    std::optional<Place> At;
+    const std::int64_t llStreamPTS = Packet.pts;
+    m_Timeline.MoveVideo(Packet);
+    if (!m_Begin && Packet.pts != AV_NOPTS_VALUE)
+        m_Begin = Packet.pts;
+    if (m_Begin)
+        TakeBeside(&Packet);
+    if (Packet.pts == AV_NOPTS_VALUE) {
+        m_Survey.nPicturesWithoutPts++;
+    } else {
+        At = {Packet.pts - *m_Begin, StreamPTS(llStreamPTS), m_Timeline.Stretch()};
+        m_Survey.Pictures.push_back(*At);
+        m_Survey.llDuration = std::max(m_Survey.llDuration, At->llTime);
+        for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
+            SeriesOf(Carriage::LocalSet, nStream).Sightings.push_back({*At, llUTC, {}, 0});
+    }
+    if (!IsDamaged(Packet))
+        TakeStamps(Packet, At);
+    if (At && m_Demuxer.Video().codecpar->codec_id != AV_CODEC_ID_MPEG2VIDEO)
+        TakeLabel(Packet, *At);
+    if (At)
+        LookIntoPicture(Packet);
+}
+
+void Surveyor::TakeStamps(const AVPacket &Packet, const std::optional<Place> &At) {
+    const bool bMpeg2 = m_Demuxer.Video().codecpar->codec_id == AV_CODEC_ID_MPEG2VIDEO;
+    const StampsRead Read = bMpeg2 ? ReadUserDataStamps(BytesOf(Packet)) : ReadStamps(BytesOf(Packet), m_NalFormat);
+    if (Read.Stamps.empty() && Read.Broken.empty())
+        return;
+    StampSeries &Series = SeriesOf(Carriage::Stamp, Packet.stream_index);
+    for (const char *const szReason : Read.Broken)
+        NoteMalformed(Series, szReason, Packet);
+    for (const UtcStamp &Stamp : Read.Stamps)
+        if (At)
+            Series.Sightings.push_back({*At, Stamp.llUTC, {}, Stamp.nStatusByte});
+        else
+            Series.nWithoutPlace++;
+}
+
+void Surveyor::TakeLabel(const AVPacket &Packet, const Place &At) {
+    const std::optional<TimecodeLabel> Label = m_Labels.Read(BytesOf(Packet));
+    if (!Label)
+        return;
+    StampSeries &Series = SeriesOf(Carriage::TimecodeSei, Packet.stream_index);
+    if (IsValid(*Label, m_Rate ? static_cast<int>(m_Rate->nWhole) : 0))
+        Series.Sightings.push_back({At, 0, *Label, 0});
+    else
+        NoteMalformed(Series, "a timecode that does not exist at the picture rate", Packet);
+    // What VITC lines would tell beside it is of no use.
+    if (m_enVitc == LookForVitc::FirstSeconds)
+        EndVitc();
+}
+
+// Takes the packets that were sent before the video packet, or without one all that are left. Where the input does not
+// tell places, they were sent in the order in which they were read.
+void Surveyor::TakeBeside(const AVPacket *pVideo) {
+    const auto IsBefore = [pVideo](const Beside &Waiting) {
+        const std::int64_t llPlace = Waiting.Packet->pos;
+        return pVideo == nullptr || llPlace < 0 || pVideo->pos < 0 || llPlace < pVideo->pos ||
+               Waiting.nVideoPackets >= MOST_VIDEO_AHEAD;
+    };
+    for (; !m_Beside.empty() && IsBefore(m_Beside.front()); m_Beside.pop_front())
+        TakeKlv(*m_Beside.front().Packet);
+    for (Beside &Waiting : m_Beside)
+        Waiting.nVideoPackets++;
+}
+
+void Surveyor::TakeKlv(AVPacket &Packet) {
+    const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
+    m_Survey.nEg0104 += Read.nEg0104;
+    for (const char *const szReason : Read.Broken)
+        NoteMalformed(SeriesOf(Carriage::LocalSet, Packet.stream_index), szReason, Packet);
+    const std::int64_t llStreamPTS = Packet.pts;
+    const unsigned nStretch = m_Timeline.MoveOther(Packet);
+    for (const std::int64_t llUTC : Read.UTCs) {
+        StampSeries &Series = SeriesOf(Carriage::LocalSet, Packet.stream_index);
+        if (llStreamPTS == AV_NOPTS_VALUE) {
+            Series.nWithoutPts++;
+            m_WithoutPts.emplace_back(Packet.stream_index, llUTC);
+        } else if (m_Begin && std::abs(Packet.pts - *m_Begin - m_Survey.llDuration) < FARTHEST_FROM_PICTURES) {
+            Series.Sightings.push_back({{Packet.pts - *m_Begin, StreamPTS(llStreamPTS), nStretch}, llUTC, {}, 0});
+        } else {
+            Series.nWithoutPlace++;
+        }
+    }
+}
+
+void Surveyor::LookIntoPicture(AVPacket &Packet) {
+    if (!m_bLooksForVitc)
+        return;
+    if (m_enVitc == LookForVitc::FirstSeconds && m_Survey.llDuration > TICKS_LOOKED_INTO) {
+        EndVitc();
+        return;
+    }
+    if (!m_Vitc) {
+        m_Vitc.emplace(
+            m_Demuxer.Video(), "input '" + m_Demuxer.Path() + "'", m_Rate,
+            [this](const TimecodeReading &Reading) { TakeReading(Reading); });
+    }
+    m_Vitc->Take(Packet);
+    m_llLookedInto = m_Survey.llDuration;
+}
+
+// The PTS is that of a picture, on the timeline.
+void Surveyor::TakeReading(const TimecodeReading &Reading) {
+    const std::int64_t llTime = static_cast<std::int64_t>(Reading.nPTS) - m_Begin.value_or(0);
+    const auto At = std::ranges::find(m_Survey.Pictures.rbegin(), m_Survey.Pictures.rend(), llTime, &Place::llTime);
+    if (At != m_Survey.Pictures.rend())
+        SeriesOf(Carriage::Vitc, m_Demuxer.Video().index).Sightings.push_back({*At, 0, Reading.Label, 0});
+}
+
+void Surveyor::Finish() {
+    EndVitc();
+    TakeBeside(nullptr);
+    for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
+        SeriesOf(Carriage::LocalSet, nStream).nWithoutPlace++;
+    std::ranges::sort(m_Survey.Pictures, {}, &Place::Order);
+    for (StampSeries &Series : m_Survey.Series)
+        std::ranges::stable_sort(Series.Sightings, {}, [](const Sighting &Stamp) { return Stamp.At.Order(); });
+}
+
+void Surveyor::EndVitc() {
+    m_bLooksForVitc = false;
+    if (!m_Vitc)
+        return;
+    m_Vitc->Finish();
+    m_Vitc.reset();
+    for (StampSeries &Series : m_Survey.Series)
+        if (Series.enCarriage == Carriage::Vitc)
+            Series.LookedUntil = m_llLookedInto;
+}
+
+StampSeries &Surveyor::SeriesOf(Carriage enCarriage, int nStream) {
+    const auto IsIt = [&](const StampSeries &Series) {
+        return Series.enCarriage == enCarriage && Series.nStream == nStream;
+    };
+    const auto Found = std::ranges::find_if(m_Survey.Series, IsIt);
+    if (Found != m_Survey.Series.end())
+        return *Found;
+    m_Survey.Series.push_back({.enCarriage = enCarriage, .nStream = nStream});
+    return m_Survey.Series.back();
+}
+
+void Surveyor::NoteMalformed(StampSeries &Series, const std::string &szReason, const AVPacket &Packet) {
+    Trouble &Kind = Series.Malformed[szReason];
+    if (Kind.nTimes++ == 0)
+        Kind = {1, Packet.pos, m_Survey.llDuration};
+}
+
+} // namespace encoder

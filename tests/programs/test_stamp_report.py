@@ -1,0 +1,269 @@
+"""Gives stamp-report recordings with known faults, made by changing bytes of a sound one, and looks at what it says."""
+
+import json
+import os
+import random
+import re
+import signal
+import struct
+import subprocess
+
+import pytest
+from running import tool, wait_for
+
+SOUND, NOTHING, UNUSABLE, SUSPICIOUS = 0, 1, 2, 3  # exit codes
+ALL = 75  # pictures of the recording
+PERIOD = 40_000  # microseconds between them
+TS_PACKET = 188
+STAMP_ID = b"MISPmicrosectime"
+STAMP_SIZE = len(STAMP_ID) + 12
+LOCAL_SET_KEY = bytes.fromhex("060E2B34020B01010E01030101000000")
+LOCAL_SET_SIZE = len(LOCAL_SET_KEY) + 18
+SET_UTC = slice(19, 27)  # in a local set
+KLV_PES = b"\0\0\1\xfc"
+
+
+def places(data, pattern, size):
+    """Where things begin that lie in one packet of the stream."""
+    found = (match.start() for match in re.finditer(re.escape(pattern), data))
+    return [at for at in found if at // TS_PACKET == (at + size - 1) // TS_PACKET]
+
+
+class Recording(bytearray):
+    def stamps(self):
+        return places(self, STAMP_ID, STAMP_SIZE)
+
+    def sets(self):
+        found = places(self, LOCAL_SET_KEY, LOCAL_SET_SIZE)
+        assert len(found) == ALL
+        return found
+
+    def change_utc(self, change):
+        """Gives each local set the time that `change` makes of its number and its time, and the right checksum."""
+        for number, at in enumerate(self.sets()):
+            local_set = self[at:at + LOCAL_SET_SIZE]
+            utc, = struct.unpack(">q", local_set[SET_UTC])
+            local_set[SET_UTC] = struct.pack(">q", change(number, utc))
+            words = struct.unpack(f">{LOCAL_SET_SIZE // 2 - 1}H", local_set[:-2])
+            local_set[-2:] = struct.pack(">H", sum(words) & 0xFFFF)
+            self[at:at + LOCAL_SET_SIZE] = local_set
+
+    def hide_sets(self, hidden):
+        for number, at in enumerate(self.sets()):
+            if hidden(number):
+                self[at + 12] ^= 0xFF
+
+    def hide_stamps(self):
+        self[:] = self.replace(STAMP_ID[:4], b"NONE")
+
+    def take_pts(self):
+        """Makes the PTS of the local sets stuffing."""
+        for at in places(self, KLV_PES, 14):
+            self[at + 7] &= 0x3F
+            self[at + 9:at + 14] = b"\xff" * 5
+
+
+@pytest.fixture
+def data(recording):
+    return Recording(recording.read_bytes())
+
+
+@pytest.fixture
+def report(stamp_report, tmp_path):
+    """The report on a recording, as JSON, with the exit code that it must end with."""
+    def run(data, code):
+        (tmp_path / "changed.ts").write_bytes(data)
+        stamp_report("changed.ts", "--json", "report.json").ended(code)
+        return json.loads((tmp_path / "report.json").read_text())
+    return run
+
+
+def of(report, source):
+    found = [each for each in report["sources"] if each["source"] == source]
+    assert len(found) == 1, report["sources"]
+    return found[0]
+
+
+def holds(what, expected):
+    assert {key: what[key] for key in expected} == expected
+
+
+GOOD = {"count": ALL, "coverage": 1, "gaps": [], "steps_back": 0, "jumps": 0, "repeated": 0, "absurd": 0,
+        "malformed": 0}
+
+
+def test_a_sound_recording_is_said_to_be_sound(data, report):
+    found = report(data, SOUND)
+    for source in ("high-precision", "lds"):
+        series = of(found, source)
+        holds(series, GOOD)
+        assert abs(series["drift_ppm"]) < 0.1 and series["jitter_peak_us"] < 1 and series["rate_hz"] == pytest.approx(25)
+        holds(series["first"], {"pts": 900000, "utc": "2026-01-01T10:00:00.000000Z"})
+        holds(series["last"], {"pts": 900000 + 74 * 3600, "utc": "2026-01-01T10:00:02.960000Z"})
+    assert of(found, "high-precision")["status_bytes"] == {"0x1F": ALL}
+    assert of(found, "vitc")["first"]["timecode"] == "10:00:00:00"
+    pair = [each for each in found["agreements"] if (each["first"], each["second"]) == ("high-precision", "lds")][0]
+    holds(pair, {"compared": ALL, "offset_us": 0, "peak_us": 0})
+    assert found["inputs"][0]["take"] == "--source high-precision"
+
+
+def late(number):
+    return number >= ALL // 2
+
+
+@pytest.mark.parametrize("change, expected, drift", [
+    (lambda n, utc: utc - 10_000_000 * late(n), {"steps_back": 1, "jumps": 0}, 0),
+    (lambda n, utc: utc + 10_000_000 * late(n), {"steps_back": 0, "jumps": 1}, 0),
+    (lambda n, utc: utc - PERIOD * (n == 20), {"repeated": 1, "steps_back": 0}, None),
+    (lambda n, utc: utc + 40 * n, {"steps_back": 0, "jumps": 0}, 1000),
+    (lambda n, utc: -2 ** 63 + 1000 * utc if n % 7 == 0 else 2 ** 63 - 1 - n, {"absurd": ALL}, None),
+    (lambda n, utc: random.Random(n).randrange(-2 ** 63, 2 ** 63), {"count": ALL}, None),
+    (lambda n, utc: utc // 1000, {"absurd": ALL}, None),
+], ids=["step back", "jump", "repeat", "drift", "extremes", "noise", "milliseconds"])
+def test_a_fault_of_the_time_is_counted(data, report, change, expected, drift):
+    data.change_utc(change)
+    series = of(report(data, SUSPICIOUS), "lds")
+    holds(series, expected)
+    assert drift is None or series["drift_ppm"] == pytest.approx(drift, abs=0.5)
+
+
+def flip(offset, number):
+    def change(data, begins):
+        data[begins[number] + offset] ^= 0x80
+    return change
+
+
+@pytest.mark.parametrize("source, change, reasons, status", [
+    ("high-precision", flip(16, 10), [], {"0x1F": ALL - 1, "0x9F": 1}),
+    ("high-precision", flip(19, 10), ["a separator that is not 0xFF"], {"0x1F": ALL - 1}),
+    ("lds", flip(33, 10), ["a wrong checksum"], {}),
+    ("lds", flip(18, 10), ["a length that runs past the set, or none"], {}),
+    ("lds", flip(16, 10), ["a length that runs past the set, or none"], {}),
+], ids=["status byte", "separator", "checksum", "item's length", "set's length"])
+def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, change, reasons, status):
+    change(data, data.sets() if source == "lds" else data.stamps())
+    series = of(report(data, SUSPICIOUS), source)
+    assert [each["reason"] for each in series["malformed_reasons"]] == reasons
+    assert series["status_bytes"] == status
+    holds(series, {"count": ALL - len(reasons), "malformed": len(reasons)})
+    assert len(series["gaps"]) == len(reasons)
+    for each in series["malformed_reasons"]:
+        assert each["first_byte"] > 0 and each["first_seconds"] > 0
+
+
+def test_local_sets_may_come_at_their_own_rate(data, report):
+    data.hide_stamps()
+    data.hide_sets(lambda number: number % 5)
+    found = report(data, SOUND)
+    series = of(found, "lds")
+    holds(series, {"count": ALL / 5, "gaps": [], "coverage": 0.2, "coverage_moved": 1})
+    assert found["inputs"][0]["take"] == "--source lds"
+
+
+def test_local_sets_without_a_pts_take_that_of_the_picture_behind_them(data, report):
+    data.take_pts()
+    # They are sent in display order, so beside B pictures they come out of order.
+    found = report(data, SUSPICIOUS)
+    series = of(found, "lds")
+    holds(series, {"count": ALL, "without_pts": ALL, "without_place": 0, "gaps": []})
+    assert "drift" not in str(found["inputs"][0]["suspicions"])
+
+
+def test_timecode_is_taken_where_there_is_no_utc(data, report):
+    data.hide_stamps()
+    data.hide_sets(lambda number: True)
+    found = report(data, SOUND)
+    assert [each["source"] for each in found["sources"]] == ["vitc"]
+    assert found["inputs"][0]["take"] == "--source vitc --timecode vitc"
+
+
+def test_timecode_in_sei_is_read_without_decoding(recording, stamp_encoder, report, tmp_path):
+    stamp_encoder(recording, "-o", "stamped.ts").ended(SOUND)
+    series = of(report((tmp_path / "stamped.ts").read_bytes(), SOUND), "smpte12m")
+    holds(series, GOOD)
+    holds(series["last"], {"timecode": "10:00:02:24"})
+
+
+def test_joined_recordings_are_two_stretches(data, report):
+    found = report(data + data, SUSPICIOUS)
+    holds(found["inputs"][0], {"pts_steps": 1, "pictures": 2 * ALL})
+    series = of(found, "lds")
+    assert series["count"] >= 2 * ALL - 2 and abs(series["drift_ppm"]) < 0.1
+
+
+def test_damaged_recordings_are_reported_on(recording, stamp_report, tmp_path):
+    whole = recording.read_bytes()
+    for seed in range(12):
+        chance = random.Random(seed)
+        damaged = bytearray(whole[:chance.randrange(len(whole))])
+        for _ in range(chance.choice([0, 20, 2000]) if damaged else 0):
+            damaged[chance.randrange(len(damaged))] = chance.randrange(256)
+        (tmp_path / "damaged.ts").write_bytes(damaged)
+        run = stamp_report("damaged.ts", "--json", "report.json")
+        assert run.code in (SOUND, NOTHING, UNUSABLE, SUSPICIOUS), run.err
+        assert "Sanitizer" not in run.err and "runtime error" not in run.err, run.err
+        assert json.loads((tmp_path / "report.json").read_text())["exit_code"] == run.code
+
+
+def test_a_pipe_that_breaks_off_is_reported_with_what_was_read(data, stamp_report, beside):
+    writer = beside("head", "-c", TS_PACKET * 3500 + 77, data_file(data), stdout=subprocess.PIPE)
+    run = stamp_report("-", stdin=writer.stdout).ended(SUSPICIOUS)
+    assert "broke off" in run.out and "time stamps" in run.out
+
+
+def data_file(data):
+    with open("data.ts", "wb") as file:
+        file.write(data)
+    return "data.ts"
+
+
+def test_ctrl_c_ends_a_silent_input_with_a_report(data, stamp_report, beside, tmp_path):
+    os.mkfifo("live")
+    run = stamp_report.start("live")
+    with open("live", "wb") as live:
+        live.write(data)
+        live.flush()
+        # Whatever it has read by then is a report, or a word that it had not begun.
+        wait_for(lambda: (tmp_path / f"/proc/{run.process.pid}/wchan").exists() and run.alive(), "its start")
+        run.process.send_signal(signal.SIGINT)
+        run.finish()
+    assert run.code in (SOUND, UNUSABLE, SUSPICIOUS), run.err
+
+
+def test_a_video_without_time_stamps_has_none(stamp_report):
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=d=1:s=320x180", "-c:v", "libx264", "plain.ts")
+    assert "no time stamp was found" in stamp_report("plain.ts").ended(NOTHING).out
+
+
+@pytest.mark.parametrize("arguments, message", [
+    ([], "INPUT"),
+    (["in.ts", "--plot", "plot.jpg"], ".png or .svg"),
+    (["in.ts", "--csv", "in.ts"], "is an input"),
+    (["in.ts", "--json", "-", "--csv", "-"], "both"),
+    (["in.ts", "--json", "/dev/full"], "cannot write"),
+    (["in.ts", "--plot", "no/such/folder.png"], "gnuplot"),
+    (["in.ts", "--duration", "x"], "--duration"),
+], ids=str)
+def test_what_cannot_be_done_is_said(in_ts, stamp_report, arguments, message):
+    kept = in_ts.read_bytes()
+    assert message in stamp_report(*arguments).finish().err
+    assert stamp_report(*arguments).code == UNUSABLE
+    assert in_ts.read_bytes() == kept
+
+
+def test_one_unusable_input_does_not_keep_the_others_from_being_reported(in_ts, stamp_report):
+    in_ts.with_name("text.ts").write_text("no video\n" * 100)
+    run = stamp_report("text.ts", "missing.ts", "in.ts", "--json", "-").ended(UNUSABLE)
+    found = json.loads(run.out)
+    assert [each["exit_code"] for each in found["inputs"]] == [UNUSABLE, UNUSABLE, SOUND]
+    assert {each["input"] for each in found["sources"]} == {"in.ts"}
+
+
+def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report, tmp_path):
+    stamp_report("in.ts", "--csv", "table.csv", "--plot", "it's.png").ended(SOUND)
+    stamp_report("in.ts", "--plot", "plot.svg", "--duration", 1).ended(SOUND)
+    rows = (tmp_path / "table.csv").read_text().splitlines()
+    assert '"in.ts",lds,1,903600,0.040000,1767261600040000,2026-01-01T10:00:00.040000Z,,,0.0' in rows
+    assert sum(",high-precision," in row for row in rows) == ALL
+    assert (tmp_path / "it's.png").read_bytes().startswith(b"\x89PNG")
+    assert "high-precision" in (tmp_path / "plot.svg").read_text()
