@@ -195,6 +195,12 @@ int Demuxer::ReadFrame(AVPacket &Packet) {
 }
 
 bool Demuxer::Read(AVPacket &Packet) {
+    if (!m_PutBack.empty()) {
+        av_packet_unref(&Packet);
+        av_packet_move_ref(&Packet, m_PutBack.front().get());
+        m_PutBack.pop_front();
+        return true;
+    }
     for (;;) {
         av_packet_unref(&Packet);
         const int nResult = ReadFrame(Packet);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,6 +41,8 @@ public:
 
     // For each video packet once: the stream marks a discontinuity of its clock between the one before and it.
     bool IsMarked(const AVPacket &Packet);
+    // Has Read give these packets again, before any other.
+    void PutBack(std::deque<PacketPtr> Packets) { m_PutBack = std::move(Packets); }
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
     bool IsKlv(const AVPacket &Packet) const {
@@ -92,6 +95,7 @@ private:
     int m_nVideo = -1;
     std::vector<const AVStream *> m_Passed;
     std::vector<std::string> m_LeftOut;
+    std::deque<PacketPtr> m_PutBack;
     int64_t m_llSize = -1;                // of a file, when it was opened
     int64_t m_llVideoPosition = -1;       // of the video packet asked for last
     std::atomic<int64_t> m_llPosition{0}; // of the packet last read

@@ -45,7 +45,8 @@ std::uint64_t StampSeries::MalformedCount() const {
 
 Surveyor::Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc)
     : m_Demuxer(In), m_Rate(Rate), m_enVitc(enVitc), m_NalFormat(NalFormatOfStream(*In.Video().codecpar)),
-      m_Labels(m_NalFormat, ExtradataOf(*In.Video().codecpar)), m_Timeline(Rate.value_or(PictureRate{}).Exact) {}
+      m_Labels(m_NalFormat, ExtradataOf(*In.Video().codecpar)), m_Timeline(Rate.value_or(PictureRate{}).Exact),
+      m_bLooksForVitc(enVitc != LookForVitc::Nowhere) {}
 
 void Surveyor::Take(AVPacket &Packet) {
     m_Survey.nDamagedPackets += IsDamaged(Packet) ? 1 : 0;

@@ -76,10 +76,10 @@ struct Survey {
 
 class Surveyor {
 public:
-    enum class LookForVitc { FirstSeconds, Everywhere };
+    enum class LookForVitc { Nowhere, FirstSeconds, Everywhere };
 
-    // The demuxer must outlive the surveyor. For VITC, pictures are decoded: all of them, or those of the first two
-    // seconds of a video that has no timecode in its SEI.
+    // The demuxer must outlive the surveyor. For VITC, pictures are decoded: none, those of the first two seconds of
+    // a video that has no timecode in its SEI, or all.
     Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc);
 
     // Takes each packet of the demuxer, and its content.
@@ -119,7 +119,7 @@ private:
     std::vector<std::pair<int, std::int64_t>> m_WithoutPts; // local sets, by stream, that wait for the next picture
     std::optional<VitcFinder> m_Vitc;
     std::int64_t m_llLookedInto = 0; // the running time of the last picture decoded
-    bool m_bLooksForVitc = true;
+    bool m_bLooksForVitc;
 };
 
 } // namespace encoder

@@ -16,6 +16,7 @@
 #include "common/ffmpeg_log.h"
 #include "generate.h"
 #include "pipeline.h"
+#include "source_choice.h"
 
 namespace {
 
@@ -181,7 +182,7 @@ void Run::Summarise() {
                 m_Outcome.Record(Failure(ExitCode::Input, "no picture of input '" + m_Options.Inputs[n] +
                                                               "' could be coded; see the counts"));
             }
-            m_Console.Summary(Counts.Summary());
+            m_Console.Summary(Counts.Summary() + WhyUntimed(Counts, m_Pipelines[n]->Source()));
         }
         m_Console.Summary(LibraryShare());
     } catch (const Failure &Failed) {

@@ -67,8 +67,17 @@ int ParseWord(const char *szText, const Word (&Words)[N], const char *szWhat) {
     Refuse(std::string(szWhat) + " '" + szText + "': one of " + szExpected + " is expected");
 }
 
-constexpr Word SOURCES[] = {{"1", 1},   {"2", 2},    {"3", 3},        {"4", 4},   {"high-precision", 1},
-                            {"klv", 1}, {"vitc", 2}, {"smpte12m", 2}, {"lds", 3}, {"system", 4}};
+constexpr Word SOURCES[] = {{"auto", TCSOURCE_NONE},
+                            {"1", 1},
+                            {"2", 2},
+                            {"3", 3},
+                            {"4", 4},
+                            {"high-precision", 1},
+                            {"klv", 1},
+                            {"vitc", 2},
+                            {"smpte12m", 2},
+                            {"lds", 3},
+                            {"system", 4}};
 constexpr Word TIMECODES[] = {{"auto", static_cast<int>(TimecodeFrom::Auto)},
                               {"sei", static_cast<int>(TimecodeFrom::Sei)},
                               {"vitc", static_cast<int>(TimecodeFrom::Vitc)},

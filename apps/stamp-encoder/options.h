@@ -37,7 +37,7 @@ struct Options {
     bool bPass = true;         // sound and KLV go over into the output
 
     int enRevision = MISP_PROFILE_2016_2;
-    int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
+    int enSource = TCSOURCE_NONE; // none: what the input's first seconds carry
     BOOL bSwitching = FALSE;
     std::optional<bool> bKeepCursor; // else kept where neither input nor output has B pictures
 

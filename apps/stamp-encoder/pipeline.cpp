@@ -6,6 +6,8 @@
 #include <exception>
 #include <pthread.h>
 
+#include "source_choice.h"
+
 extern "C" {
 #include <libavutil/pixdesc.h>
 }
@@ -41,8 +43,8 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
         Out.Error(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
                   ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
     }
-    m_Producer.emplace(Settings, m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed, m_Tally,
-                       bStop);
+    m_Producer.emplace(WithSource(Out), m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed,
+                       m_Tally, bStop);
 }
 
 void Pipeline::OpenCoder() {
@@ -68,6 +70,15 @@ PictureRate Pipeline::ChooseRate() const {
                                            m_Demuxer.Path() + "' has " + std::to_string(nRate) + " pictures a second");
     }
     return *Rate;
+}
+
+const Options &Pipeline::WithSource(Console &Out) {
+    if (m_Options.enSource == TCSOURCE_NONE) {
+        const SourceChoice Choice = ChooseSource(m_Demuxer, m_Rate);
+        m_Options.enSource = Choice.enSource;
+        Out.Notice("input " + std::to_string(m_nInput + 1) + " '" + m_Demuxer.Path() + "': " + Choice.szFound);
+    }
+    return m_Options;
 }
 
 VideoEncoderOptions Pipeline::EncoderOptions() const {

@@ -57,17 +57,19 @@ public:
     void Join();
 
     const Tally &Counts() const { return m_Tally; }
+    int Source() const { return m_Options.enSource; } // TCSOURCE_..., that the library is asked for
 
 private:
     PictureRate ChooseRate() const;
     VideoEncoderOptions EncoderOptions() const;
     void OpenCoder();
     Encoding::Coding HowToCode();
+    const Options &WithSource(Console &Out);
     template <typename Body>
     std::thread StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)());
 
     const int m_nInput;
-    const Options &m_Options;
+    Options m_Options; // with the source that was chosen for this input
     Tally m_Tally;
     Demuxer m_Demuxer;
     const PictureRate m_Rate;

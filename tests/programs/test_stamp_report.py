@@ -267,3 +267,29 @@ def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report, tmp_path):
     assert sum(",high-precision," in row for row in rows) == ALL
     assert (tmp_path / "it's.png").read_bytes().startswith(b"\x89PNG")
     assert "high-precision" in (tmp_path / "plot.svg").read_text()
+
+
+@pytest.mark.parametrize("hide, taken, timed", [
+    ([], "high-precision", ALL),
+    ([Recording.hide_stamps], "lds", ALL),
+    ([Recording.hide_stamps, lambda data: data.hide_sets(lambda number: True)], "vitc", ALL),
+], ids=["all", "no SEI", "neither"])
+def test_the_encoder_takes_the_best_source_unasked(data, stamp_encoder, hide, taken, timed):
+    for change in hide:
+        change(data)
+    run = stamp_encoder(data_file(data), "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+    assert f"--source {taken} is taken" in run.err
+    assert run.claimed() == ALL and run.claimed(what="with their time") == timed
+
+
+def test_the_encoder_takes_a_pipe_from_its_begin(data, stamp_encoder, beside):
+    writer = beside("cat", data_file(data), stdout=subprocess.PIPE)
+    run = stamp_encoder("-", "--preset", "ultrafast", "-o", "out.ts", stdin=writer.stdout).ended(SOUND)
+    assert run.claimed() == run.claimed(what="with their time") == ALL
+
+
+def test_the_encoder_says_why_no_picture_has_a_time(data, stamp_encoder):
+    data.hide_stamps()
+    run = stamp_encoder(data_file(data), "--source", "1", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+    assert run.claimed(what="with their time") == 0
+    assert "no picture has a time" in run.out and "--source lds" in run.out

@@ -1,0 +1,99 @@
+// Which source an input is to be asked for, when the user leaves that to the program.
+#include "source_choice.h"
+
+#include <algorithm>
+#include <deque>
+#include <new>
+#include <utility>
+
+#include "media/coverage.h"
+#include "timecode.h"
+
+namespace encoder {
+
+namespace {
+
+constexpr unsigned SECONDS_LOOKED_AT = 2;
+
+// What cannot be read now cannot be read later either, and is told then.
+std::deque<PacketPtr> ReadBegin(Demuxer &In, unsigned nPictures) {
+    std::deque<PacketPtr> Packets;
+    try {
+        while (nPictures > 0) {
+            PacketPtr Packet = MakePacket();
+            if (!In.Read(*Packet))
+                break;
+            nPictures -= In.IsVideo(*Packet) ? 1 : 0;
+            Packets.push_back(std::move(Packet));
+        }
+    } catch (const Failure &) {
+    }
+    return Packets;
+}
+
+Survey Look(const Demuxer &In, const PictureRate &Rate, const std::deque<PacketPtr> &Packets,
+            Surveyor::LookForVitc enVitc) {
+    Surveyor Seen(In, Rate, enVitc);
+    for (const PacketPtr &Packet : Packets) {
+        const PacketPtr Copy(av_packet_clone(Packet.get()));
+        if (!Copy)
+            throw std::bad_alloc();
+        Seen.Take(*Copy);
+    }
+    Seen.Finish();
+    return Seen.Result();
+}
+
+std::string FoundText(const Survey &Seen) {
+    std::string szText;
+    for (const StampSeries &Series : Seen.Series)
+        szText += (szText.empty() ? "" : ", ") + std::to_string(Series.Count()) + " " + SourceWord(Series.enCarriage);
+    return szText.empty() ? "no time stamp" : szText;
+}
+
+struct SourceRow {
+    int enSource;
+    const char *szWord;
+    Event enStamps;
+};
+
+constexpr SourceRow SOURCE_ROWS[] = {
+    {TCSOURCE_HIGH_PRECISION_TIMESTAMP, "high-precision", Event::StampHighPrecision},
+    {TCSOURCE_SMPTE12M_TIMESTAMP, "vitc", Event::StampSmpte12M},
+    {TCSOURCE_LDS_TIMESTAMP, "lds", Event::StampLds},
+};
+
+} // namespace
+
+std::string WhyUntimed(const Tally &Counts, int enSource) {
+    if (Counts.Times(Event::PictureCoded) == 0 || Counts.Times(Event::PictureTimed) > 0)
+        return "";
+    std::string szWhy = "none came with a time stamp that the library takes from source " + std::to_string(enSource);
+    std::string szTry;
+    for (const SourceRow &Row : SOURCE_ROWS) {
+        const std::uint64_t nStamps = Counts.Times(Row.enStamps);
+        if (nStamps > 0 && Row.enSource == enSource)
+            szWhy = "none lies within 4 ms of a time stamp of source " + std::to_string(enSource);
+        else if (nStamps > 0)
+            szTry += std::string("--source ") + Row.szWord + ", ";
+    }
+    if (Counts.Times(Event::LocalSet) > 0 && Counts.Times(Event::StampLds) == 0)
+        szTry += "a greater --lds-reach or --hold, ";
+    return "  no picture has a time: " + szWhy + "; try " + szTry +
+           "stamp-report, which tells what the input carries, or --source system\n";
+}
+
+SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate) {
+    using Vitc = Surveyor::LookForVitc;
+    std::deque<PacketPtr> Packets = ReadBegin(In, SECONDS_LOOKED_AT * Rate.nWhole);
+    Survey Seen = Look(In, Rate, Packets, Vitc::Nowhere);
+    if (BestSeries(Seen) == nullptr)
+        Seen = Look(In, Rate, Packets, Vitc::FirstSeconds);
+    In.PutBack(std::move(Packets));
+    const StampSeries *const pBest = BestSeries(Seen);
+    const Carriage enTaken = pBest != nullptr ? pBest->enCarriage : Carriage::Stamp;
+    return {SourceOf(enTaken),
+            "the first two seconds hold " + FoundText(Seen) + "; --source " + SourceWord(enTaken) + " is taken"};
+}
+
+} // namespace encoder

@@ -1,0 +1,28 @@
+// Which source an input is to be asked for, when the user leaves that to the program.
+#ifndef ENCODER_SOURCE_CHOICE_H
+#define ENCODER_SOURCE_CHOICE_H
+
+#include <string>
+
+#include "media/demuxer.h"
+#include "media/picture_rate.h"
+#include "tally.h"
+
+namespace encoder {
+
+struct SourceChoice {
+    int enSource;        // TCSOURCE_...
+    std::string szFound; // for the user: what was found and what is taken
+};
+
+// Looks at the first two seconds of the input, which are read again afterwards. Where nothing is found there, time
+// stamps of the best source may still come.
+SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate);
+
+// Why no picture of an input got a time, and what to try, as a line for the summary; empty when one did, or when none
+// was coded.
+std::string WhyUntimed(const Tally &Counts, int enSource);
+
+} // namespace encoder
+
+#endif
