@@ -33,8 +33,8 @@ struct Options {
 
     std::chrono::milliseconds LongestSilence{0}; // after which an input has ended; 0: it is waited for
     std::chrono::seconds LogInterval{60};        // between status lines that are not on a terminal; 0: none
-    std::optional<int> Stream; // the input's stream to code, else the best video
-    bool bPass = true;         // sound and KLV go over into the output
+    std::optional<int> Stream;                   // the input's stream to code, else the best video
+    bool bPass = true;                           // sound and KLV go over into the output
 
     int enRevision = MISP_PROFILE_2016_2;
     int enSource = TCSOURCE_NONE; // none: what the input's first seconds carry

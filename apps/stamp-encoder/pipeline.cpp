@@ -36,11 +36,11 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
     OpenCoder();
     const std::string szInput = "input " + std::to_string(nInput + 1) + " '" + m_Demuxer.Path() + "': ";
     for (const std::string &szStream : m_Demuxer.LeftOut())
-        Out.Error(szInput + szStream);
+        Out.Notice(szInput + szStream);
     const auto enPixels = static_cast<AVPixelFormat>(m_Demuxer.Video().codecpar->format);
     const AVPixelFormat enCoded = m_Encoder ? m_Encoder->Context().pix_fmt : AV_PIX_FMT_NONE;
     if (m_Encoder && enPixels != AV_PIX_FMT_NONE && enPixels != enCoded) {
-        Out.Error(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
+        Out.Notice(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
                   ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
     }
     m_Producer.emplace(WithSource(Out), m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed,
