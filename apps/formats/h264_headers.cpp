@@ -143,7 +143,7 @@ void H264Headers::Take(Bytes Nal) {
     if (Bits.Flag())
         TakeUsabilityInformation(Bits, Format);
     if (!Bits.IsPast() && nSequence < MAX_SEQUENCE_SETS)
-        m_Sequences[nSequence] = Format;
+        m_Sequences[nSequence] = *(m_Latest = Format);
 }
 
 std::optional<PicTimingFormat> H264Headers::FormatOf(Bytes SliceNal) const {

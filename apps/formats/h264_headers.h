@@ -17,6 +17,8 @@ struct PicTimingFormat {
     unsigned nOutputBits = 0;
     unsigned nOffsetBits = 24; // of a clock time stamp's offset
     bool bFramesOnly = true;   // no pictures of one field, no fields in a picture
+
+    friend bool operator==(const PicTimingFormat &, const PicTimingFormat &) = default;
 };
 
 class H264Headers {
@@ -27,9 +29,13 @@ public:
     // The format that holds for the picture of a slice; nothing while its parameter sets have not come.
     std::optional<PicTimingFormat> FormatOf(Bytes SliceNal) const;
 
+    // The format of the sequence parameter set that came last.
+    const std::optional<PicTimingFormat> &Latest() const { return m_Latest; }
+
 private:
     std::map<std::uint32_t, PicTimingFormat> m_Sequences;
     std::map<std::uint32_t, std::uint32_t> m_Pictures; // number of a picture's set -> of its sequence's
+    std::optional<PicTimingFormat> m_Latest;
 };
 
 } // namespace encoder

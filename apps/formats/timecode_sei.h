@@ -5,23 +5,11 @@
 
 #include <optional>
 
+#include "formats/h264_headers.h"
 #include "formats/nal.h"
 #include "formats/timecode_label.h"
 
 namespace encoder {
-
-// What an H.264 sequence parameter set says about pic_timing messages (E.1.1, E.1.2).
-struct PicTimingLayout {
-    int nCpbDelayBits = 0; // 0: no delays
-    int nDpbDelayBits = 0;
-    int nTimeOffsetBits = 24;
-    bool bHasPicStruct = false; // without it there is no room for a timecode
-
-    friend bool operator==(const PicTimingLayout &, const PicTimingLayout &) = default;
-};
-
-// Reads a sequence parameter set from its header byte on, with emulation prevention; nothing when it is cut short.
-std::optional<PicTimingLayout> ReadSps(Bytes Nal);
 
 class TimecodeSeiReader {
 public:
@@ -36,7 +24,7 @@ private:
     std::optional<TimecodeLabel> ReadSei(Bytes Nal) const;
 
     NalFormat m_Format;
-    std::optional<PicTimingLayout> m_Layout; // of the latest H.264 parameter set
+    H264Headers m_Headers; // the latest parameter set counts
 };
 
 } // namespace encoder

@@ -43,17 +43,20 @@ TEST(TimecodeSei, LayoutIsReadFromEveryKindOfParameterSet) {
     const struct {
         const char *szCase;
         const Buffer &Sps;
-        PicTimingLayout Expected;
+        PicTimingFormat Expected;
     } rows[] = {
-        {.szCase = "HRD", .Sps = SPS_HRD, .Expected = {13, 7, 0, true}},
-        {.szCase = "full VUI", .Sps = SPS_FULL_VUI, .Expected = {13, 7, 0, true}},
-        {.szCase = "interlaced", .Sps = SPS_INTERLACED, .Expected = {0, 0, 24, true}},
-        {.szCase = "scaling lists", .Sps = SPS_LISTS, .Expected = {0, 0, 24, true}},
-        {.szCase = "no pic_struct", .Sps = SPS_NO_PIC_STRUCT, .Expected = {0, 0, 24, false}},
+        {.szCase = "HRD", .Sps = SPS_HRD, .Expected = {true, true, 13, 7, 0, true}},
+        {.szCase = "full VUI", .Sps = SPS_FULL_VUI, .Expected = {true, true, 13, 7, 0, true}},
+        {.szCase = "interlaced", .Sps = SPS_INTERLACED, .Expected = {.bPicStruct = true, .bFramesOnly = false}},
+        {.szCase = "scaling lists", .Sps = SPS_LISTS, .Expected = {.bPicStruct = true}},
+        {.szCase = "no pic_struct", .Sps = SPS_NO_PIC_STRUCT, .Expected = {}},
     };
     for (const auto &[szCase, Sps, Expected] : rows) {
-        EXPECT_EQ(ReadSps(Sps), Expected) << szCase;
-        EXPECT_FALSE(ReadSps(Bytes(Sps).first(7))) << szCase << ", cut short";
+        H264Headers Headers;
+        Headers.Take(Bytes(Sps).first(7));
+        EXPECT_FALSE(Headers.Latest()) << szCase << ", cut short";
+        Headers.Take(Sps);
+        EXPECT_EQ(Headers.Latest(), Expected) << szCase;
     }
 }
 
