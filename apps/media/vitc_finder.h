@@ -30,7 +30,7 @@ private:
     void TakePicture(FramePtr Frame);
 
     Decoder m_Decoder;
-    PictureFilter m_Filter{true};
+    PictureFilter m_Filter{true, AV_PIX_FMT_NONE};
     TimecodeFilter m_Believed;
     Sink m_Found;
 };
