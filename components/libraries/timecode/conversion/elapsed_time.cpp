@@ -27,6 +27,8 @@ static INT64 CarryOut(INT64 &nValue) {
 // Adds the whole seconds; a negative count adds nothing.
 static Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
     Carries Up{};
+    if (nSeconds < 1)
+        return Up;
     nSeconds %= 86400;
     if (nSeconds >= 3600)
         Time.nHours = (Time.nHours + nSeconds / 3600) % 24;
@@ -48,11 +50,14 @@ static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramer
     const auto nNsecPerFrame = static_cast<INT64>(NanoSecPerFrame(nPicRate, nVUIFramerate));
     const INT64 nFrames = nNsecPerFrame > 0 && nNsec >= nNsecPerFrame ? nNsec / nNsecPerFrame : 1;
     const UINT64 nValue = static_cast<UINT64>(Time.nFrames) + static_cast<UINT64>(nFrames);
+    if (nValue < nPicRate) {
+        Time.nFrames = static_cast<INT64>(nValue);
+        return 0;
+    }
     const UINT64 OvfFrames = nValue / nPicRate;
-    if (OvfFrames > 0)
-        TC_TRACE(DBG_LEVEL_DEBUG, "Overflow happened. nValue:%d, nPictrate:%d, OverflowsFrames:%d. Remainder:%d.\n",
-                 static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(OvfFrames),
-                 static_cast<int>(nValue % nPicRate));
+    TC_TRACE(DBG_LEVEL_DEBUG, "Overflow happened. nValue:%d, nPictrate:%d, OverflowsFrames:%d. Remainder:%d.\n",
+             static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(OvfFrames),
+             static_cast<int>(nValue % nPicRate));
     Time.nFrames = static_cast<INT64>(nValue % nPicRate);
     return static_cast<INT64>(OvfFrames);
 }
