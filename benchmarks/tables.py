@@ -11,21 +11,22 @@ BUILDS = [name for name in ("now", "before") if (FILES / name).is_dir()]
 
 
 def results(pattern, field):
-    """Of all files of the pattern: the values of a field by file and call."""
+    """Of all files of the pattern: the values of a field by file and call. Calls that time themselves have one time."""
     values = {}
     for path in FILES.glob(pattern):
         for run in json.loads(path.read_text())["benchmarks"]:
             if run["run_type"] == "iteration":
                 call = run["run_name"].split("/", 1)[1]
-                call = re.sub(r"(/iterations:1)?/manual_time$", "", call)
-                values.setdefault(call, {}).setdefault(path.name, []).append(run[field])
+                name = re.sub(r"(/iterations:1)?/manual_time$", "", call)
+                value = run["real_time"] if field == "cpu_time" and name != call else run[field]
+                values.setdefault(name, {}).setdefault(path.name, []).append(value)
     return values
 
 
 def least_by_placement(build):
     """Of each call: the least time in every placement of the code."""
     least = {}
-    for call, by_file in results(f"{build}-*-warm*.json", "real_time").items():
+    for call, by_file in results(f"{build}-*-warm*.json", "cpu_time").items():
         for name, times in by_file.items():
             placements = least.setdefault(call, {})
             shift = name.split("-")[1]
@@ -94,19 +95,15 @@ def contention():
 
 
 def peers():
-    least = {call: min(times["peers.json"]) for call, times in peer_times().items()}
+    least = {}
+    for path in FILES.glob("peers-*.json"):
+        for run in json.loads(path.read_text())["benchmarks"]:
+            if run["run_type"] == "iteration":
+                least[run["run_name"]] = min(run["cpu_time"], least.get(run["run_name"], run["cpu_time"]))
     whose = list(dict.fromkeys(call.split("/")[0] for call in least))
     what = list(dict.fromkeys(call.split("/")[1] for call in least))
     rows = [[who] + [number(least[f"{who}/{w}"]) if f"{who}/{w}" in least else "–" for w in what] for who in whose]
     print(table(["ns"] + what, rows))
-
-
-def peer_times():
-    values = {}
-    for run in json.loads((FILES / "peers.json").read_text())["benchmarks"]:
-        if run["run_type"] == "iteration":
-            values.setdefault(run["run_name"], {}).setdefault("peers.json", []).append(run["real_time"])
-    return values
 
 
 def main():

@@ -84,15 +84,15 @@ while [ "$round" -le "$rounds" ]; do
                 --benchmark_enable_random_interleaving=true
         done
     done
+    build/release/bin/timecode_peers --benchmark_min_time=0.002 --benchmark_repetitions=3 --benchmark_format=json \
+        >"$out/peers-$round.json" 2>/dev/null
     round=$((round + 1))
 done
-echo "cold caches, contention and peers" >&2
+echo "cold caches and contention" >&2
 for name in $names; do
     measure "$name" 64 cold cold/ --benchmark_repetitions=31
     measure "$name" 64 contention contention/ --benchmark_repetitions=5
 done
-build/release/bin/timecode_peers --benchmark_min_time=0.01 --benchmark_repetitions=20 --benchmark_format=json \
-    >$out/peers.json 2>/dev/null
 python3 benchmarks/tables.py $out >$out/tables.md
 cat $out/tables.md
 if [ -n "$write" ]; then
