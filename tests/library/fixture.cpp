@@ -48,8 +48,10 @@ Texts TakeTraces() {
                                std::to_string(unsigned(Today.day()));
     Texts Traces = interpose::TakeMessages();
     for (auto &sText : Traces)
-        for (const auto &[sPattern, szName] :
-             {std::pair(std::to_string(g_nNoonSec), "NOON"), {sToday, "TODAY"}, {":0x[0-9a-f]{9,}", ":ADDRESS"}})
+        for (const auto &[sPattern, szName] : {std::pair(std::to_string(g_nNoonSec), "NOON"),
+                                               {std::to_string(g_nNoonSec + 2096), "12:34:56."},
+                                               {sToday, "TODAY"},
+                                               {":0x[0-9a-f]{9,}", ":ADDRESS"}})
             sText = std::regex_replace(sText, std::regex(sPattern), szName);
     return Traces;
 }

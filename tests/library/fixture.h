@@ -27,7 +27,8 @@ constexpr int SYSTEM_CLOCK = TCSOURCE_SYSTEM_TIMESTAMP;
 INT64 NoonUsec();              // of the test's day
 void StartDay(int enRevision); // moves the clock to the next day's noon and starts the library at trace level 7
 void SetClockMs(INT64 nMs);    // to noon plus nMs
-Texts TakeTraces();            // "6 text"; the seconds of noon are NOON, the day is TODAY, an address is ADDRESS
+// "6 text"; the seconds of noon are NOON and those of 12:34:56 "12:34:56.", the day is TODAY, an address is ADDRESS.
+Texts TakeTraces();
 vitc_t Timecode(int nHours, int nMinutes, int nSeconds, int nFrames);
 
 // A time stamp that a producer hands in.

@@ -49,7 +49,7 @@ const Sequence SEQUENCES[] = {
      .nBframes = 0,
      .Start = Timecode(0, 1, 59, 29),
      .Pictures = {{.nFrames = 1, .Wanted = Timecode(0, 2, 0, 0)}}},
-    {.szRule = "two B pictures, coded behind the picture that skips, lie before the skip",
+    {.szRule = "two B pictures coded behind the skip lie before it",
      .Of = NTSC_30,
      .nBframes = 2,
      .Start = Timecode(0, 1, 59, 27),

@@ -137,20 +137,20 @@ TEST_F(Messages, OfUtcSources) {
 }
 
 TEST_F(Messages, OfTimecodeAsTheSource) {
-    const auto AskAt = [](const vitc_t &Label) -> Act {
-        return [=] { Queue({.enSource = TIMECODE, .Label = Label}), Ask({.enSource = TIMECODE, .nPts = 9000}); };
+    const auto NoTimeOfDay = [] {
+        Queue({.enSource = TIMECODE, .Label = Timecode(24, 0, 0, 0)}), Ask({.enSource = TIMECODE, .nPts = 9000});
     };
     const auto NoDate = [] {
         g_Clock.bLocalTimeFails = true, Ask({.enSource = TIMECODE}), g_Clock.bLocalTimeFails = false;
     };
-    Expect(Good(TIMECODE), {"7 Timecode source:2, is commercial timecode coming from VITC.",
-                            "6 Retreived TC on interface:0:: H:M:S:F(12:34:56:7). enTimecodeSource:2(VITC Commercial "
-                            "TimeStamp), CodedPicturePTS64:9001, TCPTS:9000.",
-                            "7 Recovered local time:TODAY-12h0m0s.",
-                            "7 Timecode source:2, successfully converted SMPTE12M to UTC time."});
-    Expect(AskAt(Timecode(12, 0, 0, 7)),
-           {"7 Sucessfully converted Date time to UTC. Date:: TODAY-12h00m00s280000us --> UTC:: NOON280000."});
-    Expect(AskAt(Timecode(24, 0, 0, 0)), {"3 Fail to convert date time to UTC time. RetCode:2"});
+    Expect(Good(TIMECODE),
+           {"7 Timecode source:2, is commercial timecode coming from VITC.",
+            "6 Retreived TC on interface:0:: H:M:S:F(12:34:56:7). enTimecodeSource:2(VITC Commercial "
+            "TimeStamp), CodedPicturePTS64:9001, TCPTS:9000.",
+            "7 Recovered local time:TODAY-12h0m0s.",
+            "7 Sucessfully converted Date time to UTC. Date:: TODAY-12h34m56s280000us --> UTC:: 12:34:56.280000.",
+            "7 Timecode source:2, successfully converted SMPTE12M to UTC time."});
+    Expect(NoTimeOfDay, {"3 Fail to convert date time to UTC time. RetCode:2"});
     Expect(NoDate, {"3 Fail to convert date time to UTC time. RetCode:-1"});
     Expect(Carried(TIMECODE),
            {"6 PTSDiff:81001(900ms) is bigger than threshold:3ms, CodedPicturePTS64:90001, TCPTS:9000. "
