@@ -182,6 +182,12 @@ def test_headers_refuse_32_bits(source):
     assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr
 
 
+def test_libraries_need_the_c_library_alone(prefix):
+    needed = {name for file in libraries_of(prefix).glob("*.so")
+              for name in re.findall(r"NEEDED.*\[(.*)\]", tool("readelf", "-d", file))}
+    assert needed <= {"libtimecode_support.so.1", "libc.so.6", "libm.so.6"}
+
+
 def test_objects_are_hardened(prefix):
     """Buffers and stacks guarded, relocations read-only before the program starts, programs at any address."""
     for file in [*libraries_of(prefix).glob("*.so"), *(prefix / "bin").iterdir()]:

@@ -21,11 +21,20 @@ constexpr std::string_view BLANKS = " \t";
 constexpr std::string_view COMMENT_MARKS = "#;";
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
+/* Parts that a text is known to have. What substr throws would bring in the C++ run-time library. */
+std::string_view Part(std::string_view szText, size_t nFirst, size_t nBytes) {
+    return {szText.data() + nFirst, nBytes};
+}
+
+std::string_view After(std::string_view szText, size_t nAt) {
+    return Part(szText, nAt + 1, szText.size() - nAt - 1);
+}
+
 std::string_view Trim(std::string_view szText) {
     const size_t nFirst = szText.find_first_not_of(BLANKS);
     if (nFirst == std::string_view::npos)
         return {};
-    return szText.substr(nFirst, szText.find_last_not_of(BLANKS) - nFirst + 1);
+    return Part(szText, nFirst, szText.find_last_not_of(BLANKS) - nFirst + 1);
 }
 
 bool IsOneOf(char cByte, std::string_view szSet) {
@@ -36,7 +45,7 @@ bool IsOneOf(char cByte, std::string_view szSet) {
 std::string_view WithoutComment(std::string_view szText) {
     for (size_t nAt = 0; nAt < szText.size(); ++nAt)
         if (IsOneOf(szText[nAt], COMMENT_MARKS) && (nAt == 0 || IsOneOf(szText[nAt - 1], BLANKS)))
-            return szText.substr(0, nAt);
+            return Part(szText, 0, nAt);
     return szText;
 }
 
@@ -69,16 +78,16 @@ void SetFault(SEARCH &tSearch, const char *szFault) {
 /* A header that cannot be read ends the section before it: what follows belongs to neither. */
 void TakeSection(SEARCH &tSearch, std::string_view szLine) {
     const size_t nEnd = szLine.find(']');
-    tSearch.bInSection = nEnd != std::string_view::npos && Trim(szLine.substr(1, nEnd - 1)) == tSearch.szSection &&
-                         Trim(WithoutComment(szLine.substr(nEnd + 1))).empty();
+    tSearch.bInSection = nEnd != std::string_view::npos && Trim(Part(szLine, 1, nEnd - 1)) == tSearch.szSection &&
+                         Trim(WithoutComment(After(szLine, nEnd))).empty();
 }
 
 /* Splits a line that gives the key, and says whether it is one. */
 bool TakesValue(const SEARCH &tSearch, std::string_view szLine, std::string_view &szValue) {
     const size_t nEqual = szLine.find('=');
-    if (!tSearch.bInSection || nEqual == std::string_view::npos || Trim(szLine.substr(0, nEqual)) != tSearch.szKey)
+    if (!tSearch.bInSection || nEqual == std::string_view::npos || Trim(Part(szLine, 0, nEqual)) != tSearch.szKey)
         return false;
-    szValue = Trim(WithoutComment(szLine.substr(nEqual + 1)));
+    szValue = Trim(WithoutComment(After(szLine, nEqual)));
     return true;
 }
 
