@@ -2,8 +2,8 @@
 # Builds the fuzzers and runs each for a while from the project's own seeds.
 # usage: scripts/fuzz.sh [SECONDS [NAME...]]   (each; default 60)
 #
-# Names: library_thorough (looks at everything after each call), library_fast (looks at the input just used, in sequences
-# four times as long: for a night), settings, formats; all of them without a name.
+# Names: library_thorough (looks at everything after each call), library_fast (looks at the input just used, in
+# sequences four times as long: for a night), settings, formats; all of them without a name.
 # What a run learns stays in build/fuzz-corpus and is used by the next. A failing input is left in build/fuzz-failures.
 set -eu
 cd "$(dirname "$0")/.."

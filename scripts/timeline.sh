@@ -1,10 +1,10 @@
 #!/bin/sh
-# Draws a table of stamp-encoder (--csv) as a picture: the source in use, the flags of the status byte, and how far the stamped
-# UTC lies from the true one.
+# Draws a table of stamp-encoder (--csv) as a picture: the source in use, the flags of the status byte, and how far the
+# stamped UTC lies from the true one.
 # usage: scripts/timeline.sh TABLE.csv PICTURE.png
 #
-# The true UTC of a picture is that of the first picture of input 1 which has one, plus the PTS distance between the two: right for
-# a recording whose clock runs evenly and whose first picture is stamped by its best source.
+# The true UTC of a picture is that of the first picture of input 1 which has one, plus the PTS distance between the
+# two: right for a recording whose clock runs evenly and whose first picture is stamped by its best source.
 set -eu
 [ $# -eq 2 ] || {
     echo "usage: $0 TABLE.csv PICTURE.png" >&2

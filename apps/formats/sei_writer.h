@@ -28,9 +28,9 @@ public:
     void TakeHeaders(Bytes Nals);
 
     // Returns the access unit with an SEI NAL unit more, before the picture's first slice and after all that goes
-    // before it. Access units come in the order of the stream, since their headers hold on. Messages of the same kinds are
-    // replaced: in H.264 the pic_timing message keeps its delays and its pic_struct, and each of its fields gets the
-    // label. All other bytes stay; an access unit without a slice comes back unchanged.
+    // before it. Access units come in the order of the stream, since their headers hold on. Messages of the same kinds
+    // are replaced: in H.264 the pic_timing message keeps its delays and its pic_struct, and each of its fields gets
+    // the label. All other bytes stay; an access unit without a slice comes back unchanged.
     //
     // A label is left out that the message cannot carry (hours above 23, minutes or seconds above 59, frames above 255
     // in H.264 or 511 in HEVC), and in H.264 where the stream's headers leave no place for it: without pic_struct, or

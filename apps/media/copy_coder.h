@@ -1,6 +1,6 @@
-// Hands on the coded pictures of an input instead of coding them again, each when its decoded picture would have gone to
-// the encoder: so that all time stamps that belong to it are known. The producer puts packets in, the encoding thread
-// takes them out.
+// Hands on the coded pictures of an input instead of coding them again, each when its decoded picture would have gone
+// to the encoder: so that all time stamps that belong to it are known. The producer puts packets in, the encoding
+// thread takes them out.
 #ifndef ENCODER_MEDIA_COPY_CODER_H
 #define ENCODER_MEDIA_COPY_CODER_H
 

@@ -47,8 +47,8 @@ public:
     // The pixel format of those that the encoder takes which keeps the most of the given one.
     static AVPixelFormat NearestFormat(bool bHevc, AVPixelFormat enPixels);
 
-    // Codes one picture of the options' pixel format. DTS lie up to nBframes pictures below the first PTS. The picture's
-    // pict_type is set here. A new start is coded so that it and all pictures behind it can be decoded alone.
+    // Codes one picture of the options' pixel format. DTS lie up to nBframes pictures below the first PTS. The
+    // picture's pict_type is set here. A new start is coded so that it and all pictures behind it can be decoded alone.
     void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) override;
     void Flush(const PacketSink &Sink) override;
     bool KeepsFields() const override { return m_Context->field_order > AV_FIELD_PROGRESSIVE; }

@@ -65,8 +65,8 @@ void PassedStreams::WriteRest() {
             WriteFirst(From);
 }
 
-// The muxer takes no sound that does not come later than what it has: where a step of the PTS lets two pieces overlap, the
-// second waits. Several packets of data may have one time.
+// The muxer takes no sound that does not come later than what it has: where a step of the PTS lets two pieces overlap,
+// the second waits. Several packets of data may have one time.
 void PassedStreams::WriteFirst(Track &From) {
     const PacketPtr Packet = std::move(From.Waiting.front());
     From.Waiting.pop_front();

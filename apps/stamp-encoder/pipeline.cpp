@@ -41,7 +41,7 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
     const AVPixelFormat enCoded = m_Encoder ? m_Encoder->Context().pix_fmt : AV_PIX_FMT_NONE;
     if (m_Encoder && enPixels != AV_PIX_FMT_NONE && enPixels != enCoded) {
         Out.Notice(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
-                  ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
+                   ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
     }
     m_Producer.emplace(WithSource(Out), m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed,
                        m_Tally, bStop);

@@ -70,8 +70,8 @@ public:
 
     // Pictures a second since the first one.
     double Speed() const;
-    // How much of the input is done, 0 to 1, as text with a comma behind: percent, and the time left at this pace. Empty when not
-    // known.
+    // How much of the input is done, 0 to 1, as text with a comma behind: percent, and the time left at this pace.
+    // Empty when not known.
     std::string Progress(std::optional<double> Done) const;
     // One line: pictures, speed, progress, pictures without a time; status byte, UTC and source of the last one.
     std::string Status(std::optional<double> Done) const;

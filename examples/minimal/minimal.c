@@ -22,8 +22,8 @@ struct Picture {
 static int g_Captured[2]; /* a pipe: pictures on their way from the capture to the coder, in display order */
 static sem_t g_Drained;   /* the coder has coded all pictures of a recording */
 
-/* Each time stamp is queued before its picture goes on, so it is there when the coder asks. The second recording has the
- * PTS of the first, an hour later, and is silent for a while. */
+/* Each time stamp is queued before its picture goes on, so it is there when the coder asks. The second recording has
+ * the PTS of the first, an hour later, and is silent for a while. */
 static void *Capture(void *pUnused) {
     for (int nRecording = 0; nRecording < 2; nRecording++) {
         struct Picture Picture = {0};

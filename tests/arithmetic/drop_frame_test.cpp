@@ -140,8 +140,8 @@ std::string ReasonOf(const Picture &Seen) {
     return "none";
 }
 
-// Where the coder keeps to as many B pictures as it was told, all of them disposable, each picture gets the number of its
-// display order. Otherwise the back-fill state ends too early or too late for the pictures that there are.
+// Where the coder keeps to as many B pictures as it was told, all of them disposable, each picture gets the number of
+// its display order. Otherwise the back-fill state ends too early or too late for the pictures that there are.
 TEST(DropFrame, ARealCodersOrderDiffersByTheRulesOfTheBackFillStateOnly) {
     const std::map<std::string, std::set<std::string>> Rows = {
         {"b-adapt=0:b-pyramid=none:scenecut=0:keyint=252", {}},

@@ -1,5 +1,5 @@
-// What holds of every run. A broken promise ends the run with its words: as a test's failure, a fuzzer's finding, or the
-// soak's last line.
+// What holds of every run. A broken promise ends the run with its words: as a test's failure, a fuzzer's finding, or
+// the soak's last line.
 #pragma once
 
 #include <optional>

@@ -157,8 +157,8 @@ std::vector<Record> Library::OldestFirst(int nInput) {
     return Records;
 }
 
-// The nearest record, the oldest of several; with a cursor the record there. The cursor moves on to the next newer record
-// of the source.
+// The nearest record, the oldest of several; with a cursor the record there. The cursor moves on to the next newer
+// record of the source.
 std::optional<Library::Found> Library::Match(Input &In, UINT64 nPts, int enSource, Cursor *pCursor) {
     const std::deque<Slot> &Queue = In.Queue;
     std::optional<size_t> nBest;

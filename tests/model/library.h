@@ -1,7 +1,7 @@
 // A slow, obvious model of the timecode library: what it answers, counts and says, in the simplest words.
 //
-// It sees the same clock as the library and is told of every call. It keeps each input's time stamps in a plain deque and
-// looks at all of them each time.
+// It sees the same clock as the library and is told of every call. It keeps each input's time stamps in a plain deque
+// and looks at all of them each time.
 #pragma once
 
 #include <array>

@@ -1,5 +1,5 @@
-// A session of random calls: from choices it makes pictures with their time stamps, a moving clock, and now and then what
-// a caller might get wrong.
+// A session of random calls: from choices it makes pictures with their time stamps, a moving clock, and now and then
+// what a caller might get wrong.
 #pragma once
 
 #include <array>

@@ -1,4 +1,4 @@
-"""What stamp-encoder must not lose on the way: sound, KLV, fields, colours, programs, datagrams, stamps of damaged pictures.
+"""What stamp-encoder must not lose: sound, KLV, fields, colours, programs, datagrams, stamps of damaged pictures.
 
 FFmpeg makes the inputs and reads the outputs, which must give it no cause to complain.
 """
@@ -92,8 +92,8 @@ def stream_types(file):
 @pytest.fixture
 def with_sound(in_ts):
     """The recording with two sounds, whose frames last no whole number of ticks in one, and with a second video."""
-    tool("ffmpeg", "-v", "error", "-i", in_ts, "-itsoffset", 10, "-f", "lavfi", "-i", "sine=sample_rate=44100:duration=3",
-         "-itsoffset", 10, "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=25:duration=3",
+    tool("ffmpeg", "-v", "error", "-i", in_ts, "-itsoffset", 10, "-f", "lavfi",
+         "-i", "sine=sample_rate=44100:duration=3", "-itsoffset", 10, "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=25:duration=3",
          "-map", 0, "-map", 1, "-map", 1, "-map", 2, "-c", "copy", "-c:a:0", "aac", "-c:a:1", "mp2",
          "-c:v:1", "libx264", "-preset", "ultrafast", "-copyts", "-muxdelay", 0, "-muxpreload", 0, "sound.ts")
     return in_ts.with_name("sound.ts")
@@ -199,8 +199,9 @@ def test_programs_run_apart(code, in_ts, stamp_encoder):
     tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=25:duration=3", "-c:v", "libx264",
          "-preset", "ultrafast", "-f", "mpegts", "big.ts")
     code("big.ts", in_ts).ended(0)
-    rows = [line.split(",") for line in tool("ffprobe", "-v", "error", "-show_entries", "packet=codec_type,stream_index,dts",
-                                             "-of", "csv=p=0", "out.ts").splitlines()]
+    packets = tool("ffprobe", "-v", "error", "-show_entries", "packet=codec_type,stream_index,dts", "-of", "csv=p=0",
+                   "out.ts")
+    rows = [line.split(",") for line in packets.splitlines()]
     begin, now, worst = {}, {}, 0
     for kind, stream, dts, *_ in (row for row in rows if row[0] == "video"):
         begin.setdefault(stream, int(dts))
@@ -287,7 +288,8 @@ X265 = "-c:v libx265 -preset ultrafast -x265-params log-level=none:"
     (X265 + "bframes=0 -tag:v hvc1", "in.mp4", 1),
 ])
 def test_copying_changes_pictures_or_doubles_their_times(code, tmp_path, made, file, timecodes):
-    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=1.2", *made.split(), file)
+    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=320x240:rate=25:duration=1.2",
+         *made.split(), file)
     first = code("--copy", "--source", "system", file).ended(0)
     assert first.claimed(what="with their time") == 30
     again = code("--copy", "--source", "system", "out.ts", output="again.ts").ended(0)

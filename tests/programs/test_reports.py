@@ -40,8 +40,8 @@ def at_terminal(command):
 @pytest.mark.parametrize("interval, some", [(1, True), (0, False)])
 def test_a_log_has_a_status_line_each_interval(stamp_encoder, in_ts, interval, some):
     run = code(stamp_encoder, in_ts, "--realtime", "--log-interval", interval)
-    lines = re.findall(r"^stamp-encoder: status: 1: \d+ pictures \d+/s,.* \d+ %, .*0 untimed, status 1F, 2026-01-01T10:",
-                       run.err, re.MULTILINE)
+    lines = re.findall(r"^stamp-encoder: status: 1: \d+ pictures \d+/s,.* \d+ %, .*0 untimed, status 1F, "
+                       r"2026-01-01T10:", run.err, re.MULTILINE)
     assert bool(lines) == some and len(lines) <= 5
 
 
@@ -52,7 +52,8 @@ def test_a_log_is_told_what_is_first_met(stamp_encoder, stepped, tmp_path, journ
         place = os.fstat(err.fileno())
         env = {"JOURNAL_STREAM": f"{place.st_dev}:{place.st_ino}"} if journal else {}
         code(stamp_encoder, stepped, stderr=err, env=env).ended(DONE)
-    assert log.read_text().startswith(f"{'<5>' if journal else ''}stamp-encoder: note: input 1 '{stepped}': the PTS step")
+    severity = "<5>" if journal else ""
+    assert log.read_text().startswith(f"{severity}stamp-encoder: note: input 1 '{stepped}': the PTS step")
 
 
 def test_table_and_status_never_share_a_terminal(stamp_encoder, in_ts):

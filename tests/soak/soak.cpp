@@ -91,9 +91,9 @@ void HandIn(model::Comparison &Both, const Input &In, INT64 nPicture) {
                        enSource == TCSOURCE_SMPTE12M_TIMESTAMP ? &Timecode : &Utc);
 }
 
-// By source, how far off a time may be. A timecode and a carried time are good to two frames; but silent local sets that
-// follow a lost timecode run ahead by its silence, and by that of the source before it. A time from the base lacks what
-// is cut of each tick, 36 us an hour, and the half tick that a PTS may lack.
+// By source, how far off a time may be. A timecode and a carried time are good to two frames; but silent local sets
+// that follow a lost timecode run ahead by its silence, and by that of the source before it. A time from the base lacks
+// what is cut of each tick, 36 us an hour, and the half tick that a PTS may lack.
 constexpr std::array<INT64, 5> TOLERANCE_USEC = {0, 33'367, 33'367, 10'040'000, BASE_HOURS * 36 + 12};
 
 void CheckTime(Input &In, const model::Answer &Given, INT64 nPicture) {

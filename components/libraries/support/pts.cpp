@@ -42,8 +42,8 @@ timespec ToTimespec(const INSTANT &tSpan) {
 }
 
 /* The difference of two 33-bit counts. Time goes forward, so a second value that is far below the first lies behind the
- * wrap, by up to half of it. Pictures out of order go back by little, so only a minute is taken as back before the wrap:
- * a count that does not wrap keeps its long distances forward. */
+ * wrap, by up to half of it. Pictures out of order go back by little, so only a minute is taken as back before the
+ * wrap: a count that does not wrap keeps its long distances forward. */
 INT64 AcrossWrap(INT64 nDiffTicks) {
     constexpr INT64 nWrapTicks = WRAP_TICKS;
     if (nDiffTicks < -(nWrapTicks / 2))

@@ -47,7 +47,7 @@ private:
     static constexpr std::string_view LONGEST_STAGE = ": is about to unlock";
 
     static consteval void Join(NAME &Name, std::string_view sFunction, std::string_view sStage) {
-        std::ranges::copy(sStage, std::ranges::copy(sFunction, Name.acText).out);
+        std::copy(sStage.begin(), sStage.end(), std::copy(sFunction.begin(), sFunction.end(), Name.acText));
     }
     void Save(const NAME &Name) const { SaveThreadState({Name.acText, m_szFile, m_nLine}); }
 

@@ -14,8 +14,8 @@ struct Match {
 };
 
 // Finds the record of enDesiredTCSource nearest to the picture; with a cursor in *ppRecordAddress, takes the record
-// there, whatever its distance. The cursor moves to the next newer record of the source. ppRecordAddress may be null; the
-// list is enInputInterface's own. The caller holds the input's mutex, and the record stays as it is for as long.
+// there, whatever its distance. The cursor moves to the next newer record of the source. ppRecordAddress may be null;
+// the list is enInputInterface's own. The caller holds the input's mutex, and the record stays as it is for as long.
 Match FindRecord(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource, void **ppRecordAddress,
                  int enInputInterface);
 

@@ -5,8 +5,8 @@
 
 namespace timecode {
 
-// Hands out the queued record, or the last UTC carried forward by the elapsed wall-clock time, and its timecode. Without
-// the timecode, *pUTC has been written all the same.
+// Hands out the queued record, or the last UTC carried forward by the elapsed wall-clock time, and its timecode.
+// Without the timecode, *pUTC has been written all the same.
 Outcome UseKlvSource(Request &Req);
 
 } // namespace timecode

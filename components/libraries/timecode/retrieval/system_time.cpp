@@ -1,5 +1,5 @@
-// Times from the system clock: the caller's base pair plus the PTS distance. One procedure for both revisions: Profile 62
-// traces its base and remembers its record, and the messages differ.
+// Times from the system clock: the caller's base pair plus the PTS distance. One procedure for both revisions: Profile
+// 62 traces its base and remembers its record, and the messages differ.
 #include "retrieval/system_time.h"
 
 #include <cstring>
