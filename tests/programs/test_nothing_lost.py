@@ -93,7 +93,8 @@ def stream_types(file):
 def with_sound(in_ts):
     """The recording with two sounds, whose frames last no whole number of ticks in one, and with a second video."""
     tool("ffmpeg", "-v", "error", "-i", in_ts, "-itsoffset", 10, "-f", "lavfi",
-         "-i", "sine=sample_rate=44100:duration=3", "-itsoffset", 10, "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=25:duration=3",
+         "-i", "sine=sample_rate=44100:duration=3", "-itsoffset", 10, "-f", "lavfi",
+         "-i", "testsrc2=size=160x120:rate=25:duration=3",
          "-map", 0, "-map", 1, "-map", 1, "-map", 2, "-c", "copy", "-c:a:0", "aac", "-c:a:1", "mp2",
          "-c:v:1", "libx264", "-preset", "ultrafast", "-copyts", "-muxdelay", 0, "-muxpreload", 0, "sound.ts")
     return in_ts.with_name("sound.ts")
