@@ -176,6 +176,7 @@ void Surveyor::Finish() {
     for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
         SeriesOf(Carriage::LocalSet, nStream).nWithoutPlace++;
     std::ranges::sort(m_Survey.Pictures, {}, &Place::Order);
+    std::ranges::stable_sort(m_Survey.Series, {}, &StampSeries::enCarriage);
     for (StampSeries &Series : m_Survey.Series)
         std::ranges::stable_sort(Series.Sightings, {}, [](const Sighting &Stamp) { return Stamp.At.Order(); });
 }

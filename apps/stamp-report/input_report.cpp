@@ -135,7 +135,6 @@ InputReport ReportInput(const std::string &szPath, const AVStream &Video, const 
                        .Seconds = static_cast<double>(Seen.llDuration) / static_cast<double>(TICKS_PER_SECOND)};
     for (const StampSeries &Series : Seen.Series)
         Report.Series.push_back(ReportSeries(Seen, Series, Rate));
-    std::ranges::stable_sort(Report.Series, {}, &SeriesReport::enCarriage);
     for (std::size_t nSecond = 1; nSecond < Report.Series.size(); nSecond++)
         for (std::size_t nFirst = 0; nFirst < nSecond; nFirst++) {
             Agreement Pair = Compare(Report.Series[nFirst], Report.Series[nSecond], Rate.value_or(PictureRate{}));
