@@ -48,20 +48,20 @@ Surveyor::Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, Lo
       m_Labels(m_NalFormat, ExtradataOf(*In.Video().codecpar)), m_Timeline(Rate.value_or(PictureRate{}).Exact),
       m_bLooksForVitc(enVitc != LookForVitc::Nowhere) {}
 
-void Surveyor::Take(AVPacket &Packet) {
+void Surveyor::Take(AVPacket &Packet, bool bMarked) {
     m_Survey.nDamagedPackets += IsDamaged(Packet) ? 1 : 0;
     if (m_Demuxer.IsVideo(Packet)) {
-        TakeVideo(Packet);
+        TakeVideo(Packet, bMarked);
     } else if (!IsDamaged(Packet)) {
         m_Beside.push_back({MakePacket(), 0});
         av_packet_move_ref(m_Beside.back().Packet.get(), &Packet);
     }
 }
 
-void Surveyor::TakeVideo(AVPacket &Packet) {
+void Surveyor::TakeVideo(AVPacket &Packet, bool bMarked) {
     std::optional<Place> At;
     const std::int64_t llStreamPTS = Packet.pts;
-    m_Timeline.MoveVideo(Packet);
+    m_Timeline.MoveVideo(Packet, bMarked);
     if (!m_Begin && Packet.pts != AV_NOPTS_VALUE)
         m_Begin = Packet.pts;
     if (m_Begin)

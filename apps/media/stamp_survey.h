@@ -82,8 +82,8 @@ public:
     // a video that has no timecode in its SEI, or all.
     Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc);
 
-    // Takes each packet of the demuxer, and its content.
-    void Take(AVPacket &Packet);
+    // Takes each packet of the demuxer, and its content. bMarked: as Demuxer::IsMarked says of a video packet.
+    void Take(AVPacket &Packet, bool bMarked = false);
 
     // No more packets come: places what still waits for its picture, and puts all in order.
     void Finish();
@@ -98,7 +98,7 @@ private:
 
     StampSeries &SeriesOf(Carriage enCarriage, int nStream);
     void NoteMalformed(StampSeries &Series, const std::string &szReason, const AVPacket &Packet);
-    void TakeVideo(AVPacket &Packet);
+    void TakeVideo(AVPacket &Packet, bool bMarked);
     void TakeStamps(const AVPacket &Packet, const std::optional<Place> &At);
     void TakeLabel(const AVPacket &Packet, const Place &At);
     void TakeBeside(const AVPacket *pVideo);

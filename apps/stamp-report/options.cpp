@@ -58,6 +58,8 @@ std::optional<Options> ParseOptions(int nArguments, const char *const pszArgumen
     Line.add_flag("--vitc", Out.bVitc,
                   "Decode all pictures to look for VITC lines, not only the first two seconds of a video without "
                   "timecode in its SEI");
+    Line.add_option("--stream", Out.Stream, "Video stream by FFmpeg's number; the best one unless given")
+        ->check(CLI::NonNegativeNumber);
     Line.add_option("--duration", Out.DurationSeconds, "Seconds to read of each input; all unless given")
         ->check(CLI::Range(0.0, MAX_DURATION_SECONDS));
     Line.set_version_flag("--version", "stamp-report " TIMECODE_VERSION_STRING);

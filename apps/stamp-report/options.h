@@ -13,6 +13,7 @@ struct Options {
     std::string szJson; // files to write; empty for none, "-" for the standard output
     std::string szCsv;
     std::string szPlot;
+    std::optional<int> Stream;  // the video, else the best one
     bool bVitc = false;         // decode everything for VITC lines
     double DurationSeconds = 0; // of each input; 0: to its end
 
