@@ -92,9 +92,9 @@ def stream_types(file):
 @pytest.fixture
 def with_sound(in_ts):
     """The recording with two sounds, whose frames last no whole number of ticks in one, and with a second video."""
-    tool("ffmpeg", "-v", "error", "-i", in_ts, "-itsoffset", 10, "-f", "lavfi",
-         "-i", "sine=sample_rate=44100:duration=3", "-itsoffset", 10, "-f", "lavfi",
-         "-i", "testsrc2=size=160x120:rate=25:duration=3",
+    tool("ffmpeg", "-v", "error", "-i", in_ts,
+         "-itsoffset", 10, "-f", "lavfi", "-i", "sine=sample_rate=44100:duration=3",
+         "-itsoffset", 10, "-f", "lavfi", "-i", "testsrc2=size=160x120:rate=25:duration=3",
          "-map", 0, "-map", 1, "-map", 1, "-map", 2, "-c", "copy", "-c:a:0", "aac", "-c:a:1", "mp2",
          "-c:v:1", "libx264", "-preset", "ultrafast", "-copyts", "-muxdelay", 0, "-muxpreload", 0, "sound.ts")
     return in_ts.with_name("sound.ts")
@@ -200,9 +200,9 @@ def test_programs_run_apart(code, in_ts, stamp_encoder):
     tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=size=1920x1080:rate=25:duration=3", "-c:v", "libx264",
          "-preset", "ultrafast", "-f", "mpegts", "big.ts")
     code("big.ts", in_ts).ended(0)
-    packets = tool("ffprobe", "-v", "error", "-show_entries", "packet=codec_type,stream_index,dts", "-of", "csv=p=0",
-                   "out.ts")
-    rows = [line.split(",") for line in packets.splitlines()]
+    shown_packets = tool("ffprobe", "-v", "error", "-show_entries", "packet=codec_type,stream_index,dts",
+                         "-of", "csv=p=0", "out.ts")
+    rows = [line.split(",") for line in shown_packets.splitlines()]
     begin, now, worst = {}, {}, 0
     for kind, stream, dts, *_ in (row for row in rows if row[0] == "video"):
         begin.setdefault(stream, int(dts))
