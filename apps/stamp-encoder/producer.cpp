@@ -15,6 +15,7 @@ namespace {
 // A packet that was sent before a video packet may be read up to this many video packets earlier: a video packet is
 // complete only when the next one begins, and its parser looks one farther.
 constexpr int MOST_VIDEO_AHEAD = 4;
+constexpr size_t MOST_BESIDE = 2000;          // of an input whose video has ended
 constexpr std::int64_t MOST_IN_DECODER = 100; // packets; what has gone farther became no picture
 
 } // namespace
@@ -43,8 +44,7 @@ void Producer::Run() {
     Try([this] { ReadAll(); });
     // Where the input breaks off, the decoder still has pictures that were read before.
     Try([this] {
-        Coded BehindTheLast;
-        TakePacketsBeside(nullptr, BehindTheLast);
+        TakeRestBeside();
         m_Decoder.Flush([this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); });
     });
     Queue(0);
@@ -65,6 +65,8 @@ void Producer::ReadAll() {
             TakeVideoPacket(*Packet);
         else
             m_Beside.push_back({std::move(Packet), 0});
+        if (m_Beside.size() > MOST_BESIDE)
+            TakeRestBeside();
     }
 }
 
@@ -96,6 +98,11 @@ void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
     }
     for (Beside &Waiting : m_Beside)
         Waiting.nVideoPackets++;
+}
+
+void Producer::TakeRestBeside() {
+    Coded OfNoPicture;
+    TakePacketsBeside(nullptr, OfNoPicture);
 }
 
 // Asynchronous carriage gives local sets no PTS: they belong to the picture that is sent next.

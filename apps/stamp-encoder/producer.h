@@ -47,6 +47,7 @@ private:
     void TakeVideoPacket(AVPacket &Packet);
     void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
     void TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
+    void TakeRestBeside();
     void AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS);
     void TakeFrame(FramePtr Frame, std::int64_t nPacket);
     void TakeTimecode(const AVFrame &Frame);
