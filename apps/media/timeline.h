@@ -27,7 +27,7 @@ public:
     // Video packets come in decoding order. A DTS that goes back, or ahead by more than 5 s, is a step; without a DTS a
     // PTS that goes back by more than pictures are reordered. A single time that lies far from the other is taken away.
     // bMarked: the stream says that its clock begins anew, wherever that leaves the times.
-    void MoveVideo(AVPacket &Packet, bool bMarked);
+    void MoveVideo(AVPacket &Packet, bool bMarked = false);
 
     // A packet of another stream, which goes to the stretch whose video lies nearer where a new one has just begun.
     // Gives the stretch.
