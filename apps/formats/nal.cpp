@@ -19,6 +19,8 @@ constexpr std::uint8_t NUMBER_CONTINUES = 0xFF;
 // Offset of the next 00 00 01, or the end.
 std::size_t FindStartCode(Bytes Data) {
     static constexpr std::array<std::uint8_t, START_CODE_SIZE> START_CODE = {0, 0, 1};
+    if (Data.empty()) // may have no address
+        return 0;
     const void *const pFound = memmem(Data.data(), Data.size(), START_CODE.data(), START_CODE.size());
     return pFound == nullptr ? Data.size()
                              : static_cast<std::size_t>(static_cast<const std::uint8_t *>(pFound) - Data.data());
