@@ -43,6 +43,7 @@ public:
     bool IsMarked(const AVPacket &Packet);
     // Has Read give these packets again, before any other.
     void PutBack(std::deque<PacketPtr> Packets) { m_PutBack = std::move(Packets); }
+    bool HasPutBack() const { return !m_PutBack.empty(); }
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
     bool IsKlv(const AVPacket &Packet) const {

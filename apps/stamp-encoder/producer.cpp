@@ -53,7 +53,8 @@ void Producer::Run() {
 }
 
 void Producer::ReadAll() {
-    while (!m_bStop && !m_bEnded) {
+    // What was read ahead to find the source is coded in any case.
+    while ((!m_bStop || m_Demuxer.HasPutBack()) && !m_bEnded) {
         PacketPtr Packet = MakePacket();
         if (!m_Demuxer.Read(*Packet)) {
             m_Tally.Count(Event::FallenSilent, m_Demuxer.HasFallenSilent() ? 1 : 0);

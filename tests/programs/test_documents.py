@@ -10,7 +10,8 @@ from conftest import SOURCE
 from running import tool
 
 STEPS = (SOURCE / ".ci/run").read_text()
-BY_HAND = {"scripts/mutate.py", "scripts/older-tools.sh", ".ci/run"}  # before a release, and what starts all the others
+# Before a release, and what starts all the others.
+BY_HAND = {"scripts/mutate.py", "scripts/older-tools.sh", "scripts/bench.sh", ".ci/run"}
 DOCUMENTS = [SOURCE / "README.md", SOURCE / "CONTRIBUTING.md", *sorted((SOURCE / "docs").glob("*.md"))]
 BLOCKS = [pytest.param(block, id=f"{document.name}-{number}") for document in DOCUMENTS for number, block in
           enumerate(re.findall(r"^ *```sh\n(.*?)^ *```", document.read_text(), re.MULTILINE | re.DOTALL), 1)]

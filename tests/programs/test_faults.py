@@ -237,7 +237,7 @@ def test_writer_of_a_pipe_ends_inside_a_packet(code, broken_pipe):
 
 
 def test_writer_of_a_pipe_is_killed(code, silent_writer):
-    run = until_rows(code("in.fifo"), 10)
+    run = until_rows(code("--source", 1, "in.fifo"), 10)
     silent_writer.kill()
     broke_off(run, "in.fifo")
     all_read_is_coded(run)
@@ -313,9 +313,18 @@ def test_one_of_two_inputs_ends_early(code, stamp_encoder):
 
 @pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM])
 def test_signal_while_the_input_is_silent(code, silent_writer, number):
-    run = until_rows(code("in.fifo"), 10)
+    run = until_rows(code("--source", 1, "in.fifo"), 10)
     run.process.send_signal(number)
     whole(run.ended(DONE), "out.ts")
+
+
+def test_signal_while_the_source_is_looked_for(code, silent_writer):
+    """What has been read of an input that falls silent within two seconds is coded."""
+    run = code("in.fifo")
+    command = Path(f"/proc/{silent_writer.pid}/cmdline")
+    run.until(lambda: command.read_bytes().startswith(b"sleep"), "a writer that has written all")
+    run.process.terminate()
+    assert len(whole(run.ended(DONE), "out.ts")) > RATE
 
 
 def test_sigterm_while_pictures_flow(code, stamp_encoder):
