@@ -6,10 +6,11 @@
  * "<level>" and the text (assertion reports name function, file and line there too); otherwise with time, module,
  * level, thread, function, file and line.
  *
- * The trace never blocks the thread that writes: when standard error cannot take a message at once (a pipe whose reader
- * stalls, a stopped terminal, a reader that has gone), the message is dropped and counted, and the next one that passes
- * says how many were lost. A message that is cut short on its way counts as lost, and the next one begins on a line of
- * its own. No SIGPIPE reaches the process, and errno is kept.
+ * The trace never blocks the thread that writes: when standard error cannot take a message at once (a pipe whose
+ * reader stalls, a stopped terminal, a reader that has gone), the message is dropped and counted, and the next one
+ * that passes says how many were lost. A message that is cut short on its way counts as lost, and the next one begins
+ * on a line of its own, unless another thread writes at the same moment. No SIGPIPE reaches the process, a terminal
+ * does not stop it in the background (SIGTTOU), and errno is kept.
  *
  * What standard error may be: a file or block device (as fast as its file system); a socket or a pipe, whoever owns it;
  * a terminal or other character device that the process may open anew (through /proc), or its controlling terminal. To

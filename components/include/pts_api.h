@@ -26,10 +26,10 @@ extern "C" {
  * - difference of at least 2^33 - 5,400,000: it is up to a minute earlier across the wrap, 2^33 is subtracted;
  * - anything between: the difference as it stands.
  *
- * So a first value that is a base may be up to 2^32 ticks (13 hours and 15 minutes) old, and a reordered picture may
- * lie just before one that has wrapped. A count that does not wrap keeps its distance forward up to a minute below
- * 2^33, and back down to -2^32; it is free of the rule once it has passed 2^33. Exchanging the arguments need not
- * just change the sign.
+ * So a first value that is a base may be less than 2^32 ticks (13 hours and 15 minutes) old, and a reordered picture
+ * may lie just before one that has wrapped. A count that does not wrap keeps its distance forward up to a minute
+ * below 2^33, and back down to -2^32; it is free of the rule once it has passed 2^33. Exchanging the arguments need
+ * not just change the sign.
  *
  * @param nFirstPTS64 the time stamp to count from, 90 kHz ticks, any value
  * @param nSecondPTS64 the time stamp to count to, 90 kHz ticks, any value

@@ -5,10 +5,10 @@
  * debugger) can then read which thread waits for what. The timecode library tells the four apart by the name of the
  * function, here four threads at the same lock:
  *
- *     thread 1234 Timecode_SetUTC: waits for lock ingest.cpp:44
- *     thread 1235 Timecode_SetUTC: holds lock ingest.cpp:44
- *     thread 1236 Timecode_SetUTC: is about to unlock ingest.cpp:44
- *     thread 1237 Timecode_SetUTC: has unlocked ingest.cpp:44
+ *     thread 1234 Timecode_SetUTC: waits for lock ingest.cpp:37
+ *     thread 1235 Timecode_SetUTC: holds lock ingest.cpp:37
+ *     thread 1236 Timecode_SetUTC: is about to unlock ingest.cpp:37
+ *     thread 1237 Timecode_SetUTC: has unlocked ingest.cpp:37
  *
  * A thread that has unlocked one lock while it holds another is shown as holding that one.
  */
@@ -27,8 +27,9 @@ XTYPES_EXPORT extern BOOL g_bThreadStateDebuggingEnabled;
 
 /**
  * Switches the recording on or off. May be called from any thread while others take locks; a plain store to the flag
- * would race with them. Threads show up with their next lock; what was recorded stays. Defined here, so that it goes
- * with any such service beneath the library.
+ * would race with them. Threads show up with their next lock; locks that a thread took before are not known, so that
+ * it may be shown as having unlocked while it still holds one of those. What was recorded stays. Defined here, so
+ * that it goes with any such service beneath the library.
  *
  * @param bEnabled TRUE for on, FALSE for off
  */

@@ -224,7 +224,8 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * MISP_PROFILE_62 a silent source is carried forward, KLV-borne times get their timecode and timecode gets its UTC (on
  * the local calendar date), and with switching allowed the source fails over and recovers.
  *
- * Blocks only for work on the same input's list, and with the system clock as the source for the copy of one record.
+ * Blocks only for work on the same input's list, with the system clock as the source for the copy of one record, and
+ * with timecode under MISP_PROFILE_62 for the C library's lock of the local calendar.
  *
  * @param enInputInterface input, 0 to NUM_VIDEO_INPUTS - 1; any other value is reported and refused
  * @param penConfigMISBTimesource the configured source (TCSOURCE_...), only read. Null is reported and refused.
@@ -244,7 +245,9 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  * @param ppRecordAddress the record cursor, one per input, kept by the caller. Null in it asks for the record nearest
  *     to the picture, sought from the newest on until 12 in a row lie farther than the nearest so far; an address that
  *     an earlier call left there takes that record and moves on to the next newer one of the source. Other values
- *     never match. A null ppRecordAddress is reported and stands for a null cursor.
+ *     never match, nor does a cursor whose record has been rewritten for another source, or that was left by another
+ *     source than the one now in use, until the caller sets it to null: clear it when a call does not match. A null
+ *     ppRecordAddress is reported and stands for a null cursor.
  * @return TRUE when the picture has its time; FALSE otherwise, with *pUTC and *pVitcRecord untouched, except that *pUTC
  *     has been written where only the timecode could not be formed.
  */
@@ -258,9 +261,10 @@ XTYPES_EXPORT BOOL Timecode_GetUTC(int enInputInterface, int *penConfigMISBTimes
  * truncated). Any thread.
  *
  * The pair is the PTS of a picture and the system clock's UTC when that picture was captured; 0 and 0 count PTS 0 as
- * 1970-01-01. The distance is CalcPTSDiff's (pts_api.h): with 33-bit values a base is good for 2^32 ticks, 13 hours and
- * 15 minutes, and behind the picture by a minute at most across the wrap. Renew the pair from a picture at times, long
- * before it is that old: a base also runs 0.01 us a second short, and keeps what the clock said when it was taken.
+ * 1970-01-01. The distance is CalcPTSDiff's (pts_api.h): with 33-bit values a base is good for less than 2^32 ticks,
+ * 13 hours and 15 minutes, and a picture may lie up to a minute before its base across the wrap. Renew the pair from
+ * a picture at times, long before it is that old: a base also runs 0.01 us a second short, and keeps what the clock
+ * said when it was taken.
  *
  * @param nEncodedFrameRate whole-number picture rate
  * @param nVUIFrameRate rate code, as for Timecode_GetUTC

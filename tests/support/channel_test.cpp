@@ -42,6 +42,15 @@ ENDS Terminal() {
     return {nMaster, open(ptsname(nMaster), O_RDWR | O_NOCTTY)};
 }
 
+ENDS TerminalThatStopsTheBackground() {
+    const ENDS tEnds = Terminal();
+    termios tModes{};
+    tcgetattr(tEnds.nWrite, &tModes);
+    tModes.c_lflag |= TOSTOP;
+    tcsetattr(tEnds.nWrite, TCSANOW, &tModes);
+    return tEnds;
+}
+
 ENDS StoppedTerminal() {
     const ENDS tEnds = Terminal();
     tcflow(tEnds.nWrite, TCOOFF);
@@ -82,6 +91,7 @@ struct KIND {
     bool bOtherOwner = false;  /* the writer may not open it */
     bool bControlling = false; /* it is the writer's controlling terminal */
     bool bFirstThreadHasEnded = false;
+    bool bInBackground = false; /* of the controlling terminal */
 };
 
 std::ostream &operator<<(std::ostream &tOut, const KIND &tKind) {
@@ -100,6 +110,7 @@ const KIND KINDS[] = {
     {"StoppedTerminal", StoppedTerminal, PASS::NONE},
     {"TerminalOfAnotherOwner", Terminal, PASS::NONE, 4, true},
     {"ControllingTerminalOfAnotherOwner", Terminal, PASS::SOME, 1, true, true},
+    {"TerminalThatStopsTheBackground", TerminalThatStopsTheBackground, PASS::SOME, 1, false, true, false, true},
     {"MasterOfATerminal", Master, PASS::NONE},
     {"NullDevice", Null, PASS::ALL},
     {"NullDeviceOfAnotherOwner", Null, PASS::ALL, 4, true},
@@ -130,11 +141,28 @@ void PrintAll(const KIND &tKind, int nParent, int nOwnPipe) {
     _exit(0);
 }
 
+/* Goes on in a child that is not in the terminal's foreground; this process fails when the child is stopped. */
+void GoOnInBackground() {
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        setpgid(0, 0);
+        alarm(WATCHDOG_SECONDS);
+        return;
+    }
+    int nStatus = 0;
+    waitpid(nChild, &nStatus, WUNTRACED);
+    if (WIFSTOPPED(nStatus))
+        kill(nChild, SIGKILL);
+    _exit(WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 4);
+}
+
 /* In the child, whose standard error is the channel. */
 [[noreturn]] void Write(const KIND &tKind, const ENDS &tEnds, int nParent, int nOwnPipe) {
     alarm(WATCHDOG_SECONDS);
     if (tKind.bControlling && (setsid() < 0 || ioctl(tEnds.nWrite, TIOCSCTTY, 0) != 0))
         _exit(2);
+    if (tKind.bInBackground)
+        GoOnInBackground();
     if (dup2(tEnds.nWrite, STDERR_FILENO) < 0)
         close(STDERR_FILENO);
     if (tKind.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)

@@ -6,8 +6,8 @@
 #include "threadcheck.h"
 
 #include "shared_text.h"
-#include "sigpipe_guard.h"
 #include "source_name.h"
+#include "write_signals_guard.h"
 
 #include <array>
 #include <atomic>
@@ -120,7 +120,9 @@ THREAD_SLOT *ClaimSlot() {
     const pid_t nThreadId = gettid();
     for (THREAD_SLOT &tSlot : slots) {
         pid_t nFree = 0;
-        if (!tSlot.nThreadId.compare_exchange_strong(nFree, nThreadId, std::memory_order_acq_rel))
+        // A look first: where all are taken, exchanges would pull every slot away from the thread that uses it.
+        if (tSlot.nThreadId.load(std::memory_order_relaxed) != 0 ||
+            !tSlot.nThreadId.compare_exchange_strong(nFree, nThreadId, std::memory_order_acq_rel))
             continue;
         // Keeping it may fail for lack of memory.
         if (slotKey.Set(tSlot))
@@ -132,7 +134,7 @@ THREAD_SLOT *ClaimSlot() {
 }
 
 bool WriteAll(int nFileDescriptor, const char *pBytes, size_t nSize) {
-    const SigpipeGuard tGuard;
+    const WriteSignalsGuard tGuard;
     while (nSize > 0) {
         const ssize_t nWritten = write(nFileDescriptor, pBytes, nSize);
         if (nWritten <= 0 && !(nWritten < 0 && errno == EINTR))
@@ -166,7 +168,8 @@ int ThreadState_Dump(int nFileDescriptor) {
     for (const THREAD_SLOT &tSlot : slots) {
         const pid_t nThreadId = tSlot.nThreadId.load(std::memory_order_acquire);
         const POSITION tPosition = LoadPosition(tSlot);
-        if (nThreadId == 0 || !tPosition.bRecorded)
+        // A slot that has passed to another thread meanwhile would show one thread's number with the other's position.
+        if (nThreadId == 0 || !tPosition.bRecorded || nThreadId != tSlot.nThreadId.load(std::memory_order_acquire))
             continue;
         if (!WritePosition(nFileDescriptor, nThreadId, tPosition))
             return -1;

@@ -1,13 +1,13 @@
 /* Standard error as the channel of trace messages.
  *
- * No look at poll() before a write is a promise: several threads may be told of the same free place in a pipe, and a
- * terminal takes less than a line. So nothing is written to a descriptor that could wait: sockets are asked not to with
- * each message, pipes and terminals are opened anew without blocking (changing the mode of standard error itself would
- * change it for every process that shares it). Where that is refused, a pipe can still be asked not to wait in another
- * way, and the controlling terminal has a name of its own. */
+ * poll() does not guarantee that write() will not block: several threads may be told of the same free place in a
+ * pipe, and a terminal takes less than a line. So nothing is written to a descriptor that could wait: sockets are
+ * asked not to with each message, pipes and terminals are opened anew without blocking (changing the mode of
+ * standard error itself would change it for every process that shares it). Where that is refused, a pipe can still
+ * be asked not to wait in another way, and the controlling terminal has a name of its own. */
 #include "trace_channel.h"
 
-#include "sigpipe_guard.h"
+#include "write_signals_guard.h"
 
 #include <atomic>
 #include <cerrno>
@@ -117,7 +117,7 @@ size_t WriteOnce(const WAY &tWay, const char *pBytes, size_t nSize) {
 } // namespace
 
 size_t TraceChannel_WriteLine(const char *pLine, size_t nSize) {
-    const SigpipeGuard tGuard;
+    const WriteSignalsGuard tGuard;
     const WAY tWay = FindWay();
     if (tWay.pWrite == nullptr)
         return 0;

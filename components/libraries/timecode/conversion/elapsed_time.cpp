@@ -64,6 +64,8 @@ static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramer
 
 // The frame number is printed as the record holds it: above 100 frames a second its tens digit is cut to a byte.
 static void TraceCarries(const Hmsf &Time, const Carries &Up) {
+    if (!TraceEnabled(DBG_LEVEL_DEBUG))
+        return;
     vitc_t Record{};
     SetDigits(Record, Time);
     TC_TRACE(DBG_LEVEL_DEBUG, "Beginning to deal with overflow. Current TC H:%dM:%dS:%dF:%d. Overflows H:%dM:%dS:%d\n",

@@ -59,7 +59,7 @@ private:
     int m_nLine;
 };
 
-// Its own address goes nowhere, so that the compiler keeps all of it in registers.
+// No function is given a Lock's address, so that the compiler keeps all of it in registers.
 class Lock {
 public:
     Lock(pthread_mutex_t &Mutex, const LockPlace &Place) : m_Mutex(Mutex), m_Place(Place) {
@@ -73,10 +73,8 @@ public:
     ~Lock() {
         m_Place.SaveUnlocks();
         pthread_mutex_unlock(&m_Mutex);
-        if (m_bEntered) [[unlikely]]
-            Leave(m_Place, m_pOuter);
-        else
-            m_Place.SaveHasUnlocked();
+        if (m_bEntered || ThreadStatesAreRecorded()) [[unlikely]]
+            Leave(m_Place, m_bEntered ? m_pOuter : g_pInnermost);
     }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;

@@ -16,9 +16,7 @@ struct Position {
 };
 
 inline bool TraceEnabled(int nLevel) {
-    // The application may set the level while other threads trace.
-    return g_hTCLibDbg != nullptr &&
-           std::atomic_ref<int>(g_hTCLibDbg->nMaxLevel).load(std::memory_order_relaxed) >= nLevel;
+    return DbgIsWritten(g_hTCLibDbg, nLevel) == TRUE;
 }
 
 // Reports a condition that does not hold and says whether it held, so that the caller can refuse.

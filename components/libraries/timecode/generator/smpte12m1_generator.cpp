@@ -15,10 +15,10 @@ static constexpr UINT SKIP_GUARD_SECONDS = 30;
 
 // The numbers of drop-frame counting; all 0 where nothing is dropped.
 struct DropRule {
-    INT64 nSkipped;       // frame numbers skipped a minute
-    INT64 nHighest;       // the highest of them
-    INT64 nTailOfSecond;  // the lowest frame number of the tail of a second
-    UINT nBframesNoExtra; // an extra skip is owed only with more B pictures than this
+    INT64 nSkipped;        // frame numbers skipped a minute
+    INT64 nHighest;        // the highest of them
+    INT64 nTailOfSecond;   // the lowest frame number of the tail of a second
+    UINT nBframesForExtra; // the least number of B pictures with which an extra skip is owed
 };
 
 // One picture on its way to a timecode.
@@ -34,7 +34,7 @@ static bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
     if (nVUIFramerate == 29000)
         Rule = {2, 1, 26, 0};
     else if (nVUIFramerate == 59000)
-        Rule = {4, 3, 51, 2};
+        Rule = {4, 3, 51, 3};
     else
         return false;
     return true;
@@ -147,7 +147,7 @@ static void DropTest(Picture &Pic) {
     SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.nTimeDelta <= SKIP_GUARD_SECONDS || Pic.Time.nFrames > static_cast<int>(Context.nBframes))
         return;
-    if (Pic.Time.nFrames == 0 && (Context.nVUIFramerate == 29000 || Context.nBframes > Pic.Rule.nBframesNoExtra))
+    if (Pic.Time.nFrames == 0 && Context.nBframes >= Pic.Rule.nBframesForExtra)
         Context.bExtraSkipAllowed = TRUE;
     if (Context.nBframes != 0)
         Context.BackFillStateCount = static_cast<int>(Context.nBframes + 1);

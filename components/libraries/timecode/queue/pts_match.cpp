@@ -63,9 +63,9 @@ static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
     return pNewer;
 }
 
-// The record at the cursor, or null when the address is none of the list's records; only then is it followed.
+// The record at the cursor. An address that is none of the list's records gives null and is not followed.
 static const MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
-    // Every caller has tested the input.
+    // The pool cannot be told without an input; every caller has refused others.
     if (!IsInput(enInputInterface))
         return nullptr;
     const auto &Pool = _tcInfo[enInputInterface].UTCTimeStamp;

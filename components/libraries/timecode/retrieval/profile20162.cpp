@@ -72,7 +72,7 @@ static Outcome AnswerUnderLock(Request &Req) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
     TakePendingReset(Req.Tc);
     TraceStart(Req);
-    SaveThreadState(TC_HERE);
+    ListLockPlace.SaveHolds();
     const Outcome Given = UseConfiguredSource(Req);
     Req.Tc.tpOldTime = Req.tpNow;
     StoreShared(Req.Tc.enLastTimecodeSource, SourceInUse(Req));

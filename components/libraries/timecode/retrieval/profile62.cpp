@@ -80,7 +80,7 @@ static Outcome AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource)
     TakePendingReset(Req.Tc);
     TakeInstant(Req);
     ChooseSource(Req, *penConfigMISBTimesource);
-    SaveThreadState(TC_HERE);
+    ListLockPlace.SaveHolds();
     const Outcome Given = UseSource(Req);
     if (Given == Outcome::NO_TIMECODE)
         return Given;

@@ -17,7 +17,8 @@ constexpr int MATCH_LIMIT_MS = 3;
 constexpr time_t USUAL_THROTTLE_SECONDS = 4;
 constexpr time_t TIMECODE_THROTTLE_SECONDS = 0;
 
-// Its fields are set one by one: clearing it whole first would take a twentieth of a request.
+// Its fields are set one by one, so that those which a revision sets are not cleared first: that would take a twentieth
+// of a request.
 struct Request {
     explicit Request(tc_private_t &Input) : Tc(Input) {}
 

@@ -40,13 +40,13 @@ static void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 
     Record.tpInsertionTime = {};
 }
 
-static void RememberRecord(const MISP_UTC &Record) {
+static void RememberRecord(INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
     TC_LOCK(SystemLock, _SystemTcInfo.Lock);
     MISP_UTC &Last = _SystemTcInfo.LastRetrivedSystemUTC;
-    StoreShared(SharedUtc(Last), UtcOf(Record));
-    SetStatusByte(Last, StatusByteOf(Record));
-    Last.nTimestamp64 = Record.nTimestamp64;
-    Last.enTimecodeSource = Record.enTimecodeSource;
+    StoreShared(SharedUtc(Last), llUTC);
+    SetStatusByte(Last, nStatusByte);
+    Last.nTimestamp64 = UnchangedEncoderPTS64;
+    Last.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
 }
 
 static void TraceSuccess(bool bProfile62, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
@@ -76,7 +76,8 @@ static BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFr
         TC_TRACE(DBG_LEVEL_INFO, "TCBasePTS64:%ld, UnchangedEncoderPTS64:%ld, Diff64:%ld.\n",
                  static_cast<long>(TCBasePTS64), static_cast<long>(UnchangedEncoderPTS64), static_cast<long>(llDiff64));
     INT64 llUTC = WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64));
-    WriteRecord(*pUTC, llUTC, StatusByteFor(bProfile62, llUTC), UnchangedEncoderPTS64);
+    const BYTE nStatusByte = StatusByteFor(bProfile62, llUTC);
+    WriteRecord(*pUTC, llUTC, nStatusByte, UnchangedEncoderPTS64);
     if (ThrottlePasses(tLastLogTime, tCurrent, bProfile62 ? 9 : 4))
         TraceSuccess(bProfile62, llUTC, UnchangedEncoderPTS64);
     // The caller's pointer goes straight on: the conversion refuses null, and then the formatting has failed.
@@ -84,7 +85,7 @@ static BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFr
     if (bFormatted != TRUE)
         TC_TRACE(bProfile62 ? DBG_LEVEL_ERROR : DBG_LEVEL_INFO, "Failed to format SMPTE12M VITC from UTC.\n");
     if (bProfile62)
-        RememberRecord(*pUTC);
+        RememberRecord(llUTC, nStatusByte, UnchangedEncoderPTS64);
     return bFormatted;
 }
 
