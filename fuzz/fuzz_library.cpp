@@ -18,10 +18,15 @@ using interpose::g_Clock;
 static constexpr model::Care CARE = model::Care::FUZZ_CARE;
 
 // Says at the end how many calls there were.
-static struct Counted : model::Comparison {
+struct Counted : model::Comparison {
     Counted() : model::Comparison(model::TakeCounted) {}
     ~Counted() { std::fprintf(stderr, "%llu calls compared\n", static_cast<unsigned long long>(Calls())); }
-} g_Both;
+};
+
+static Counted &Both() {
+    static Counted Calls;
+    return Calls;
+}
 
 static struct sigaction g_Watchdog;
 
@@ -53,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
     Demand(bWatchdogSeesTheTime, "the watchdog is set");
     FuzzedBytes From(pBytes, nSize);
     g_Clock.bReal = false;
-    model::Session(g_Both, From, CARE).Run();
+    model::Session(Both(), From, CARE).Run();
     g_Clock.bReal = true;
     return 0;
 }

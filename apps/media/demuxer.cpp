@@ -147,8 +147,9 @@ void Demuxer::ChooseBeside(AVStream &Stream) {
         m_Passed.push_back(&Stream);
     else if (pszWhy != nullptr && (bVideo || m_Choice.bPass)) {
         const char *const pszType = av_get_media_type_string(Kind.codec_type);
-        m_LeftOut.push_back("stream " + std::to_string(Stream.index) + " (" + (pszType ? pszType : "unknown") + ", " +
-                            avcodec_get_name(Kind.codec_id) + ") is left out: " + pszWhy);
+        m_LeftOut.push_back("stream " + std::to_string(Stream.index) + " (" +
+                            (pszType != nullptr ? pszType : "unknown") + ", " + avcodec_get_name(Kind.codec_id) +
+                            ") is left out: " + pszWhy);
     }
 }
 

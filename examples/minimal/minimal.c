@@ -33,7 +33,7 @@ static void *Capture(void *pUnused) {
             if (n >= FIRST_STAMP && !bDropOut) {
                 TCPayload Stamp = {0};
                 Stamp.KLVTC.MISPStatusByte = 0x1F;
-                Stamp.KLVTC.llUTCTime = START_UTC[nRecording] + n * (1000000 / RATE);
+                Stamp.KLVTC.llUTCTime = START_UTC[nRecording] + (INT64)n * (1000000 / RATE);
                 if (Timecode_SetUTC(INPUT, TCSOURCE_HIGH_PRECISION_TIMESTAMP, Picture.nPTS, &Stamp))
                     Picture.bTimeHasBegun = TRUE;
             }

@@ -22,8 +22,8 @@ struct Sequence {
     Stream Of;
     UINT nBframes;
     vitc_t Start;
-    std::vector<Coded> Pictures;
     int nSinceSkipSec = 99; // by the wall clock
+    std::vector<Coded> Pictures;
 };
 
 const Sequence SEQUENCES[] = {
@@ -61,14 +61,14 @@ const Sequence SEQUENCES[] = {
      .Of = NTSC_30,
      .nBframes = 0,
      .Start = Timecode(0, 1, 59, 29),
-     .Pictures = {{.nFrames = 1, .Wanted = Timecode(0, 2, 0, 0)}},
-     .nSinceSkipSec = 30},
+     .nSinceSkipSec = 30,
+     .Pictures = {{.nFrames = 1, .Wanted = Timecode(0, 2, 0, 0)}}},
     {.szRule = "31 s is not",
      .Of = NTSC_30,
      .nBframes = 0,
      .Start = Timecode(0, 1, 59, 29),
-     .Pictures = {{.nFrames = 1, .Wanted = Timecode(0, 2, 0, 2)}},
-     .nSinceSkipSec = 31},
+     .nSinceSkipSec = 31,
+     .Pictures = {{.nFrames = 1, .Wanted = Timecode(0, 2, 0, 2)}}},
     {.szRule = "midnight, and back",
      .Of = WHOLE_30,
      .nBframes = 0,

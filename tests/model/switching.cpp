@@ -77,8 +77,8 @@ bool Library::HasReturned(Picture &Pic, int enCandidate) {
 }
 
 void Library::CheckSwitch(int nInput, BOOL bAllowed, int *penSource) {
-    const bool bSource = !Report(penSource == nullptr);
-    if (ReportInput(nInput) || !bSource)
+    Report(penSource == nullptr);
+    if (ReportInput(nInput) || penSource == nullptr)
         return;
     Input &In = At(nInput);
     const timespec tpNow = ReadClock();

@@ -319,7 +319,9 @@ TEST_F(Trace, ThreadStatesAreDumpedWhileTheThreadLives) {
     const std::string szLong(200, 'x');
     auto *const pUnloaded =
         static_cast<char *>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-    __SaveThreadState(strcpy(pUnloaded, "Unloaded"), strcpy(pUnloaded + 100, ("/x/" + szLong).c_str()), 7);
+    std::string("Unloaded").copy(pUnloaded, 100);
+    ("/x/" + szLong).copy(pUnloaded + 100, 1000);
+    __SaveThreadState(pUnloaded, pUnloaded + 100, 7);
     munmap(pUnloaded, 4096);
     Redirect(true);
     ThreadState_Dump(STDERR_FILENO);
