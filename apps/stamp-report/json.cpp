@@ -44,10 +44,10 @@ Json JsonOfMalformed(const SeriesReport &Series) {
 }
 
 Json JsonOfStatus(const SeriesReport &Series) {
-    Json Bytes = Json::object();
+    Json Times = Json::object();
     for (const auto &[nByte, nTimes] : Series.StatusBytes)
-        Bytes[Format("0x%02X", nByte)] = nTimes;
-    return Bytes;
+        Times.emplace(Format("0x%02X", nByte), nTimes);
+    return Times;
 }
 
 Json JsonOfSeries(const InputReport &Report, const SeriesReport &Series) {

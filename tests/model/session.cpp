@@ -1,5 +1,7 @@
 #include "model/session.h"
 
+#include <array>
+#include <cstring>
 #include <limits>
 
 #include "interpose/clock.h"
@@ -144,9 +146,10 @@ INT64 Session::Utc() {
 vitc_t Session::Timecode() {
     vitc_t Vitc{};
     if (OneIn(24)) {
-        auto *const pBytes = reinterpret_cast<unsigned char *>(&Vitc);
-        for (size_t nByte = 0; nByte < TIMECODE_BYTES; ++nByte)
-            pBytes[nByte] = static_cast<unsigned char>(m_From.Bits(1));
+        std::array<unsigned char, TIMECODE_BYTES> Bytes{};
+        for (unsigned char &nByte : Bytes)
+            nByte = static_cast<unsigned char>(m_From.Bits(1));
+        std::memcpy(&Vitc, Bytes.data(), Bytes.size());
         return Vitc;
     }
     const INT64 nMinute = OneIn(4) ? 59 : static_cast<INT64>(Below(61));
