@@ -89,6 +89,24 @@ void Demuxer::ChooseStreams() {
     for (unsigned n = 0; n < m_pContext->nb_streams; n++)
         if (static_cast<int>(n) != m_nVideo)
             ChooseBeside(*m_pContext->streams[n]);
+    CheckKlv();
+}
+
+void Demuxer::CheckKlv() const {
+    if (!m_Choice.Klv)
+        return;
+    std::string szList;
+    for (unsigned n = 0; n < m_pContext->nb_streams; n++) {
+        const AVStream &Stream = *m_pContext->streams[n];
+        if (Stream.codecpar->codec_id != AV_CODEC_ID_SMPTE_KLV || Stream.discard == AVDISCARD_ALL)
+            continue;
+        if (Stream.index == *m_Choice.Klv)
+            return;
+        szList += (szList.empty() ? "" : ", ") + std::to_string(n);
+    }
+    throw Failure(ExitCode::Input, "stream " + std::to_string(*m_Choice.Klv) + " of input '" + m_szPath +
+                                       "' is no KLV that goes with the video; its KLV streams are: " +
+                                       (szList.empty() ? "none" : szList));
 }
 
 // A live input cannot be read twice; its KLV goes on in asynchronous carriage, which has no header to be rebuilt.

@@ -18,6 +18,7 @@ namespace encoder {
 // Which streams of an input are wanted.
 struct StreamChoice {
     std::optional<int> Video; // by its number in the file, else the best one
+    std::optional<int> Klv{}; // one that must be there
     bool bPass = true;        // what goes with the video is read too; KLV always is
 };
 
@@ -80,6 +81,7 @@ private:
     std::string VideoStreams() const;
     void CheckStop() const;
     void CheckVideo() const;
+    void CheckKlv() const;
     void CheckEnd() const;
     bool EndsInsidePacket() const;
     bool BeginsPacket(int64_t llBytesBeforeEnd) const;

@@ -41,6 +41,8 @@ Input
                     in a damaged packet only where it follows from those before it.
   --stream N        code the video stream with this number in the file (from 0, as ffprobe counts) and not the best one.
                     Video that is not coded is named
+  --klv-stream N    take local sets from the KLV stream with this number only. Default: from the one that --source auto
+                    found best, else from the first that has a whole set. Sets of other streams are named and counted
   --inputs N        number of inputs, 1 to 4; the last file named serves those that have none
   --timecode FROM   source 2: auto (SEI when a picture has it, else VITC; the default), sei, vitc or none
   --lds-status BYTE status byte of source 3, 0x1F unless given: a local set has none of its own, but the library wants

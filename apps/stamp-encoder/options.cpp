@@ -200,6 +200,8 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) { Out.Result.FirstTimecode = ParseTimecode(sz); }},
     {"stream", required_argument,
      [](Reading &Out, const char *sz) { Out.Result.Stream = ParseNumber(sz, 0, MAX_STREAM, "--stream"); }},
+    {"klv-stream", required_argument,
+     [](Reading &Out, const char *sz) { Out.Result.KlvStream = ParseNumber(sz, 0, MAX_STREAM, "--klv-stream"); }},
     {"no-pass", no_argument, [](Reading &Out, const char *) { Out.Result.bPass = false; }},
     {"realtime", no_argument, [](Reading &Out, const char *) { Out.Result.bRealtime = true; }},
     {"start-at", required_argument,

@@ -34,6 +34,7 @@ struct Options {
     std::chrono::milliseconds LongestSilence{0}; // after which an input has ended; 0: it is waited for
     std::chrono::seconds LogInterval{60};        // between status lines that are not on a terminal; 0: none
     std::optional<int> Stream;                   // the input's stream to code, else the best video
+    std::optional<int> KlvStream;                // the only one whose local sets are taken, else the first or best
     bool bPass = true;                           // sound and KLV go over into the output
 
     int enRevision = MISP_PROFILE_2016_2;

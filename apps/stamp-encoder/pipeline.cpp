@@ -30,7 +30,7 @@ ExitCode Outcome::Code() const {
 
 Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std::atomic<bool> &bStop)
     : m_nInput(nInput), m_Options(Settings), m_Tally(nInput + 1, Settings.Inputs[static_cast<size_t>(nInput)], Out),
-      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], {Settings.Stream, Settings.bPass},
+      m_Demuxer(Settings.Inputs[static_cast<size_t>(nInput)], {Settings.Stream, Settings.KlvStream, Settings.bPass},
                 Settings.LongestSilence, bStop),
       m_Rate(ChooseRate()), m_Passed(m_Demuxer, m_Tally) {
     OpenCoder();
@@ -74,8 +74,9 @@ PictureRate Pipeline::ChooseRate() const {
 
 const Options &Pipeline::WithSource(Console &Out) {
     if (m_Options.enSource == TCSOURCE_NONE) {
-        const SourceChoice Choice = ChooseSource(m_Demuxer, m_Rate);
+        const SourceChoice Choice = ChooseSource(m_Demuxer, m_Rate, m_Options.KlvStream);
         m_Options.enSource = Choice.enSource;
+        m_Options.KlvStream = Choice.KlvStream;
         Out.Notice("input " + std::to_string(m_nInput + 1) + " '" + m_Demuxer.Path() + "': " + Choice.szFound);
     }
     return m_Options;

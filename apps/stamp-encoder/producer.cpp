@@ -28,8 +28,8 @@ Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelForm
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc,
                enPixels),
       m_Intake(Settings, In.Video(), Rate, Counts), m_Timeline(Rate.Exact), m_Clock(Rate.Exact),
-      m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach), m_Pacer(Settings.llStartAtUTC),
-      m_nHeld(Settings.HeldPictures()) {}
+      m_KlvStream(Settings.KlvStream), m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach),
+      m_Pacer(Settings.llStartAtUTC), m_nHeld(Settings.HeldPictures()) {}
 
 void Producer::Run() {
     std::exception_ptr Failed;
@@ -113,6 +113,8 @@ void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded 
     if (!m_Demuxer.IsKlv(Packet))
         return;
     const std::vector<INT64> UTCs = m_Intake.OfKlvPacket(Packet);
+    if (!IsOfChosenStream(Packet, UTCs.size()))
+        return;
     if (Packet.pts != AV_NOPTS_VALUE) {
         AddLocalSets(UTCs, nStretch, Packet.pts);
         return;
@@ -122,6 +124,16 @@ void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded 
         AddLocalSets(UTCs, Into.nStretch, pVideo->pts);
     else
         Into.LocalSets.insert(Into.LocalSets.end(), UTCs.begin(), UTCs.end());
+}
+
+// The first stream that has a set, where none was chosen.
+bool Producer::IsOfChosenStream(const AVPacket &Packet, size_t nSets) {
+    if (!m_KlvStream && nSets > 0)
+        m_KlvStream = Packet.stream_index;
+    const bool bChosen = m_KlvStream == Packet.stream_index;
+    if (!bChosen)
+        m_Tally.Count(Event::LocalSetOfOther, nSets, "stream " + std::to_string(Packet.stream_index) + ": ");
+    return bChosen;
 }
 
 void Producer::AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS) {

@@ -46,6 +46,7 @@ private:
     void ReadAll();
     void TakeVideoPacket(AVPacket &Packet);
     void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
+    bool IsOfChosenStream(const AVPacket &Packet, size_t nSets);
     void TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
     void TakeRestBeside();
     void AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS);
@@ -67,6 +68,7 @@ private:
     StampIntake m_Intake;
     Timeline m_Timeline;
     PictureClock m_Clock;
+    std::optional<int> m_KlvStream; // whose local sets are taken: each stream may tell another time
     LocalSets m_LocalSets;
     Pacer m_Pacer;
     std::deque<Beside> m_Beside;

@@ -32,7 +32,7 @@ std::deque<PacketPtr> ReadBegin(Demuxer &In, unsigned nPictures) {
 }
 
 Survey Look(const Demuxer &In, const PictureRate &Rate, const std::deque<PacketPtr> &Packets,
-            Surveyor::LookForVitc enVitc) {
+            std::optional<int> KlvStream, Surveyor::LookForVitc enVitc) {
     Surveyor Seen(In, Rate, enVitc);
     for (const PacketPtr &Packet : Packets) {
         const PacketPtr Copy(av_packet_clone(Packet.get()));
@@ -41,7 +41,11 @@ Survey Look(const Demuxer &In, const PictureRate &Rate, const std::deque<PacketP
         Seen.Take(*Copy);
     }
     Seen.Finish();
-    return Seen.Result();
+    Survey Found = Seen.Result();
+    std::erase_if(Found.Series, [&](const StampSeries &Series) {
+        return Series.enCarriage == Carriage::LocalSet && KlvStream.value_or(Series.nStream) != Series.nStream;
+    });
+    return Found;
 }
 
 std::string FoundText(const Survey &Seen) {
@@ -83,16 +87,18 @@ std::string WhyUntimed(const Tally &Counts, int enSource) {
            "stamp-report, which tells what the input carries, or --source system\n";
 }
 
-SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate) {
+SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate, std::optional<int> KlvStream) {
     using Vitc = Surveyor::LookForVitc;
     std::deque<PacketPtr> Packets = ReadBegin(In, SECONDS_LOOKED_AT * Rate.nWhole);
-    Survey Seen = Look(In, Rate, Packets, Vitc::Nowhere);
+    Survey Seen = Look(In, Rate, Packets, KlvStream, Vitc::Nowhere);
     if (BestSeries(Seen) == nullptr)
-        Seen = Look(In, Rate, Packets, Vitc::FirstSeconds);
+        Seen = Look(In, Rate, Packets, KlvStream, Vitc::FirstSeconds);
     In.PutBack(std::move(Packets));
     const StampSeries *const pBest = BestSeries(Seen);
     const Carriage enTaken = pBest != nullptr ? pBest->enCarriage : Carriage::Stamp;
-    return {SourceOf(enTaken),
+    if (enTaken == Carriage::LocalSet && pBest != nullptr)
+        KlvStream = pBest->nStream;
+    return {SourceOf(enTaken), KlvStream,
             "the first two seconds hold " + FoundText(Seen) + "; --source " + SourceWord(enTaken) + " is taken"};
 }
 

@@ -34,6 +34,8 @@ constexpr EventRow EVENT_ROWS[] = {
     {Event::BrokenLocalSet, "broken KLV local sets (length or checksum)", "a broken KLV local set is passed over"},
     {Event::LocalSetEg0104, "KLV sets of MISB EG 0104, passed over",
      "KLV sets are of the older standard MISB EG 0104, whose time is not read"},
+    {Event::LocalSetOfOther, "local sets of other KLV streams, passed over (see --klv-stream)",
+     "local sets of one KLV stream are taken; those of this one are passed over (see --klv-stream)"},
     {Event::DamagedPacket, "packets damaged on their way",
      "a damaged packet: time stamps in it must follow from those before it"},
     {Event::DamagedStamp, "time stamps in damaged packets that were not believed",
@@ -87,10 +89,11 @@ static_assert(RowsAreInOrder());
 Tally::Tally(int nInput, std::string szPath, Console &Out)
     : m_nInput(nInput), m_szPath(std::move(szPath)), m_Console(Out) {}
 
-void Tally::Count(Event enEvent, std::uint64_t nTimes) {
+void Tally::Count(Event enEvent, std::uint64_t nTimes, const std::string &szWhere) {
     const std::uint64_t nBefore = m_Times[static_cast<size_t>(enEvent)].fetch_add(nTimes);
     if (nTimes > 0 && nBefore == 0 && RowOf(enEvent).szFirst != nullptr)
-        m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + RowOf(enEvent).szFirst);
+        m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + szWhere +
+                         RowOf(enEvent).szFirst);
 }
 
 void Tally::Begin() {

@@ -29,6 +29,7 @@ enum class Event {
     BrokenStampSei,
     BrokenLocalSet,
     LocalSetEg0104,
+    LocalSetOfOther,
     DamagedPacket,
     DamagedStamp,
     UndecodablePacket,
@@ -55,7 +56,8 @@ public:
     // nInput counts from 1; szPath is the input's file.
     Tally(int nInput, std::string szPath, Console &Out);
 
-    void Count(Event enEvent, std::uint64_t nTimes = 1);
+    // szWhere goes before what is told of the first occurrence.
+    void Count(Event enEvent, std::uint64_t nTimes = 1, const std::string &szWhere = "");
     std::uint64_t Times(Event enEvent) const { return m_Times[static_cast<size_t>(enEvent)]; }
 
     // The first picture has been read: from here on the run's seconds count.

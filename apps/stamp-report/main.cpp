@@ -88,7 +88,7 @@ std::string ReadAll(Demuxer &In, Surveyor &Seen, const Options &Settings, Consol
 
 InputReport Examine(const std::string &szPath, const Options &Settings, Console &Out) {
     try {
-        Demuxer In(szPath, {Settings.Stream, false}, FOREVER, g_bStop);
+        Demuxer In(szPath, {Settings.Stream, {}, false}, FOREVER, g_bStop);
         const std::optional<PictureRate> Rate = MakePictureRate(In.Rate());
         using Look = Surveyor::LookForVitc;
         Surveyor Seen(In, Rate, Settings.bVitc ? Look::Everywhere : Look::FirstSeconds);

@@ -88,6 +88,22 @@ def test_local_sets_between_the_pictures(made, coded, changes, arguments, off_ms
     assert flags(shown) == {"1F"}
 
 
+@pytest.mark.parametrize("arguments, off_ms", [
+    pytest.param(["--source", 3], 0, id="first"),
+    pytest.param([], 0, id="found"),
+    pytest.param(["--klv-stream", 2], 3600_000, id="chosen"),
+])
+def test_local_sets_of_two_streams_are_not_mixed(made, coded, tmp_path, arguments, off_ms):
+    both = tmp_path / "both.ts"
+    maps = [word for stream in ("0:v", "0:d", "1:d") for word in ("-map", stream)]
+    tool("ffmpeg", "-v", "error", "-copyts", "-i", made(*SETS_ONLY), "-i", made(*SETS_ONLY, start="13:00:00"),
+         *maps, "-c", "copy", "-muxdelay", 0, "-f", "mpegts", both)
+    run, shown = coded(both, *arguments)
+    errors = [error - off_ms for error in errors_ms(shown)]
+    assert len(errors) >= 0.98 * ALL and max(map(abs, errors)) < 0.001
+    assert f"stream {1 if off_ms else 2}: local sets of one KLV stream" in run.err
+
+
 @pytest.mark.parametrize("reach, timed", [
     pytest.param(0, ALL / 15, id="none"),
     pytest.param(0.1, ALL / 15 * 4, id="three_pictures"),
