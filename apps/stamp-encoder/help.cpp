@@ -74,8 +74,8 @@ Time
                     settings: what /etc/plixo.ini says
   --source S        1 or klv or high-precision, 2 or vitc or smpte12m, 3 or lds, 4 or system; or auto (default): looks
                     at the first two seconds, says what they hold, and takes source 1 or 3, whichever reaches the
-                    pictures, rather than source 2, which has no date. A live input thus begins two seconds late, and
-                    one that falls silent before is waited for: name its source
+                    pictures, rather than source 2, which has no date. A live input thus begins two seconds late (five
+                    where its video stalls), and one that falls silent before is waited for: name its source
   --switching       let the library fall back to the next source after 5 s of silence and return (20116 only)
   --cursor C        keep or clear the library's record cursor between pictures. A kept cursor hands out the time stamps
                     in the order in which they were queued. That is the coding order only when there are no B pictures;

@@ -2,6 +2,7 @@
 #include "source_choice.h"
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
 #include <new>
 #include <utility>
@@ -13,16 +14,26 @@ namespace encoder {
 
 namespace {
 
-constexpr unsigned SECONDS_LOOKED_AT = 2;
+// Whichever comes first ends the look: the video may stall, or end, while its data go on.
+constexpr unsigned SECONDS_LOOKED_AT = 2; // of pictures
+constexpr std::size_t MOST_PACKETS = 20'000;
+constexpr std::int64_t MOST_BYTES = 32 << 20;
+constexpr std::chrono::seconds LONGEST_LOOK{5}; // since the first packet
 
 // What cannot be read now cannot be read later either, and is told then.
 std::deque<PacketPtr> ReadBegin(Demuxer &In, unsigned nPictures) {
+    using Clock = std::chrono::steady_clock;
     std::deque<PacketPtr> Packets;
     try {
-        while (nPictures > 0) {
+        std::int64_t llBytes = 0;
+        auto Until = Clock::time_point::max();
+        while (nPictures > 0 && Packets.size() < MOST_PACKETS && llBytes < MOST_BYTES && Clock::now() < Until) {
             PacketPtr Packet = MakePacket();
             if (!In.Read(*Packet))
                 break;
+            if (Packets.empty())
+                Until = Clock::now() + LONGEST_LOOK;
+            llBytes += Packet->size;
             nPictures -= In.IsVideo(*Packet) ? 1 : 0;
             Packets.push_back(std::move(Packet));
         }
@@ -99,7 +110,7 @@ SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate, std::optional<in
     if (enTaken == Carriage::LocalSet && pBest != nullptr)
         KlvStream = pBest->nStream;
     return {SourceOf(enTaken), KlvStream,
-            "the first two seconds hold " + FoundText(Seen) + "; --source " + SourceWord(enTaken) + " is taken"};
+            "what was read first holds " + FoundText(Seen) + "; --source " + SourceWord(enTaken) + " is taken"};
 }
 
 } // namespace encoder

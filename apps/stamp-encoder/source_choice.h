@@ -17,8 +17,9 @@ struct SourceChoice {
     std::string szFound;          // for the user: what was found and what is taken
 };
 
-// Looks at the first two seconds of the input, which are read again afterwards. Where nothing is found there, time
-// stamps of the best source may still come. With KlvStream, local sets of that stream only are considered.
+// Looks at the first two seconds of the input, or less where its data are many or its video stalls; they are read again
+// afterwards. Where nothing is found there, time stamps of the best source may still come. With KlvStream, local sets
+// of that stream only are considered.
 SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate, std::optional<int> KlvStream);
 
 // Why no picture of an input got a time, and what to try, as a line for the summary; empty when one did, or when none
