@@ -92,7 +92,7 @@ void CopyCoder::HandOnFirst(const PacketSink &Sink) {
     Packet.pts = std::max(Packet.pts, Packet.dts);
     m_LastDTS = Packet.dts;
     m_llLastPTS = Packet.pts;
-    Sink(Packet);
+    Sink(Packet, Item.PTS.value_or(AV_NOPTS_VALUE));
 }
 
 void CopyCoder::Flush(const PacketSink &Sink) {

@@ -11,8 +11,9 @@ namespace encoder {
 class PictureCoder {
 public:
     // Takes each coded picture, in coding order: an Annex B access unit with PTS and DTS in 90 kHz. The packet may be
-    // changed; its content is gone after the call.
-    using PacketSink = std::function<void(AVPacket &)>;
+    // changed; its content is gone after the call. llPicture: the pts of the picture that was given, which the packet's
+    // may differ from; AV_NOPTS_VALUE where no picture came of it.
+    using PacketSink = std::function<void(AVPacket &, std::int64_t llPicture)>;
 
     PictureCoder() = default;
     virtual ~PictureCoder() = default;

@@ -153,7 +153,7 @@ void VideoEncoder::Send(const AVFrame *pFrame, const PacketSink &Sink) {
         if (nResult == AVERROR(EAGAIN) || nResult == AVERROR_EOF)
             return;
         Check(nResult, ExitCode::Encoder, m_szName + ": coding a picture");
-        Sink(*m_Packet);
+        Sink(*m_Packet, m_Packet->pts);
         av_packet_unref(m_Packet.get());
     }
 }

@@ -17,6 +17,9 @@ namespace {
 
 constexpr Event HANDED_IN[] = {Event::NumberOfEvents, Event::StampHighPrecision, Event::StampSmpte12M, Event::StampLds};
 
+// Ticks by which a picture may leave the encoder behind its DTS, with room to spare for a copy, whose DTS are mended.
+constexpr std::int64_t LONGEST_IN_ENCODER = 60 * 90000;
+
 // Counts the CPU time of a scope as the library's.
 class LibraryTime {
 public:
@@ -54,7 +57,7 @@ Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, Frame
 void Encoding::Run() {
     while (std::optional<Picture> Next = m_Queue.Pop())
         TakePicture(std::move(*Next));
-    m_Coding.Coder.Flush([this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+    m_Coding.Coder.Flush([this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); });
     m_Target.Passed.WriteRest();
 }
 
@@ -71,7 +74,8 @@ void Encoding::TakePicture(Picture Taken) {
     m_InEncoder[Taken.Frame->pts] = {Taken.nStretch, std::move(Taken.Stamps)};
     if (Taken.Frame->interlaced_frame != 0 && !m_Coding.Coder.KeepsFields())
         m_Tally.Count(Event::FieldsTogether);
-    m_Coding.Coder.Encode(*Taken.Frame, bNewStretch, [this](AVPacket &Packet) { TakeCodedPicture(Packet); });
+    m_Coding.Coder.Encode(*Taken.Frame, bNewStretch,
+                          [this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); });
 }
 
 // Where the input's PTS step, nothing that was known before holds. The flush takes the time stamps of the pictures in
@@ -95,9 +99,11 @@ void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
     }
 }
 
-void Encoding::TakeCodedPicture(AVPacket &Packet) {
+void Encoding::TakeCodedPicture(AVPacket &Packet, std::int64_t llPicture) {
     const UINT64 nPTS = StreamPTS(Packet.pts);
-    const auto Found = m_InEncoder.extract(Packet.pts);
+    const auto Found = m_InEncoder.extract(llPicture);
+    // What the encoder has left out does not stay for good.
+    m_InEncoder.erase(m_InEncoder.begin(), m_InEncoder.lower_bound(Packet.dts - LONGEST_IN_ENCODER));
     if (Found.empty()) {
         HandOn(Packet);
         return;

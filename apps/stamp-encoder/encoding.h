@@ -57,7 +57,7 @@ private:
     void TakePicture(Picture Taken);
     void BeginStretch(unsigned nStretch);
     void HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps);
-    void TakeCodedPicture(AVPacket &Packet);
+    void TakeCodedPicture(AVPacket &Packet, std::int64_t llPicture);
     void HandOn(const AVPacket &Packet);
     PictureTime AskForTime(UINT64 nPTS, const InEncoder &Of);
     BOOL AskLibrary(UINT64 nPTS, PictureTime &Time);

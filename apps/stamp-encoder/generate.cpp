@@ -186,7 +186,7 @@ public:
             MakePicture(m_nPictures);
             ReportProgress(nPictures);
         }
-        m_Encoder.Flush([this](AVPacket &Packet) { WriteVideo(Packet); });
+        m_Encoder.Flush([this](AVPacket &Packet, std::int64_t) { WriteVideo(Packet); });
         m_Writer.Finish();
         Report((m_nPictures < nPictures ? "stopped after " : "complete after ") + std::to_string(m_nPictures) +
                " pictures; " + std::to_string(m_nSpoken[SOURCE_STAMP]) + " with time stamp, " +
@@ -203,7 +203,7 @@ private:
         if (Speaks(SOURCE_VITC, nPicture))
             PaintTimecode(*Frame, m_Times.Label(nPicture));
         Frame->pts = m_Times.Pts(nPicture);
-        m_Encoder.Encode(*Frame, false, [this](AVPacket &Packet) { WriteVideo(Packet); });
+        m_Encoder.Encode(*Frame, false, [this](AVPacket &Packet, std::int64_t) { WriteVideo(Packet); });
     }
 
     // Asked once for each picture and source, so it can count.
