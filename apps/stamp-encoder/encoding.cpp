@@ -52,7 +52,7 @@ std::optional<TimecodeLabel> OwnLabel(const std::vector<TimeStamp> &Stamps) {
 Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, FrameQueue &In, const Target &Out,
                    Tally &Counts)
     : m_nInput(nInput), m_Sei(How.bHevc, How.Rate.nSkippedLabels), m_Options(Settings), m_Coding(How), m_Queue(In),
-      m_Target(Out), m_Tally(Counts), m_Timecode(How.Rate, Settings, Counts) {}
+      m_Target(Out), m_Tally(Counts), m_Timecode(How.Rate, Settings, Counts), m_Base(How.bLive) {}
 
 void Encoding::Run() {
     while (std::optional<Picture> Next = m_Queue.Pop())

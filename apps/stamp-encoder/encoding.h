@@ -29,6 +29,7 @@ public:
         PictureCoder &Coder;
         bool bHevc;
         Bytes Headers; // parameter sets beside the stream
+        bool bLive;    // pictures come at the pace of their PTS
     };
 
     // Where an input's coded pictures go.

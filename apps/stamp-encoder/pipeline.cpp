@@ -138,11 +138,16 @@ std::thread Pipeline::StartThread(Outcome &Result, Body Run, void (FrameQueue::*
 Encoding::Coding Pipeline::HowToCode() {
     const bool bInputHasBframes = m_Demuxer.Video().codecpar->video_delay > 0;
     const bool bKeepCursor = m_Options.KeepsCursor(bInputHasBframes);
+    const bool bLive = m_Options.bRealtime || !m_Demuxer.Progress();
     if (!m_Copy)
-        return {m_Rate, bKeepCursor, *m_Encoder, m_Options.bHevc, {}};
+        return {m_Rate, bKeepCursor, *m_Encoder, m_Options.bHevc, {}, bLive};
     const AVCodecParameters &Copied = m_Copy->Parameters();
-    return {m_Rate, bKeepCursor, *m_Copy, Copied.codec_id == AV_CODEC_ID_HEVC,
-            Bytes(Copied.extradata, static_cast<size_t>(Copied.extradata_size))};
+    return {m_Rate,
+            bKeepCursor,
+            *m_Copy,
+            Copied.codec_id == AV_CODEC_ID_HEVC,
+            Bytes(Copied.extradata, static_cast<size_t>(Copied.extradata_size)),
+            bLive};
 }
 
 void Pipeline::Start(CsvWriter &Table, Outcome &Result) {

@@ -1,6 +1,8 @@
 // The base pair of system time: it must follow the system clock, and must not follow how fast a file is read.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "stamp-encoder/system_base.h"
 
 namespace encoder {
@@ -36,7 +38,7 @@ TEST(SystemBase, IsRenewedFromPicturesThatComeAtTheirPace) {
     };
     for (const Row &Each : rows) {
         for (const UINT64 nFirst : {UINT64_C(900000), WRAP - 1000}) { // the second wraps on the way
-            SystemBase Base;
+            SystemBase Base(true);
             Base.Renew(nFirst, UTC);
             const UINT64 nPTS = (nFirst + Each.nTicks) % WRAP;
             Base.Renew(nPTS, UTC + Each.llRead);
@@ -46,8 +48,24 @@ TEST(SystemBase, IsRenewedFromPicturesThatComeAtTheirPace) {
     }
 }
 
+// Pictures that waited while the input was looked into are read at once; those behind them as they come.
+TEST(SystemBase, ForgetsTheBacklogOfALiveInputWithoutRunningBackwards) {
+    for (const bool bLive : {true, false}) {
+        SystemBase Base(bLive);
+        INT64 llLast = 0;
+        for (UINT64 nPicture = 0; nPicture < 100; nPicture++) {
+            const UINT64 nPTS = nPicture * 3000;
+            Base.Renew(nPTS, UTC + static_cast<INT64>(std::max<UINT64>(nPicture, 24)) * 100'000 / 3);
+            const INT64 llUTC = Base.UTC() + CalcPTSDiff(Base.PTS(), nPTS) * 100 / 9;
+            EXPECT_GE(llUTC, llLast) << nPicture;
+            llLast = llUTC;
+        }
+        EXPECT_NEAR(static_cast<double>(llLast - UTC), 99 * 1e5 / 3 + (bLive ? 0 : 800'000), 2);
+    }
+}
+
 TEST(SystemBase, FollowsForADayWithoutALeap) {
-    SystemBase Base;
+    SystemBase Base(true);
     for (UINT64 nPicture = 0; nPicture < UINT64_C(30) * 86400; nPicture += 450) { // every 15 s, over the wrap
         const INT64 llRead = UTC + static_cast<INT64>(nPicture) * 1'000'000 / 30;
         Base.Renew(nPicture * 3000 % WRAP, llRead);
