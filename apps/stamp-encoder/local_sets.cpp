@@ -28,7 +28,7 @@ bool LocalSets::Add(const LocalSet &Set) {
     if (Place == m_Sets.end() || IsBefore(Set, *Place))
         m_Sets.insert(Place, Set);
     if (m_Sets.size() > MOST_WAITING)
-        m_Sets.pop_front();
+        DropFarthest();
     return !m_LastPicture || !IsBefore(Set, {m_LastPicture->nStretch, m_LastPicture->llPTS + m_llHalf, 0});
 }
 
@@ -50,6 +50,18 @@ std::optional<LocalSet> LocalSets::Reaching(unsigned nStretch, INT64 llPTS) {
     if (pFound == nullptr)
         return std::nullopt;
     return LocalSet{nStretch, llPTS, MovedUTC(pFound->llUTC, llPTS - pFound->llPTS)};
+}
+
+// From the last picture: sets far ahead of all pictures must not push the near ones out.
+void LocalSets::DropFarthest() {
+    const LocalSet &First = m_Sets.front();
+    const LocalSet &Last = m_Sets.back();
+    const bool bLast = m_LastPicture && (Last.nStretch != First.nStretch ||
+                                         Last.llPTS - m_LastPicture->llPTS > m_LastPicture->llPTS - First.llPTS);
+    if (bLast)
+        m_Sets.pop_back();
+    else
+        m_Sets.pop_front();
 }
 
 // What no later picture can be given: all of stretches that are over, and sets with another one behind them which lies

@@ -30,6 +30,7 @@ public:
     std::optional<LocalSet> Reaching(unsigned nStretch, INT64 llPTS);
 
 private:
+    void DropFarthest();
     void Forget(unsigned nStretch, INT64 llPTS);
 
     const INT64 m_llHalf;
