@@ -121,8 +121,12 @@ struct Replaced {
 // Appends an SEI NAL unit without what is replaced. One that has nothing of it, or that cannot be read to its end, goes
 // through as it is.
 void AppendWithoutReplaced(std::vector<std::uint8_t> &Out, Bytes Nal, const Replaced &Ours) {
-    const auto Body = RemoveEmulationPrevention(Nal);
     const std::size_t nHeaderSize = NalHeaderSize(Ours.bHevc);
+    if (Nal.size() < nHeaderSize) {
+        AppendNal(Out, Nal);
+        return;
+    }
+    const auto Body = RemoveEmulationPrevention(Nal);
     std::vector<std::uint8_t> Kept(Nal.begin(), Nal.begin() + static_cast<std::ptrdiff_t>(nHeaderSize));
     SeiReader Messages(Body, Ours.bHevc);
     bool bWhole = true;

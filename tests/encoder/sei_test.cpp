@@ -192,5 +192,12 @@ TEST(SeiWriter, ReplacesItsOwnKindsAndKeepsAllElse) {
     }
 }
 
+TEST(SeiWriter, PassesAnSeiUnitOnThatEndsInsideItsHeader) {
+    const Buffer Picture = Unit({{39 << 1}, {0x02, 0x03, 0x55}});
+    EXPECT_EQ(SeiWriter(true).Insert(Picture, {}, {}).AccessUnit, Picture);
+    EXPECT_EQ(ReadStamps(SeiWriter(true).Insert(Picture, UtcStamp{0x1F, UTC}, {}).AccessUnit, {true, 0}).Stamps.size(),
+              1u);
+}
+
 } // namespace
 } // namespace encoder
