@@ -111,7 +111,9 @@ const StampSeries *BestSeries(const Survey &Seen) {
     const StampSeries *pBest = nullptr;
     for (const StampSeries &Series : Seen.Series) {
         const auto IsUsable = [&](const Sighting &Stamp) { return IsOfOurTime(Stamp, Series.enCarriage); };
-        if (std::ranges::any_of(Series.Sightings, IsUsable) &&
+        // Beside pictures without a PTS, time stamps have no place and serve their pictures all the same.
+        const bool bBeside = Series.enCarriage == Carriage::Stamp && Series.nWithoutPlace > 0;
+        if ((bBeside || std::ranges::any_of(Series.Sightings, IsUsable)) &&
             (pBest == nullptr || Merit(Seen, Series) > Merit(Seen, *pBest)))
             pBest = &Series;
     }

@@ -93,6 +93,7 @@ void SuspectAgreement(const Suspects &Out, const InputReport &Report, const Agre
 void FindSuspicions(InputReport &Report, double PeriodUsec) {
     const Suspects Out(Report.Suspicions, "input");
     Out.Count(Report.nDamagedPackets, "packet damaged on its way", "packets damaged on their way");
+    Out.Say(Report.nPictures > 0 && Report.nPicturesWithoutPts == Report.nPictures, "not measured: no PTS");
     Out.Count(Report.nPtsSteps, "step of the PTS", "steps of the PTS");
     for (std::size_t n = 0; n < Report.Series.size(); n++)
         SuspectSeries({Report.Suspicions, NameOf(Report, n)}, Report.Series[n], PeriodUsec);
