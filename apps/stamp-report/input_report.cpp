@@ -156,7 +156,7 @@ InputReport ReportFailure(const std::string &szPath, const std::string &szFailur
 void AddFailure(InputReport &Report, const std::string &szFailure) {
     Report.szFailure = szFailure;
     Report.Suspicions.push_back("input: it broke off");
-    Report.enVerdict = Verdict::Suspicious;
+    Report.enVerdict = Report.Series.empty() ? Verdict::Unusable : Verdict::Suspicious;
 }
 
 std::string NameOf(const InputReport &Report, std::size_t nSeries) {

@@ -36,7 +36,7 @@ InputReport ReportInput(const std::string &szPath, const AVStream &Video, const 
 // An input that could not be opened.
 InputReport ReportFailure(const std::string &szPath, const std::string &szFailure);
 
-// The input broke off: what was read before is told.
+// The input broke off: what was read before is told. Where that holds no time stamp, it is unusable.
 void AddFailure(InputReport &Report, const std::string &szFailure);
 
 // "high-precision", or "lds, stream 3" where the input has several of a kind.
