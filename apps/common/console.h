@@ -1,8 +1,8 @@
 // What a person sees while the program runs: lines on the standard error and, on a terminal, a status line below them.
 // In a file or the journal the status is a line at times; the journal is told how grave each line is.
 // Any thread may speak.
-#ifndef ENCODER_REPORT_CONSOLE_H
-#define ENCODER_REPORT_CONSOLE_H
+#ifndef ENCODER_COMMON_CONSOLE_H
+#define ENCODER_COMMON_CONSOLE_H
 
 #include <chrono>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // What ends a run early: a text for the user and the exit code of the program.
 // Thrown inside the program only; nothing is thrown through FFmpeg or the timecode library.
-#ifndef ENCODER_MEDIA_FAILURE_H
-#define ENCODER_MEDIA_FAILURE_H
+#ifndef ENCODER_COMMON_FAILURE_H
+#define ENCODER_COMMON_FAILURE_H
 
 #include <stdexcept>
 #include <string>

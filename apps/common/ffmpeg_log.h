@@ -1,7 +1,7 @@
 // FFmpeg's own messages: errors only, and after the first few they are counted instead of shown.
 // A damaged stream makes FFmpeg write hundreds of lines that say the same.
-#ifndef ENCODER_REPORT_FFMPEG_LOG_H
-#define ENCODER_REPORT_FFMPEG_LOG_H
+#ifndef ENCODER_COMMON_FFMPEG_LOG_H
+#define ENCODER_COMMON_FFMPEG_LOG_H
 
 #include "common/console.h"
 

@@ -1,7 +1,7 @@
 // How long a write may wait for its reader once the run has been stopped.
 // Before that it may wait for as long as it likes; afterwards a reader that is slow still gets the rest.
-#ifndef ENCODER_MEDIA_PATIENCE_H
-#define ENCODER_MEDIA_PATIENCE_H
+#ifndef ENCODER_COMMON_PATIENCE_H
+#define ENCODER_COMMON_PATIENCE_H
 
 #include <atomic>
 #include <chrono>

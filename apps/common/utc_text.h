@@ -1,6 +1,6 @@
 // A UTC time as text in ISO 8601, with microseconds.
-#ifndef ENCODER_REPORT_UTC_TEXT_H
-#define ENCODER_REPORT_UTC_TEXT_H
+#ifndef ENCODER_COMMON_UTC_TEXT_H
+#define ENCODER_COMMON_UTC_TEXT_H
 
 #include <cstdio>
 #include <string>

@@ -1,7 +1,7 @@
 // A picture rate in the forms in which the timecode library wants it.
 // The 1000/1001 rates have codes of their own there: 23000, 29000 and 59000.
-#ifndef ENCODER_PICTURE_RATE_H
-#define ENCODER_PICTURE_RATE_H
+#ifndef ENCODER_MEDIA_PICTURE_RATE_H
+#define ENCODER_MEDIA_PICTURE_RATE_H
 
 #include <optional>
 

@@ -1,7 +1,7 @@
 // The PTS that a stream carries, and a clock that keeps pace with the wall by them.
 // A stream carries 33 bits of PTS and starts again at 0 every 26.5 hours.
-#ifndef ENCODER_PTS_CLOCK_H
-#define ENCODER_PTS_CLOCK_H
+#ifndef ENCODER_MEDIA_PTS_CLOCK_H
+#define ENCODER_MEDIA_PTS_CLOCK_H
 
 #include <atomic>
 #include <chrono>

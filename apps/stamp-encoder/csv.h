@@ -1,6 +1,6 @@
 // The table of coded pictures: one row a picture, from the encoding threads of all inputs.
-#ifndef ENCODER_REPORT_CSV_H
-#define ENCODER_REPORT_CSV_H
+#ifndef ENCODER_CSV_H
+#define ENCODER_CSV_H
 
 #include <cstdint>
 #include <mutex>

@@ -1,7 +1,7 @@
 // Counts what happens on one input, tells the first occurrence of each problem, and sums up at the end.
 // Both threads of the input count; any thread may read.
-#ifndef ENCODER_REPORT_TALLY_H
-#define ENCODER_REPORT_TALLY_H
+#ifndef ENCODER_TALLY_H
+#define ENCODER_TALLY_H
 
 #include <array>
 #include <atomic>
