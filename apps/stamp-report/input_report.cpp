@@ -116,6 +116,9 @@ std::string WhatToTake(const Survey &Seen) {
     const std::string szSource = std::string("--source ") + SourceWord(pBest->enCarriage);
     if (pBest->enCarriage == Carriage::TimecodeSei)
         return szSource + " --timecode sei";
+    const auto nAlike = std::ranges::count(Seen.Series, pBest->enCarriage, &StampSeries::enCarriage);
+    if (pBest->enCarriage == Carriage::LocalSet && nAlike > 1)
+        return szSource + " --klv-stream " + std::to_string(pBest->nStream);
     return szSource + (pBest->enCarriage == Carriage::Vitc ? " --timecode vitc" : "");
 }
 
