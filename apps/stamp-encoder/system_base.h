@@ -16,7 +16,8 @@ namespace encoder {
 // read says nothing, and the pair is moved along the PTS instead.
 // The first pictures of a live input have waited while FFmpeg looked into the streams. In the first seconds each one
 // that was read sooner than the pair says becomes the pair: it has its own time of reading, which is no earlier than
-// that of the picture before. A renewal takes back less than a picture lasts. So time never runs backwards.
+// that of the picture before. A renewal takes back less than a picture lasts. So the time of pictures
+// as they are read never runs backwards.
 class SystemBase {
 public:
     // bLive: pictures come at the pace of their PTS, apart from those that have waited.
