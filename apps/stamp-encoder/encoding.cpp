@@ -18,7 +18,7 @@ namespace {
 constexpr Event HANDED_IN[] = {Event::NumberOfEvents, Event::StampHighPrecision, Event::StampSmpte12M, Event::StampLds};
 
 // Ticks by which a picture may leave the encoder behind its DTS, with room to spare for a copy, whose DTS are mended.
-constexpr std::int64_t LONGEST_IN_ENCODER = 60 * 90000;
+constexpr std::int64_t LONGEST_IN_ENCODER = std::int64_t{60} * 90000;
 
 // Counts the CPU time of a scope as the library's.
 class LibraryTime {
