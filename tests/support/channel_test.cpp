@@ -98,7 +98,8 @@ std::ostream &operator<<(std::ostream &tOut, const KIND &tKind) {
     return tOut << tKind.szName;
 }
 
-/* Terminals with one writer: only where nobody writes meanwhile is a message that is cut short ended for certain. */
+/* Terminals with one writer: only where nobody writes meanwhile is a message that is cut short ended for certain.
+ * Closed with one, too: a file that another thread opens (a sanitizer's pipe, say) would become standard error. */
 const KIND KINDS[] = {
     {"File", File, PASS::ALL},
     {"FileOfAnotherOwner", File, PASS::ALL, 4, true},
@@ -115,7 +116,7 @@ const KIND KINDS[] = {
     {"NullDevice", Null, PASS::ALL},
     {"NullDeviceOfAnotherOwner", Null, PASS::ALL, 4, true},
     {"Counter", Counter, PASS::NONE},
-    {"Closed", Closed, PASS::NONE},
+    {"Closed", Closed, PASS::NONE, 1},
 };
 
 void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
