@@ -4,31 +4,29 @@
 
 using namespace timecode;
 
-// How frames are counted: drop-frame numbering takes labels out of every minute and gives them back every tenth.
+// How frames are counted: drop-frame numbering takes labels out of every minute but each tenth.
 struct Counting {
     UINT nFramesPerSecond;
-    UINT nFramesPerMinute;
-    UINT nGivenBackPerTenMinutes;
-    UINT nFramesPerHour;
+    UINT nDroppedPerMinute;
 };
 
 static Counting CountingOf(UINT nEncodedPictureRate, UINT nVUIFramerate) {
     switch (nVUIFramerate) {
     case 59000:
-        return {60, 3596, 4, 215784};
+        return {60, 4};
     case 29000:
-        return {30, 1798, 2, 107892};
+        return {30, 2};
     default:
-        return {nEncodedPictureRate, 60 * nEncodedPictureRate, 0, 3600 * nEncodedPictureRate};
+        return {nEncodedPictureRate, 0};
     }
 }
 
 // Unsigned, so that digits and rates out of range wrap instead of overflowing.
 static UINT FrameCount(const Hmsf &Time, const Counting &Rule) {
-    const auto nMinutes = static_cast<UINT>(Time.nMinutes);
-    return static_cast<UINT>(Time.nHours) * Rule.nFramesPerHour + nMinutes * Rule.nFramesPerMinute +
-           nMinutes / 10 * Rule.nGivenBackPerTenMinutes + static_cast<UINT>(Time.nSeconds) * Rule.nFramesPerSecond +
-           static_cast<UINT>(Time.nFrames);
+    const auto nMinutes = static_cast<UINT>(Time.nHours * 60 + Time.nMinutes);
+    const auto nSeconds = nMinutes * 60 + static_cast<UINT>(Time.nSeconds);
+    return nSeconds * Rule.nFramesPerSecond + static_cast<UINT>(Time.nFrames) -
+           (nMinutes - nMinutes / 10) * Rule.nDroppedPerMinute;
 }
 
 void Timecode_CalcFrameCountDiff(UINT nEncodedPictureRate, UINT nVUIFramerate, vitc_t OldSystemTC, vitc_t NewSystemTC,
