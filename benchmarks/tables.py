@@ -73,12 +73,16 @@ def natural(text):
     return [(int(part), "") if part.isdigit() else (0, part) for part in re.split(r"(\d+)", text)]
 
 
+def medians(pattern, field):
+    """Of each call: the median of all its runs."""
+    return {call: statistics.median(sum(by_file.values(), [])) for call, by_file in results(pattern, field).items()}
+
+
 def cold():
-    by_build = {build: results(f"{build}-64-cold.json", "real_time") for build in BUILDS}
+    by_build = {build: medians(f"{build}-64-cold*.json", "real_time") for build in BUILDS}
     rows = []
     for call in sorted(by_build["now"], key=order):
-        times = [statistics.median(by_build[build][call][f"{build}-64-cold.json"]) for build in BUILDS]
-        rows.append([call] + [f"{time / 1000:.2f}" for time in times])
+        rows.append([call] + [f"{by_build[build][call] / 1000:.2f}" for build in BUILDS])
     print(table(["call from a cold cache"] + [f"µs {build}" for build in BUILDS], rows))
 
 
@@ -86,10 +90,10 @@ def contention():
     fields = ["calls_per_second", "p50", "p99", "p99_9"]
     heads = ["threads", "build", "million calls/s", "ns, 50 %", "99 %", "99.9 %"]
     rows = []
-    for call in results("now-64-contention.json", "p50"):
+    by_build = {build: [medians(f"{build}-64-contention*.json", field) for field in fields] for build in BUILDS}
+    for call in by_build["now"][0]:
         for build in BUILDS:
-            file = f"{build}-64-contention.json"
-            rate, *percentiles = [statistics.median(results(file, f)[call][file]) for f in fields]
+            rate, *percentiles = [figures[call] for figures in by_build[build]]
             rows.append([call, build, f"{rate / 1e6:.1f}"] + [f"{p:.0f}" for p in percentiles])
     print(table(heads, rows))
 

@@ -89,9 +89,11 @@ while [ "$round" -le "$rounds" ]; do
     round=$((round + 1))
 done
 echo "cold caches and contention" >&2
-for name in $names; do
-    measure "$name" 64 cold cold/ --benchmark_repetitions=31
-    measure "$name" 64 contention contention/ --benchmark_repetitions=5
+for turn in 1 2 3 4 5; do
+    for name in $names; do
+        measure "$name" 64 "cold$turn" cold/ --benchmark_repetitions=7
+        measure "$name" 64 "contention$turn" contention/
+    done
 done
 python3 benchmarks/tables.py $out >$out/tables.md
 cat $out/tables.md
