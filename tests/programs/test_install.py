@@ -52,6 +52,20 @@ def test_pkg_config_builds_the_readme_program(prefix, readme_program, compiler, 
     assert tool("./smallest") == ANSWER
 
 
+def test_python_has_the_installed_interface(prefix, source, monkeypatch, capfd):
+    """Each call of the README's program in Python, and refusals as values: nothing is written where no time is."""
+    monkeypatch.setenv("PKG_CONFIG_PATH", str(libraries_of(prefix) / "pkgconfig"))
+    monkeypatch.syspath_prepend(source / "bindings/python")
+    program = re.search(r"^```python\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+    names = {}
+    exec(program, names)
+    assert capfd.readouterr().out == ANSWER
+    get_utc, set_utc, lib = names["get_utc"], names["set_utc"], names["lib"]
+    assert get_utc(0, 1, 990000) is None and not set_utc(lib.NUM_VIDEO_INPUTS, 1, 0, 0)
+    exported = (source / "tests/exports/libtimecode.txt").read_text().split()
+    assert set(exported) <= set(dir(lib)), "a function or variable that Python does not see"
+
+
 def project(folder, body, *options):
     """Configures a project of one's own; its build folder, and what CMake says."""
     (folder / "CMakeLists.txt").write_text(f"cmake_minimum_required(VERSION 3.22)\nproject(mine C CXX)\n{body}")
