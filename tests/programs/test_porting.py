@@ -4,6 +4,7 @@ import os
 import re
 import shutil
 import subprocess
+import sys
 
 import pytest
 from running import tool
@@ -126,3 +127,16 @@ def test_definitions_in_the_program(board, compiled, source):
     program = compiled("own", "-rdynamic", board / "smallest.c", board / "trace.c")
     assert f"mine: {STARTED}" in messages(program, {"LD_LIBRARY_PATH": str(compiled.libraries)})
     assert check_names(source, program) == (1, ["_DoDbgPrintEx"])
+
+
+def test_mutexes_inherit_priority(board, compiled, source):
+    inherit = compiled("inherit.so", "-shared", "-fPIC", source / "examples/services/priority_inheritance.c")
+    script = f"""import ctypes
+mutex = (ctypes.c_int * 10)()
+ctypes.CDLL(None).pthread_mutex_init(mutex, None)
+print(mutex[4] & 32)  # the bit of the C library's own kind of mutex
+ctypes.CDLL("{compiled.libraries}/libtimecode.so.1")"""
+    done = subprocess.run([sys.executable, "-c", script], check=True, text=True, capture_output=True, env={
+        "LD_PRELOAD": str(inherit), "LD_LIBRARY_PATH": str(compiled.libraries), "LD_DEBUG": "bindings"})
+    assert done.stdout == "32\n"
+    assert re.search(r"libtimecode\.so\.1 .* to \S*inherit\.so .*`pthread_mutex_init'", done.stderr)
