@@ -113,13 +113,21 @@ TEST_F(Match, AtTheCursorOfAFlushedRecordFailsUntilItHoldsTheSourceAgain) {
     EXPECT_EQ(PlaceOf(Ask({.nPts = 2000}, pCursor)), 7);
 }
 
-TEST_F(Match, IsForgottenWith180NewerTimeStamps) {
-    Queue({.nPts = 1000});
-    for (int nNewer = 1; nNewer < model::RECORDS_PER_INPUT; ++nNewer)
-        Queue({.enSource = LOCAL_SET, .nPts = 1000});
-    EXPECT_EQ(Ask({.nPts = 1000}).bResult, TRUE);
-    Queue({.enSource = LOCAL_SET, .nPts = 1000});
-    EXPECT_EQ(Ask({.nPts = 1000}).bResult, FALSE);
+// Sources of an input share its records: each shortens how long a picture may be under way.
+TEST_F(Match, IsForgottenWith180NewerTimeStampsOfAllSources) {
+    for (const int nSources : {1, 2, 3}) {
+        StartDay(MISP_PROFILE_2016_2);
+        const auto Stamp = [&](int nPicture) {
+            for (int enSource = 1; enSource <= nSources; ++enSource)
+                Queue({.enSource = enSource, .nPts = 3000U * static_cast<UINT64>(nPicture)});
+        };
+        const int nLast = model::RECORDS_PER_INPUT / nSources;
+        for (int nPicture = 0; nPicture < nLast; ++nPicture)
+            Stamp(nPicture);
+        EXPECT_EQ(Ask({.nPts = 0}).bResult, TRUE) << nSources;
+        Stamp(nLast);
+        EXPECT_EQ(Ask({.nPts = 0}).bResult, FALSE) << nSources;
+    }
 }
 
 } // namespace
