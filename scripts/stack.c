@@ -31,7 +31,7 @@ static void request(void) {
 }
 
 static void silent_request(void) {
-    pts += 500 * TICKS_PER_PICTURE;
+    pts += 500UL * TICKS_PER_PICTURE;
     request();
 }
 
