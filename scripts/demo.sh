@@ -69,9 +69,15 @@ cd "$(dirname "$0")/.."
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $BUILD_PACKAGES $DEMO_PACKAGES
 echo "Building ..."
-cmake --preset release >/dev/null
-cmake --build --preset release --target stamp-encoder >/dev/null
-encoder=build/release/bin/stamp-encoder
+build=build/release
+if [ ! -x $build/bin/stamp-encoder ]; then
+    # Alone, in a folder of its own: the preset builds tests and benchmarks too, which need more packages.
+    build=build/tools
+    cmake --preset release -B $build -DTIMECODE_BUILD_TESTS=OFF -DTIMECODE_BUILD_BENCHMARKS=OFF \
+        -DTIMECODE_BUILD_EXAMPLES=OFF >/dev/null
+fi
+cmake --build $build --parallel "$(nproc)" --target stamp-encoder >/dev/null
+encoder=$build/bin/stamp-encoder
 output=${output:-$PWD/demo-output}
 mkdir -p "$output"
 
@@ -102,7 +108,7 @@ Written to $output:
   times.csv      a row for each coded picture
   timeline.png   the source in use, the status byte and the accuracy over time
 
-Look at them with
+Look at them with (and see $encoder --help)
   ffprobe -v error -select_streams v -show_frames $quoted/stamped.ts | grep timecode
   ffmpeg -v info -i $quoted/stamped.ts -vf showinfo -f null - 2>&1 | grep 'User Data'
   xdg-open $quoted/timeline.png
