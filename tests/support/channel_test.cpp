@@ -1,122 +1,136 @@
-/* Every kind of standard error, with nobody reading: no message waits, none is lost uncounted, each begins its own
- * line. */
-#include "dbgtrace.h"
+// Every kind of standard error, with nobody reading: no message waits, none is lost uncounted, each begins its own line.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <regex>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <thread>
 #include <unistd.h>
 
+#include "dbgtrace.h"
+#include "interpose/clock.h"
+
 namespace {
 
 constexpr uid_t OWNER = 12345, WRITER = 65534;
-constexpr int LENGTHS = 1001; /* some are cut to the longest message */
+constexpr int LENGTHS = 1001; // some are cut to the longest message
 constexpr unsigned WATCHDOG_SECONDS = 60;
 
-struct ENDS {
+struct Ends {
     int nRead = -1;
     int nWrite = -1;
 };
 
-ENDS Pipe() {
+Ends Pipe() {
     int anEnds[2];
-    return pipe(anEnds) == 0 ? ENDS{anEnds[0], anEnds[1]} : ENDS{};
+    return pipe(anEnds) == 0 ? Ends{anEnds[0], anEnds[1]} : Ends{};
 }
 
-ENDS StreamSocket() {
+template <int TYPE>
+Ends Socket() {
     int anEnds[2];
-    return socketpair(AF_UNIX, SOCK_STREAM, 0, anEnds) == 0 ? ENDS{anEnds[0], anEnds[1]} : ENDS{};
+    return socketpair(AF_UNIX, TYPE, 0, anEnds) == 0 ? Ends{anEnds[0], anEnds[1]} : Ends{};
 }
 
-ENDS Terminal() {
+Ends Terminal() {
     const int nMaster = posix_openpt(O_RDWR | O_NOCTTY);
     grantpt(nMaster);
     unlockpt(nMaster);
     return {nMaster, open(ptsname(nMaster), O_RDWR | O_NOCTTY)};
 }
 
-ENDS TerminalThatStopsTheBackground() {
-    const ENDS tEnds = Terminal();
-    termios tModes{};
-    tcgetattr(tEnds.nWrite, &tModes);
-    tModes.c_lflag |= TOSTOP;
-    tcsetattr(tEnds.nWrite, TCSANOW, &tModes);
-    return tEnds;
+Ends TerminalThatStopsTheBackground() {
+    const Ends Made = Terminal();
+    termios Modes{};
+    tcgetattr(Made.nWrite, &Modes);
+    Modes.c_lflag |= TOSTOP;
+    tcsetattr(Made.nWrite, TCSANOW, &Modes);
+    return Made;
 }
 
-ENDS StoppedTerminal() {
-    const ENDS tEnds = Terminal();
-    tcflow(tEnds.nWrite, TCOOFF);
-    return tEnds;
+Ends StoppedTerminal() {
+    const Ends Made = Terminal();
+    tcflow(Made.nWrite, TCOOFF);
+    return Made;
 }
 
-ENDS Master() {
-    const ENDS tEnds = Terminal();
-    return {tEnds.nWrite, tEnds.nRead};
+Ends Master() {
+    const Ends Made = Terminal();
+    return {Made.nWrite, Made.nRead};
 }
 
-ENDS File() {
-    const std::string szPath = testing::TempDir() + "channel" + std::to_string(getpid());
-    const ENDS tEnds{open(szPath.c_str(), O_RDONLY | O_CREAT, 0600), open(szPath.c_str(), O_WRONLY)};
-    unlink(szPath.c_str());
-    return tEnds;
+Ends File() {
+    const std::string sPath = testing::TempDir() + "channel" + std::to_string(getpid());
+    const Ends Made{open(sPath.c_str(), O_RDONLY | O_CREAT, 0600), open(sPath.c_str(), O_WRONLY)};
+    unlink(sPath.c_str());
+    return Made;
 }
 
-ENDS Null() {
-    return {-1, open("/dev/null", O_WRONLY)};
+Ends Null() {
+    return {.nWrite = open("/dev/null", O_WRONLY)};
 }
 
-ENDS Counter() {
-    return {-1, eventfd(0, 0)};
+Ends Counter() {
+    return {.nWrite = eventfd(0, 0)};
 }
 
-ENDS Closed() {
+Ends Closed() {
     return {};
 }
 
-enum class PASS { ALL, SOME, NONE };
+enum class Pass { All, Some, None };
 
-struct KIND {
+struct Kind {
     const char *szName;
-    ENDS (*pMake)();
-    PASS enPass;
+    Ends (*pMake)();
+    Pass enPass;
     int nThreads = 4;
-    bool bOtherOwner = false;  /* the writer may not open it */
-    bool bControlling = false; /* it is the writer's controlling terminal */
+    bool bOtherOwner = false;  // the writer may not open it
+    bool bControlling = false; // it is the writer's controlling terminal
     bool bFirstThreadHasEnded = false;
-    bool bInBackground = false; /* of the controlling terminal */
+    bool bInBackground = false; // of the controlling terminal
+
+    friend std::ostream &operator<<(std::ostream &Out, const Kind &Told) { return Out << Told.szName; }
 };
 
-std::ostream &operator<<(std::ostream &tOut, const KIND &tKind) {
-    return tOut << tKind.szName;
-}
-
-/* Terminals with one writer: only where nobody writes meanwhile is a message that is cut short ended for certain.
- * Closed with one, too: a file that another thread opens (a sanitizer's pipe, say) would become standard error. */
-const KIND KINDS[] = {
-    {"File", File, PASS::ALL},
-    {"FileOfAnotherOwner", File, PASS::ALL, 4, true},
-    {"Pipe", Pipe, PASS::SOME},
-    {"PipeOfAnotherOwner", Pipe, PASS::SOME, 4, true},
-    {"StreamSocketOfAnotherOwner", StreamSocket, PASS::SOME, 4, true},
-    {"Terminal", Terminal, PASS::SOME, 1},
-    {"TerminalWithoutFirstThread", Terminal, PASS::SOME, 1, false, false, true},
-    {"StoppedTerminal", StoppedTerminal, PASS::NONE},
-    {"TerminalOfAnotherOwner", Terminal, PASS::NONE, 4, true},
-    {"ControllingTerminalOfAnotherOwner", Terminal, PASS::SOME, 1, true, true},
-    {"TerminalThatStopsTheBackground", TerminalThatStopsTheBackground, PASS::SOME, 1, false, true, false, true},
-    {"MasterOfATerminal", Master, PASS::NONE},
-    {"NullDevice", Null, PASS::ALL},
-    {"NullDeviceOfAnotherOwner", Null, PASS::ALL, 4, true},
-    {"Counter", Counter, PASS::NONE},
-    {"Closed", Closed, PASS::NONE, 1},
+// Terminals with one writer: only where nobody writes meanwhile is a message that is cut short ended for certain.
+// Closed with one, too: a file that another thread opens (a sanitizer's pipe, say) would become standard error.
+const Kind KINDS[] = {
+    {.szName = "File", .pMake = File, .enPass = Pass::All},
+    {.szName = "FileOfAnotherOwner", .pMake = File, .enPass = Pass::All, .bOtherOwner = true},
+    {.szName = "Pipe", .pMake = Pipe, .enPass = Pass::Some},
+    {.szName = "PipeOfAnotherOwner", .pMake = Pipe, .enPass = Pass::Some, .bOtherOwner = true},
+    {.szName = "PacketSocket", .pMake = Socket<SOCK_SEQPACKET>, .enPass = Pass::Some},
+    {.szName = "SocketOfAnotherOwner", .pMake = Socket<SOCK_STREAM>, .enPass = Pass::Some, .bOtherOwner = true},
+    {.szName = "Terminal", .pMake = Terminal, .enPass = Pass::Some, .nThreads = 1},
+    {.szName = "TerminalWithoutFirstThread",
+     .pMake = Terminal,
+     .enPass = Pass::Some,
+     .nThreads = 1,
+     .bFirstThreadHasEnded = true},
+    {.szName = "StoppedTerminal", .pMake = StoppedTerminal, .enPass = Pass::None},
+    {.szName = "TerminalOfAnotherOwner", .pMake = Terminal, .enPass = Pass::None, .bOtherOwner = true},
+    {.szName = "ControllingTerminalOfAnotherOwner",
+     .pMake = Terminal,
+     .enPass = Pass::Some,
+     .nThreads = 1,
+     .bOtherOwner = true,
+     .bControlling = true},
+    {.szName = "TerminalThatStopsTheBackground",
+     .pMake = TerminalThatStopsTheBackground,
+     .enPass = Pass::Some,
+     .nThreads = 1,
+     .bControlling = true,
+     .bInBackground = true},
+    {.szName = "MasterOfATerminal", .pMake = Master, .enPass = Pass::None},
+    {.szName = "NullDevice", .pMake = Null, .enPass = Pass::All},
+    {.szName = "NullDeviceOfAnotherOwner", .pMake = Null, .enPass = Pass::All, .bOtherOwner = true},
+    {.szName = "Counter", .pMake = Counter, .enPass = Pass::None},
+    {.szName = "Closed", .pMake = Closed, .enPass = Pass::None, .nThreads = 1},
 };
 
 void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
@@ -124,16 +138,15 @@ void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
         _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "%.*s.", nLength, std::string(LENGTHS, 'x').c_str());
 }
 
-/* Prints all lengths, waits until what passed has been read, prints once more, and at last to a pipe of its own. */
-void PrintAll(const KIND &tKind, int nParent, int nOwnPipe) {
+// Prints all lengths, waits until what passed has been read, prints once more, and at last to a pipe of its own.
+void PrintAll(const Kind &Of, int nParent, int nOwnPipe) {
     HDBG hDbg = nullptr;
     _DoDbgInit("M", &hDbg);
-    std::vector<std::thread> tThreads;
-    for (int nThread = 1; nThread < tKind.nThreads; ++nThread)
-        tThreads.emplace_back(PrintFrom, hDbg, nThread, tKind.nThreads);
-    PrintFrom(hDbg, 0, tKind.nThreads);
-    for (std::thread &tThread : tThreads)
-        tThread.join();
+    std::vector<std::jthread> Threads;
+    for (int nThread = 0; nThread < Of.nThreads - 1; ++nThread)
+        Threads.emplace_back(PrintFrom, hDbg, nThread, Of.nThreads);
+    PrintFrom(hDbg, Of.nThreads - 1, Of.nThreads);
+    Threads.clear();
     char cByte = 0;
     if (send(nParent, &cByte, 1, 0) == 1 && recv(nParent, &cByte, 1, 0) == 1)
         _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "last.");
@@ -142,7 +155,7 @@ void PrintAll(const KIND &tKind, int nParent, int nOwnPipe) {
     _exit(0);
 }
 
-/* Goes on in a child that is not in the terminal's foreground; this process fails when the child is stopped. */
+// Goes on in a child that is not in the terminal's foreground; this process fails when the child is stopped.
 void GoOnInBackground() {
     const pid_t nChild = fork();
     if (nChild == 0) {
@@ -157,95 +170,97 @@ void GoOnInBackground() {
     _exit(WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 4);
 }
 
-/* In the child, whose standard error is the channel. */
-[[noreturn]] void Write(const KIND &tKind, const ENDS &tEnds, int nParent, int nOwnPipe) {
+// In the child, whose standard error is the channel.
+[[noreturn]] void Write(const Kind &Of, const Ends &Channel, int nParent, int nOwnPipe) {
     alarm(WATCHDOG_SECONDS);
-    if (tKind.bControlling && (setsid() < 0 || ioctl(tEnds.nWrite, TIOCSCTTY, 0) != 0))
+    if (Of.bControlling && (setsid() < 0 || ioctl(Channel.nWrite, TIOCSCTTY, 0) != 0))
         _exit(2);
-    if (tKind.bInBackground)
+    if (Of.bInBackground)
         GoOnInBackground();
-    if (dup2(tEnds.nWrite, STDERR_FILENO) < 0)
+    if (dup2(Channel.nWrite, STDERR_FILENO) < 0)
         close(STDERR_FILENO);
-    if (tKind.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)
+    if (Of.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)
         _exit(3);
-    if (!tKind.bFirstThreadHasEnded)
-        PrintAll(tKind, nParent, nOwnPipe);
-    std::thread(PrintAll, std::cref(tKind), nParent, nOwnPipe).detach();
+    if (!Of.bFirstThreadHasEnded)
+        PrintAll(Of, nParent, nOwnPipe);
+    std::thread(PrintAll, std::cref(Of), nParent, nOwnPipe).detach();
     for (;;)
         syscall(SYS_exit, 0); // this thread only
 }
 
 std::string ReadAll(int nFile) {
-    std::string szAll;
+    std::string sAll;
     char acBytes[4096];
     if (nFile >= 0)
         fcntl(nFile, F_SETFL, O_NONBLOCK);
     for (ssize_t nRead = 0; nFile >= 0 && (nRead = read(nFile, acBytes, sizeof acBytes)) > 0;)
-        szAll.append(acBytes, static_cast<size_t>(nRead));
-    return std::regex_replace(szAll, std::regex("\r"), "");
+        sAll.append(acBytes, static_cast<size_t>(nRead));
+    return std::regex_replace(sAll, std::regex("\r"), "");
 }
 
-struct TOLD {
+struct Told {
     int nComplete = 0;
-    int nLost = 0; /* as the messages say */
+    int nLost = 0; // as the messages say
 };
 
-/* Takes the lines apart: nothing but messages, each at the start of a line. Some are incomplete. */
-TOLD TakeApart(const std::string &szAll) {
-    static const std::regex tMessage("[0-9]{4}-[-0-9]{5} [0-9:.]{15}Z M error \\[[0-9]+\\] F f\\.cpp:1: "
-                                     "(\\(([0-9]+) messages lost\\) )?(x*|last|to a pipe)(\\.|x{20})");
-    TOLD tTold;
-    std::istringstream tLines(szAll);
-    for (std::string szLine; std::getline(tLines, szLine);) {
-        std::smatch tMatch;
-        EXPECT_EQ(szLine.find("M error", szLine.find("M error") + 1), std::string::npos) << szLine;
-        EXPECT_THAT(szLine, testing::StartsWith("2"));
-        if (!std::regex_match(szLine, tMatch, tMessage))
+// Takes the lines apart: nothing but messages, each at the start of a line. Some are incomplete.
+Told TakeApart(const std::string &sAll) {
+    static const std::regex MESSAGE("2023-11-14 22:13:20.000000Z M error \\[[0-9]+\\] F f\\.cpp:1: "
+                                    "(\\(([0-9]+) messages lost\\) )?(x*|last|to a pipe)(\\.|x{20})");
+    Told Of;
+    std::istringstream Lines(sAll);
+    for (std::string sLine; std::getline(Lines, sLine);) {
+        std::smatch Match;
+        EXPECT_EQ(sLine.find("M error", sLine.find("M error") + 1), std::string::npos) << sLine;
+        EXPECT_THAT(sLine, testing::StartsWith("2"));
+        if (!std::regex_match(sLine, Match, MESSAGE))
             continue;
-        if (tMatch[2].matched)
-            tTold.nLost += std::stoi(tMatch[2]);
+        if (Match[2].matched)
+            Of.nLost += std::stoi(Match[2]);
         // The longest messages end before their point.
-        tTold.nComplete += tMatch[4] == "." || szLine.size() == 1023 ? 1 : 0;
+        Of.nComplete += Match[4] == "." || sLine.size() == 1023 ? 1 : 0;
     }
-    return tTold;
+    return Of;
 }
 
-class Channel : public testing::TestWithParam<KIND> {};
+class EachChannel : public testing::TestWithParam<Kind> {};
 
-TEST_P(Channel, TakesWhatItCanAndCountsTheRest) {
-    const KIND &tKind = GetParam();
-    if (tKind.bOtherOwner && geteuid() != 0)
+TEST_P(EachChannel, TakesWhatItCanAndCountsTheRest) {
+    const Kind &Of = GetParam();
+    if (Of.bOtherOwner && geteuid() != 0)
         GTEST_SKIP() << "another owner's channel: only root can make one";
-    const ENDS tEnds = tKind.pMake();
-    ASSERT_TRUE(!tKind.bOtherOwner || tKind.pMake != Terminal ||
-                (fchown(tEnds.nWrite, OWNER, OWNER) == 0 && fchmod(tEnds.nWrite, 0600) == 0));
-    const ENDS tControl = StreamSocket();
-    const ENDS tOwnPipe = Pipe();
+    const Ends Channel = Of.pMake();
+    ASSERT_TRUE(!Of.bOtherOwner || Of.pMake != Terminal ||
+                (fchown(Channel.nWrite, OWNER, OWNER) == 0 && fchmod(Channel.nWrite, 0600) == 0));
+    const Ends Control = Socket<SOCK_STREAM>();
+    const Ends OwnPipe = Pipe();
+    interpose::g_Clock.nSec = 1'700'000'000;
+    interpose::g_Clock.nNsec = 0;
     const pid_t nChild = fork();
     if (nChild == 0)
-        Write(tKind, tEnds, tControl.nWrite, tOwnPipe.nWrite);
-    close(tControl.nWrite); // so that a child that dies is noticed
+        Write(Of, Channel, Control.nWrite, OwnPipe.nWrite);
+    close(Control.nWrite); // so that a child that dies is noticed
     char cByte = 0;
-    EXPECT_EQ(recv(tControl.nRead, &cByte, 1, 0), 1) << "a message waits";
-    std::string szRead = ReadAll(tEnds.nRead);
-    send(tControl.nRead, &cByte, 1, MSG_NOSIGNAL);
+    EXPECT_EQ(recv(Control.nRead, &cByte, 1, 0), 1) << "a message waits";
+    std::string sRead = ReadAll(Channel.nRead);
+    send(Control.nRead, &cByte, 1, MSG_NOSIGNAL);
     int nStatus = 0;
     waitpid(nChild, &nStatus, 0);
     EXPECT_EQ(nStatus, 0);
-    szRead += ReadAll(tEnds.nRead);
-    const TOLD tTold = TakeApart(szRead);
-    const TOLD tAfter = TakeApart(ReadAll(tOwnPipe.nRead));
-    const int nTaken = tEnds.nRead < 0 && tKind.enPass == PASS::ALL ? LENGTHS + 1 : tTold.nComplete;
-    EXPECT_EQ(tAfter.nComplete, 1);
-    EXPECT_EQ(nTaken + tTold.nLost + tAfter.nLost, LENGTHS + 1);
-    EXPECT_EQ(tKind.enPass == PASS::ALL, nTaken == LENGTHS + 1) << nTaken;
-    EXPECT_EQ(tKind.enPass == PASS::NONE, nTaken == 0) << nTaken;
-    for (const int nFile : {tEnds.nRead, tEnds.nWrite, tControl.nRead, tOwnPipe.nRead, tOwnPipe.nWrite})
+    sRead += ReadAll(Channel.nRead);
+    const Told InChannel = TakeApart(sRead);
+    const Told InPipe = TakeApart(ReadAll(OwnPipe.nRead));
+    const int nTaken = Channel.nRead < 0 && Of.enPass == Pass::All ? LENGTHS + 1 : InChannel.nComplete;
+    EXPECT_EQ(InPipe.nComplete, 1);
+    EXPECT_EQ(nTaken + InChannel.nLost + InPipe.nLost, LENGTHS + 1);
+    EXPECT_EQ(Of.enPass == Pass::All, nTaken == LENGTHS + 1) << nTaken;
+    EXPECT_EQ(Of.enPass == Pass::None, nTaken == 0) << nTaken;
+    for (const int nFile : {Channel.nRead, Channel.nWrite, Control.nRead, OwnPipe.nRead, OwnPipe.nWrite})
         if (nFile >= 0)
             close(nFile);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, Channel, testing::ValuesIn(KINDS),
-                         [](const auto &tInfo) { return std::string(tInfo.param.szName); });
+INSTANTIATE_TEST_SUITE_P(Kinds, EachChannel, testing::ValuesIn(KINDS),
+                         [](const auto &Info) { return std::string(Info.param.szName); });
 
 } // namespace

@@ -1,0 +1,62 @@
+// Standard error for a test: a channel whose other end the test reads.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "threadcheck.h"
+
+namespace interpose {
+
+enum class Channel {
+    Messages, // keeps what was written in one call apart
+    Pipe
+};
+
+class StandardError {
+public:
+    explicit StandardError(Channel enKind = Channel::Messages) { Replace(enKind); }
+    ~StandardError() {
+        dup2(m_nSaved, STDERR_FILENO);
+        close(m_nSaved);
+        close(m_nReader);
+    }
+    StandardError(const StandardError &) = delete;
+    StandardError &operator=(const StandardError &) = delete;
+
+    void Replace(Channel enKind) {
+        CloseReader();
+        dup2(m_nSaved, STDERR_FILENO); // it may have been closed
+        int anEnds[2] = {-1, -1};
+        EXPECT_EQ(enKind == Channel::Messages ? socketpair(AF_UNIX, SOCK_SEQPACKET, 0, anEnds) : pipe(anEnds), 0);
+        m_nReader = anEnds[0];
+        fcntl(m_nReader, F_SETFL, O_NONBLOCK);
+        dup2(anEnds[1], STDERR_FILENO);
+        close(anEnds[1]);
+    }
+    void CloseReader() { close(std::exchange(m_nReader, -1)); }
+
+    // A message, or what the pipe holds; empty where there is nothing.
+    [[nodiscard]] std::string Read() const {
+        char acText[8192];
+        const ssize_t nRead = read(m_nReader, acText, sizeof acText);
+        return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
+    }
+
+private:
+    int m_nSaved = dup(STDERR_FILENO);
+    int m_nReader = -1;
+};
+
+// The positions of all threads, as a dump writes them.
+inline std::string DumpedThreads() {
+    const StandardError Dumped(Channel::Pipe);
+    ThreadState_Dump(STDERR_FILENO);
+    return Dumped.Read();
+}
+
+} // namespace interpose

@@ -1,0 +1,146 @@
+// Positions of threads, and dumps of them.
+#include <barrier>
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <thread>
+
+#include "interpose/standard_error.h"
+#include "system_calls.h"
+
+using interpose::DumpedThreads;
+using testing::EndsWith;
+
+#ifndef __SANITIZE_THREAD__ // which calls it for threads that it has not set up yet
+static int g_nDumpedWhileClaiming = -1;
+
+// A thread gets its place in pthread_setspecific, before it has a position.
+extern "C" int pthread_setspecific(pthread_key_t nKey, const void *pvValue) noexcept {
+    static const auto pReal =
+        reinterpret_cast<int (*)(pthread_key_t, const void *)>(dlsym(RTLD_NEXT, "pthread_setspecific"));
+    if (g_nDumpedWhileClaiming >= 0)
+        g_nDumpedWhileClaiming = ThreadState_Dump(STDERR_FILENO);
+    return pReal(nKey, pvValue);
+}
+#endif
+
+namespace {
+
+constexpr int PLACES = 64;
+const std::string LONG(200, 'x');
+
+class ThreadStates : public testing::Test {
+protected:
+    ThreadStates() { __SaveThreadState("Here", "/a/file.cpp", 2); }
+    const std::string m_sHere = "thread " + std::to_string(gettid()) + " Here file.cpp:2\n";
+};
+
+TEST_F(ThreadStates, AreForgottenWithTheirThread) {
+    for (int nThread = 0; nThread < PLACES + 10; ++nThread) {
+        std::string sDumped;
+        std::thread([&sDumped] {
+            __SaveThreadState("Other", "b.cpp", 3);
+            sDumped = DumpedThreads();
+        }).join();
+        EXPECT_THAT(sDumped, testing::MatchesRegex(m_sHere + "thread [0-9]+ Other b.cpp:3\n"));
+        EXPECT_EQ(DumpedThreads(), m_sHere);
+    }
+}
+
+#ifndef __SANITIZE_THREAD__
+TEST_F(ThreadStates, ANewThreadDoesNotShowThePositionOfItsPlacesLastOwner) {
+    const interpose::StandardError Dumped;
+    std::thread([] { __SaveThreadState("Last", "last.cpp", 4); }).join();
+    g_nDumpedWhileClaiming = 0;
+    std::thread([] { __SaveThreadState("Next", "next.cpp", 5); }).join();
+    EXPECT_EQ(std::exchange(g_nDumpedWhileClaiming, -1), 1);
+}
+#endif
+
+TEST_F(ThreadStates, AreWrittenWholeOrTheDumpFails) {
+    const interpose::StandardError Dumped(interpose::Channel::Pipe);
+    g_enWrites = Writes::ByteByByte;
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 1);
+    EXPECT_EQ(Dumped.Read(), m_sHere);
+    g_enWrites = Writes::Nothing;
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1);
+    g_enWrites = Writes::AsAsked;
+    EXPECT_EQ(Dumped.Read(), "");
+    EXPECT_EQ(ThreadState_Dump(-1), -1);
+}
+
+TEST_F(ThreadStates, ToAReaderThatHasGoneFail) {
+    interpose::StandardError Dumped;
+    Dumped.CloseReader();
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1); // SIGPIPE would end the test program
+}
+
+TEST_F(ThreadStates, NamesOutliveTheLibraryThatGaveThem) {
+    void *const pUnloaded = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    char *const szFunction = static_cast<char *>(pUnloaded);
+    char *const szFile = szFunction + 100;
+    std::string("Unloaded").copy(szFunction, 99);
+    ("/x/" + LONG).copy(szFile, 1000);
+    __SaveThreadState(szFunction, szFile, 7);
+    munmap(pUnloaded, 4096);
+    EXPECT_THAT(DumpedThreads(), EndsWith(" Unloaded " + LONG.substr(0, 39) + ":7\n"));
+}
+
+TEST_F(ThreadStates, LongFunctionNamesAreCut) {
+    __SaveThreadState((LONG + "!").c_str(), "/a/file.cpp", 2);
+    EXPECT_THAT(DumpedThreads(), EndsWith(" " + LONG.substr(0, 79) + " file.cpp:2\n"));
+}
+
+TEST_F(ThreadStates, AreNotTornWhileTheirThreadMoves) {
+    std::atomic<bool> bStop = false;
+    std::jthread Mover([&bStop] {
+        for (unsigned nMove = 0; !bStop; ++nMove)
+            nMove % 2 == 0 ? __SaveThreadState("Even", "even.cpp", 2) : __SaveThreadState("Odd", "odd.cpp", 1);
+    });
+    for (int nDump = 0; nDump < 5000; ++nDump)
+        EXPECT_THAT(DumpedThreads(),
+                    testing::MatchesRegex(m_sHere + "(thread [0-9]+ (Even even.cpp:2|Odd odd.cpp:1)\n)?"));
+    bStop = true;
+}
+
+TEST_F(ThreadStates, BeyondSixtyFourThreadsAreNotRecorded) {
+    constexpr int OTHERS = PLACES + 6;
+    std::barrier AllSaved(OTHERS + 1);
+    std::vector<std::jthread> Threads;
+    for (int nThread = 0; nThread < OTHERS; ++nThread)
+        Threads.emplace_back([&AllSaved] {
+            __SaveThreadState(nullptr, nullptr, 4);
+            AllSaved.arrive_and_wait();
+            AllSaved.arrive_and_wait();
+        });
+    AllSaved.arrive_and_wait();
+    const interpose::StandardError Dumped(interpose::Channel::Pipe);
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), PLACES);
+    AllSaved.arrive_and_wait();
+}
+
+TEST_F(ThreadStates, OfAForkedChildAreItsOwnThreadOnly) {
+    std::barrier OtherIsThere(2);
+    std::jthread Other([&OtherIsThere] {
+        __SaveThreadState("Other", "b.cpp", 2);
+        OtherIsThere.arrive_and_wait();
+        OtherIsThere.arrive_and_wait();
+    });
+    OtherIsThere.arrive_and_wait();
+    const interpose::StandardError Dumped(interpose::Channel::Pipe);
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        ThreadState_Dump(STDERR_FILENO);
+        __SaveThreadState("Child", "c.cpp", 3); // in the same place
+        ThreadState_Dump(STDERR_FILENO);
+        _exit(0);
+    }
+    waitpid(nChild, nullptr, 0);
+    const std::string sThread = "thread " + std::to_string(nChild);
+    EXPECT_EQ(Dumped.Read(), sThread + " Here file.cpp:2\n" + sThread + " Child c.cpp:3\n");
+    EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 2) << "in the parent";
+    OtherIsThere.arrive_and_wait();
+}
+
+} // namespace
