@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 
 #include "threadcheck.h"
 
@@ -54,9 +55,14 @@ private:
 
 // The positions of all threads, as a dump writes them.
 inline std::string DumpedThreads() {
-    const StandardError Dumped(Channel::Pipe);
-    ThreadState_Dump(STDERR_FILENO);
-    return Dumped.Read();
+    int anEnds[2] = {-1, -1};
+    EXPECT_EQ(pipe(anEnds), 0);
+    ThreadState_Dump(anEnds[1]);
+    close(anEnds[1]);
+    char acText[8192];
+    const ssize_t nRead = read(anEnds[0], acText, sizeof acText);
+    close(anEnds[0]);
+    return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
 }
 
 } // namespace interpose

@@ -1,20 +1,19 @@
-/* The library on its real services: what holds of the two together. */
+// The library on its real services: what holds of the two together.
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <barrier>
-#include <functional>
-#include <string>
+#include <deque>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "clock_api.h"
-#include "threadcheck.h"
+#include "interpose/standard_error.h"
 #include "timecode.h"
+
+using interpose::DumpedThreads;
 
 namespace {
 
@@ -26,11 +25,6 @@ void HoldUp() {
         pHoldUp->arrive_and_wait();
         pHoldUp->arrive_and_wait();
     }
-}
-
-template <class F>
-F *Real(const char *szName) {
-    return reinterpret_cast<F *>(dlsym(RTLD_NEXT, szName));
 }
 
 constexpr UINT64 PTS = 9000;
@@ -49,37 +43,17 @@ BOOL Ask(int nInput, int enSource) {
     return Timecode_GetUTC(nInput, &enSource, FALSE, 25, 25000, PTS, 0, 0, &Utc, &Vitc, &bSame, &pCursor);
 }
 
-// Nobody reads standard error.
 class Together : public testing::Test {
 protected:
-    Together() {
-        EXPECT_EQ(pipe(m_anUnread), 0);
-        dup2(m_anUnread[1], STDERR_FILENO);
-        TimecodeLib_Init(MISP_PROFILE_62);
-    }
+    Together() { TimecodeLib_Init(MISP_PROFILE_62); }
     ~Together() override {
         ThreadState_Enable(FALSE);
         TimecodeLib_Shutdown();
-        dup2(m_nSaved, STDERR_FILENO);
-        for (const int nFile : {m_nSaved, m_anUnread[0], m_anUnread[1]})
-            close(nFile);
     }
 
 private:
-    int m_nSaved = dup(STDERR_FILENO);
-    int m_anUnread[2] = {-1, -1};
+    const interpose::StandardError m_Unread{interpose::Channel::Pipe};
 };
-
-std::string Dumped() {
-    int anEnds[2];
-    EXPECT_EQ(pipe(anEnds), 0);
-    ThreadState_Dump(anEnds[1]);
-    close(anEnds[1]);
-    char acText[8192];
-    const ssize_t nRead = read(anEnds[0], acText, sizeof(acText));
-    close(anEnds[0]);
-    return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
-}
 
 struct Cancelled {
     int enSource;
@@ -100,8 +74,9 @@ TEST_F(Together, AThreadCancelledInAMessageLeavesNoLockBehind) {
     const struct {
         int nMaxLevel;
         int enSource;
-    } Rows[] = {{DBG_LEVEL_DEBUG, TCSOURCE_HIGH_PRECISION_TIMESTAMP}, {DBG_LEVEL_ERROR, 9}};
-    for (const auto &[nMaxLevel, enSource] : Rows) {
+    } ROWS[] = {{.nMaxLevel = DBG_LEVEL_DEBUG, .enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP},
+                {.nMaxLevel = DBG_LEVEL_ERROR, .enSource = 9}};
+    for (const auto &[nMaxLevel, enSource] : ROWS) {
         DbgSetMaxLevel(g_hTCLibDbg, nMaxLevel);
         Cancelled Asked{.enSource = enSource};
         pthread_t Thread{};
@@ -114,66 +89,64 @@ TEST_F(Together, AThreadCancelledInAMessageLeavesNoLockBehind) {
     }
 }
 
+// Each brings the barrier's first phase to its end where the thread is to be seen.
+void HoldALock(std::barrier<> &Seen) {
+    t_pHoldUp = &Seen;
+    Queue(0);
+}
+
+void WaitForThatLock(std::barrier<> &Seen) {
+    Seen.arrive_and_wait();
+    Queue(0);
+    Seen.arrive_and_wait();
+}
+
+void LeaveALock(std::barrier<> &Seen) {
+    Queue(1);
+    Seen.arrive_and_wait();
+    Seen.arrive_and_wait();
+}
+
+void LeaveAnInnerLock(std::barrier<> &Seen) {
+    Queue(2);
+    t_pHoldUp = &Seen;
+    Ask(2, TCSOURCE_HIGH_PRECISION_TIMESTAMP);
+}
+
 TEST_F(Together, ADumpTellsWaiterHolderAndThoseThatHaveLeft) {
     const struct {
-        const char *szWho;
-        std::function<void(std::barrier<> &)> Act; // brings the barrier's first phase to its end where it is to be seen
+        void (*pAct)(std::barrier<> &);
         const char *szShown;
-    } Rows[] = {{"the holder",
-                 [](std::barrier<> &Hold) {
-                     t_pHoldUp = &Hold;
-                     Queue(0);
-                 },
-                 "Timecode_SetUTC: holds lock ingest.cpp"},
-                {"the waiter",
-                 [](std::barrier<> &Hold) {
-                     Hold.arrive_and_wait();
-                     Queue(0);
-                     Hold.arrive_and_wait();
-                 },
-                 "Timecode_SetUTC: waits for lock ingest.cpp"},
-                {"one that has left",
-                 [](std::barrier<> &Hold) {
-                     Queue(1);
-                     Hold.arrive_and_wait();
-                     Hold.arrive_and_wait();
-                 },
-                 "Timecode_SetUTC: has unlocked ingest.cpp"},
-                {"the holder of an outer lock, after the inner one",
-                 [](std::barrier<> &Hold) {
-                     Queue(2);
-                     t_pHoldUp = &Hold;
-                     Ask(2, TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-                 },
-                 "AnswerUnderLock: holds lock profile62.cpp"}};
+    } ROWS[] = {{.pAct = HoldALock, .szShown = "Timecode_SetUTC: holds lock ingest.cpp"},
+                {.pAct = WaitForThatLock, .szShown = "Timecode_SetUTC: waits for lock ingest.cpp"},
+                {.pAct = LeaveALock, .szShown = "Timecode_SetUTC: has unlocked ingest.cpp"},
+                {.pAct = LeaveAnInnerLock, .szShown = "AnswerUnderLock: holds lock profile62.cpp"}};
     ThreadState_Enable(TRUE);
+    std::deque<std::barrier<>> Barriers;
     std::vector<std::jthread> Threads;
-    std::vector<std::barrier<> *> Holds;
     std::vector<std::string> Expected;
-    for (const auto &[szWho, Act, szShown] : Rows) {
+    for (const auto &Row : ROWS) {
         std::atomic<pid_t> nThread = 0;
-        Holds.push_back(new std::barrier<>(2));
-        Threads.emplace_back([&nThread, &Act = Act, &Hold = *Holds.back()] {
+        std::barrier<> &Seen = Barriers.emplace_back(2);
+        Threads.emplace_back([&nThread, &Row, &Seen] {
             nThread = gettid();
             nThread.notify_one();
-            Act(Hold);
+            Row.pAct(Seen);
         });
         nThread.wait(0);
-        Holds.back()->arrive_and_wait();
-        Expected.push_back("thread " + std::to_string(nThread) + " " + szShown);
+        Seen.arrive_and_wait();
+        Expected.push_back("thread " + std::to_string(nThread) + " " + Row.szShown);
     }
     // Nothing tells when a thread has begun to wait for a lock but the dump.
-    while (Dumped().find("waits for lock") == std::string::npos)
+    while (DumpedThreads().find("waits for lock") == std::string::npos)
         sched_yield();
-    const std::string sDump = Dumped();
-    for (size_t nRow = 0; nRow < Expected.size(); ++nRow)
-        EXPECT_THAT(sDump, testing::HasSubstr(Expected[nRow])) << Rows[nRow].szWho;
-    for (std::barrier<> *const pHold : Holds)
-        pHold->arrive_and_wait();
+    const std::string sDump = DumpedThreads();
+    for (const std::string &sExpected : Expected)
+        EXPECT_THAT(sDump, testing::HasSubstr(sExpected));
+    for (std::barrier<> &Seen : Barriers)
+        Seen.arrive_and_wait();
     Threads.clear();
-    for (const std::barrier<> *const pHold : Holds)
-        delete pHold;
-    EXPECT_EQ(Dumped(), "");
+    EXPECT_EQ(DumpedThreads(), "");
 }
 
 // The thread sanitizer is the judge.
@@ -189,7 +162,7 @@ TEST_F(Together, LevelAndThreadStatesMayBeSetWhileOthersTrace) {
         DbgSetMaxLevel(g_hTCLibDbg, nChange % 2 == 0 ? DBG_LEVEL_DEBUG : DBG_LEVEL_ERROR);
         EXPECT_EQ(DbgIsWritten(g_hTCLibDbg, DBG_LEVEL_DEBUG), nChange % 2 == 0 ? TRUE : FALSE);
         ThreadState_Enable(nChange % 3 == 0 ? TRUE : FALSE);
-        Dumped();
+        DumpedThreads();
     }
     bStop = true;
     Threads.clear();
@@ -200,13 +173,14 @@ TEST_F(Together, LevelAndThreadStatesMayBeSetWhileOthersTrace) {
 } // namespace
 
 extern "C" void FastLinkAtStartD(FNODE_D *pNode, void *pvObject, FLIST_D *pList) {
-    static const auto pReal = Real<void(FNODE_D *, void *, FLIST_D *)>("FastLinkAtStartD");
+    static const auto pReal = reinterpret_cast<decltype(&FastLinkAtStartD)>(dlsym(RTLD_NEXT, "FastLinkAtStartD"));
     HoldUp();
     pReal(pNode, pvObject, pList);
 }
 
 extern "C" int ClockCvtUtc2DateTime(INT64 llUTC, date_time_t *pDateTime) {
-    static const auto pReal = Real<int(INT64, date_time_t *)>("ClockCvtUtc2DateTime");
+    static const auto pReal =
+        reinterpret_cast<decltype(&ClockCvtUtc2DateTime)>(dlsym(RTLD_NEXT, "ClockCvtUtc2DateTime"));
     HoldUp();
     return pReal(llUTC, pDateTime);
 }
