@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
     Demand(bWatchdogSeesTheTime, "the watchdog is set");
     FuzzedBytes From(pBytes, nSize);
     g_Clock.bReal = false;
-    model::Session(Both(), From, CARE).Run();
+    model::RunSession(Both(), From, CARE);
     g_Clock.bReal = true;
     return 0;
 }

@@ -48,7 +48,7 @@ TEST(Comparison, RandomSessionsAreAnsweredAsTheModelSays) {
         RandomChoices From(nSession, 20'000);
         const auto enCare = nSession % 4 == 0 ? model::Care::Thorough : model::Care::Fast;
         try {
-            model::Session(Both, From, enCare).Run();
+            model::RunSession(Both, From, enCare);
         } catch (const BrokenPromise &Broken) {
             FAIL() << "session " << nSession << ": " << Broken.what();
         }

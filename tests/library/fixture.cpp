@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <regex>
 
 #include "threadcheck.h"
@@ -10,7 +9,6 @@
 namespace {
 
 constexpr INT64 DAY_SEC = 86'400;
-constexpr BOOL UNTOUCHED = 7;
 INT64 g_nNoonSec = 1'700'049'600; // 2023-11-15
 
 } // namespace
@@ -85,30 +83,11 @@ std::ostream &operator<<(std::ostream &Out, const Time &Told) {
 }
 
 Answer Ask(const Request &Asked, void *pCursor) {
-    Answer Got{.bSame = UNTOUCHED, .pCursor = pCursor};
-    MISP_UTC Utc;
-    memset(static_cast<void *>(&Utc), UNTOUCHED, sizeof Utc);
-    const vitc_t Untouched = Timecode(77, 77, 77, 77);
-    vitc_t Label = Untouched;
-    int enSource = Asked.enSource;
-    const auto Unless = [&Asked](Null enNull, auto *pOut) { return Asked.enNull == enNull ? nullptr : pOut; };
-    Got.bResult = Timecode_GetUTC(Asked.nInput, Unless(Null::Source, &enSource), Asked.bSwitch, Asked.nRate,
-                                  Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC, Unless(Null::Utc, &Utc),
-                                  Unless(Null::Timecode, &Label), Unless(Null::Same, &Got.bSame),
-                                  Unless(Null::Cursor, &Got.pCursor));
-    if (Utc.enTimecodeSource != UNTOUCHED * 0x01010101)
-        Got.Utc = Utc;
-    if (!(Label == Untouched))
-        Got.Label = Label;
-    return Got;
+    return {model::GetUtc(Asked, pCursor)};
 }
 
 Answer AskSystem(const Request &Asked) {
-    Answer Got{.Utc = MISP_UTC{}, .Label = vitc_t{}};
-    Got.bResult = Timecode_GetSystemUTC(Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC,
-                                        Asked.enNull == Null::Utc ? nullptr : &*Got.Utc,
-                                        Asked.enNull == Null::Timecode ? nullptr : &*Got.Label);
-    return Got;
+    return {model::GetSystemUtc(Asked)};
 }
 
 model::Statistics Stats(int nInput) {

@@ -10,7 +10,7 @@
 
 #include "interpose/clock.h"
 #include "interpose/services.h"
-#include "model/library.h"
+#include "model/calls.h"
 
 using interpose::g_Clock;
 using interpose::g_Services;
@@ -53,12 +53,8 @@ struct Time {
     friend std::ostream &operator<<(std::ostream &Out, const Time &Told);
 };
 
-struct Answer {
-    BOOL bResult = FALSE;
-    std::optional<MISP_UTC> Utc{};
-    std::optional<vitc_t> Label{};
-    BOOL bSame = FALSE;
-    void *pCursor = nullptr;
+// What a request wrote.
+struct Answer : model::Written {
     [[nodiscard]] std::optional<::Time> Time() const; // nothing where no record was written
 };
 Answer Ask(const Request &Asked, void *pCursor = nullptr);

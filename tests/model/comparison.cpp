@@ -1,8 +1,9 @@
 #include "model/comparison.h"
 
 #include <algorithm>
-#include <ctime>
-#include <string>
+
+#include "model/calls.h"
+#include "model/rules.h"
 
 namespace model {
 
@@ -11,34 +12,9 @@ Library Comparison::s_Model;
 
 namespace {
 
-constexpr unsigned char UNTOUCHED = 0xA5;
-
-// A variable of the caller before a call, so that a write shows.
-template <class T>
-struct Marked {
-    T Value;
-    Marked() { std::memset(static_cast<void *>(&Value), UNTOUCHED, sizeof Value); }
-    [[nodiscard]] bool IsUntouched() const {
-        const auto *const pBytes = reinterpret_cast<const unsigned char *>(&Value);
-        return std::all_of(pBytes, pBytes + sizeof Value, [](unsigned char nByte) { return nByte == UNTOUCHED; });
-    }
-    [[nodiscard]] T *Unless(bool bNull) { return bNull ? nullptr : &Value; }
-    [[nodiscard]] std::optional<T> Written() const { return IsUntouched() ? std::nullopt : std::optional(Value); }
-};
-
-std::optional<Record> WrittenRecord(const Marked<MISP_UTC> &Utc) {
-    return Utc.IsUntouched() ? std::nullopt : std::optional(RecordOf(Utc.Value));
+std::optional<Record> RecordIn(const Written &Got) {
+    return Got.Utc ? std::optional(RecordOf(*Got.Utc)) : std::nullopt;
 }
-
-// A request of system time and its difference, told together.
-struct Call {
-    const Request &Asked;
-    const Answer &Given;
-    friend bool operator==(const Call &Left, const Call &Right) { return Left.Given == Right.Given; }
-    friend std::ostream &operator<<(std::ostream &Out, const Call &Told) {
-        return Out << Told.Given << "\n    asked: " << Told.Asked;
-    }
-};
 
 // The generator's context and the timecode that it wrote.
 struct NumberedPicture {
@@ -61,22 +37,13 @@ struct NumberedPicture {
 
 } // namespace
 
-template <class T>
-void Comparison::Same(const T &Wanted, const T &Got, const char *szCall) {
+template <class T, class... OF>
+void Comparison::Same(const T &Wanted, const T &Got, const char *szCall, const OF &...Of) {
     ++m_nCalls;
-    if (!(Wanted == Got))
-        DemandEqual(Wanted, Got, (std::string(szCall) + ", call " + std::to_string(m_nCalls)).c_str());
-    SameWords(szCall);
-}
-
-void Comparison::SameWords(const char *szCall) {
+    DemandEqual(Wanted, Got, szCall, ", call ", m_nCalls, Of...);
     const model::Said Expected = s_Model.TakeSaid();
-    if (m_pTakeSaid == nullptr)
-        return;
-    const model::Said Got = m_pTakeSaid();
-    if (!(Expected == Got))
-        DemandEqual(Expected, Got,
-                    ("what " + std::string(szCall) + ", call " + std::to_string(m_nCalls) + ", says").c_str());
+    if (m_pTakeSaid != nullptr)
+        DemandEqual(Expected, m_pTakeSaid(), "messages and reports of ", szCall, ", call ", m_nCalls);
 }
 
 void Comparison::Start(int enRevision) {
@@ -122,8 +89,8 @@ std::optional<Statistics> Comparison::ReadStatistics(int nInput, bool bNull) {
     Marked<TIMECODE_STATS> Stats;
     const BOOL bRead = Timecode_GetStats(nInput, Stats.Unless(bNull));
     std::optional<Statistics> Got;
-    if (!Stats.IsUntouched())
-        Got = Statistics{Stats.Value.enTimecodeSource, Stats.Value.nTimeSourceSwitches};
+    if (const auto Read = Stats.Written())
+        Got = Statistics{Read->enTimecodeSource, Read->nTimeSourceSwitches};
     Same(s_Model.ReadStatistics(nInput, bNull), Got, "statistics");
     Demand((bRead == TRUE) == Got.has_value(), "statistics are read when it says so");
     return Got;
@@ -137,7 +104,7 @@ void Comparison::ResetStatistics(int nInput) {
 Cursor Comparison::CursorOf(int nInput, void *pCursor) {
     if (pCursor == nullptr)
         return {};
-    if (nInput < 0 || nInput >= NUM_VIDEO_INPUTS)
+    if (!IsInput(nInput))
         return {Cursor::Kind::Foreign};
     const Addresses &Known = s_Addresses.at(static_cast<size_t>(nInput));
     const auto *const pFound = std::ranges::find(Known, pCursor);
@@ -161,22 +128,12 @@ Cursor Comparison::MovedCursor(const Request &Asked, const Cursor &Expected, voi
 
 Answer Comparison::Ask(Request Asked, void *&pCursor) {
     Asked.Cursor = CursorOf(Asked.nInput, pCursor);
-    Marked<MISP_UTC> Utc;
-    Marked<vitc_t> Vitc;
-    Marked<BOOL> bSame;
-    void *pMoved = pCursor;
-    int enSource = Asked.enSource;
-    const BOOL bResult =
-        Timecode_GetUTC(Asked.nInput, Asked.enNull == Null::Source ? nullptr : &enSource, Asked.bSwitch, Asked.nRate,
-                        Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC, Utc.Unless(Asked.enNull == Null::Utc),
-                        Vitc.Unless(Asked.enNull == Null::Timecode), bSame.Unless(Asked.enNull == Null::Same),
-                        Asked.enNull == Null::Cursor ? nullptr : &pMoved);
+    const Written Raw = GetUtc(Asked, pCursor);
     const Answer Expected = s_Model.Ask(Asked);
-    const Answer Got{bResult, WrittenRecord(Utc), Vitc.Written(), bSame.Written(),
-                     MovedCursor(Asked, Expected.Cursor, pCursor, pMoved)};
-    Same(Call{Asked, Expected}, Call{Asked, Got}, "a request");
-    Demand(enSource == Asked.enSource, "a request leaves the configured source alone");
-    pCursor = pMoved;
+    const Answer Got{Raw.bResult, RecordIn(Raw), Raw.Label, Raw.bSame,
+                     MovedCursor(Asked, Expected.Cursor, pCursor, Raw.pCursor)};
+    Same(Expected, Got, "a request", "\n  asked:  ", Asked);
+    pCursor = Raw.pCursor;
     return Got;
 }
 
@@ -191,13 +148,9 @@ void Comparison::ReadAllRecords() {
 }
 
 Answer Comparison::AskSystem(const Request &Asked) {
-    Marked<MISP_UTC> Utc;
-    Marked<vitc_t> Vitc;
-    const BOOL bResult =
-        Timecode_GetSystemUTC(Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC,
-                              Utc.Unless(Asked.enNull == Null::Utc), Vitc.Unless(Asked.enNull == Null::Timecode));
-    const Answer Got{.bResult = bResult, .Utc = WrittenRecord(Utc), .Timecode = Vitc.Written(), .Cursor = Asked.Cursor};
-    Same(Call{Asked, s_Model.AskSystem(Asked)}, Call{Asked, Got}, "a request for system time");
+    const Written Raw = GetSystemUtc(Asked);
+    const Answer Got{.bResult = Raw.bResult, .Utc = RecordIn(Raw), .Timecode = Raw.Label, .Cursor = Asked.Cursor};
+    Same(s_Model.AskSystem(Asked), Got, "a request for system time", "\n  asked:  ", Asked);
     return Got;
 }
 
@@ -215,7 +168,7 @@ void Comparison::Convert(INT64 llUTC, const PictureRate &Rate, bool bNullUtc, bo
     const BOOL bResult =
         TimeCode_UTCToSMPTE12M(bNullUtc ? nullptr : &llGiven, Rate.nWhole, Rate.nCode, Vitc.Unless(bNullTimecode));
     Same(s_Model.Convert(bNullUtc ? nullptr : &llUTC, Rate, bNullTimecode), Vitc.Written(), "a conversion");
-    Demand((bResult == TRUE) == !Vitc.IsUntouched() && llGiven == llUTC, "a conversion writes when it says so");
+    Demand((bResult == TRUE) == Vitc.Written().has_value() && llGiven == llUTC, "a conversion writes when it says so");
 }
 
 void Comparison::CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull) {
@@ -225,7 +178,7 @@ void Comparison::CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vi
 }
 
 vitc_t Comparison::Number(SMPTE12M1_CONTEXT &Context, UINT64 nPts, bool bNullContext, bool bNullNew) {
-    NumberedPicture Expected{Context, Marked<vitc_t>().Value};
+    NumberedPicture Expected{Context, {}};
     NumberedPicture Got = Expected;
     Timecode_MakeSMPTE12M1VITC(bNullContext ? nullptr : &Got.Context, 0, nPts, bNullNew ? nullptr : &Got.New);
     s_Model.Number(bNullContext ? nullptr : &Expected.Context, nPts, bNullNew ? nullptr : &Expected.New);

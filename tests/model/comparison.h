@@ -40,9 +40,9 @@ public:
 private:
     using Addresses = std::array<void *, RECORDS_PER_INPUT>;
 
-    template <class T>
-    void Same(const T &Wanted, const T &Got, const char *szCall);
-    void SameWords(const char *szCall);
+    // The answer, the messages and the reports of a call. Of: words that go with it.
+    template <class T, class... OF>
+    void Same(const T &Wanted, const T &Got, const char *szCall, const OF &...Of);
     static Cursor CursorOf(int nInput, void *pCursor);
     static Cursor MovedCursor(const Request &Asked, const Cursor &Expected, void *pBefore, void *pAfter);
 

@@ -24,13 +24,14 @@ void Tell(std::ostream &Out, const std::optional<T> &Value) {
     Value ? Tell(Out, *Value) : Tell(Out, "nothing");
 }
 
-// The same of two values, with what was wanted and what came. szOf says of what.
-template <class T>
-void DemandEqual(const T &Wanted, const T &Got, const char *szOf) {
+// The same of two values, with what was wanted and what came. Of: words that say of what.
+template <class T, class... OF>
+void DemandEqual(const T &Wanted, const T &Got, const OF &...Of) {
     if (Wanted == Got)
         return;
     std::ostringstream Words;
-    Tell(Words << szOf << "\n  wanted: ", Wanted);
+    (Words << ... << Of);
+    Tell(Words << "\n  wanted: ", Wanted);
     Tell(Words << "\n  got:    ", Got);
     throw BrokenPromise(Words.str());
 }

@@ -107,8 +107,7 @@ void CheckTime(Input &In, const model::Answer &Given, INT64 nPicture) {
     if (Timecode_GetMISPRevision() == MISP_PROFILE_2016_2 && Record.enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
         return; // no UTC is made of it
     if (nErrorUsec > TOLERANCE_USEC.at(nSource))
-        DemandEqual(UtcOf(nPicture), Record.Payload.Utc(),
-                    ("the time by the " + model::SourceText(Record.enSource)).c_str());
+        DemandEqual(UtcOf(nPicture), Record.Payload.Utc(), "the time by the ", model::SourceText(Record.enSource));
     In.nWorstUsec = std::max(In.nWorstUsec, nErrorUsec);
 }
 
