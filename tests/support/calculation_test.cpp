@@ -73,36 +73,26 @@ TEST(Clock, ConvertsEveryInstantBothWays) {
 
 TEST(Clock, RefusesFieldsThatNameNoInstantAndLeavesTheOutput) {
     using Date = date_time_t;
-    constexpr Date FEBRUARY{2100, 2, 28, 0, 0, 0, 0}, LAST{294247, 1, 10, 4, 0, 54, 775807};
     const struct {
-        Date Of; // an instant
         int Date::*pField;
-        int nValue; // that makes it none
-    } ROWS[] = {{FEBRUARY, &Date::year, INT32_MAX},
-                {FEBRUARY, &Date::year, INT32_MIN},
-                {FEBRUARY, &Date::year, -290308},
-                {FEBRUARY, &Date::month, 0},
-                {FEBRUARY, &Date::month, 13},
-                {FEBRUARY, &Date::month, 257},
-                {FEBRUARY, &Date::dayOfMonth, 0},
-                {FEBRUARY, &Date::dayOfMonth, 29},
-                {FEBRUARY, &Date::dayOfMonth, 257},
-                {FEBRUARY, &Date::hour, 24},
-                {FEBRUARY, &Date::hour, -1},
-                {FEBRUARY, &Date::min, 60},
-                {FEBRUARY, &Date::min, -1},
-                {FEBRUARY, &Date::sec, 60},
-                {FEBRUARY, &Date::sec, -1},
-                {FEBRUARY, &Date::microsec, -1},
-                {FEBRUARY, &Date::microsec, 1'000'000},
-                {LAST, &Date::microsec, 775'808}};
-    for (const auto &Row : ROWS) {
-        Date Refused = Row.Of;
-        Refused.*Row.pField = Row.nValue;
-        INT64 llUTC = 42;
-        EXPECT_EQ(ClockCvtDateTime2Utc(&Refused, &llUTC), CLOCK_ERROR_FIELD_RANGE) << testing::PrintToString(Refused);
-        EXPECT_EQ(llUTC, 42);
-    }
+        std::vector<int> Refused;
+        Date Of = {2100, 2, 28, 0, 0, 0, 0};
+    } ROWS[] = {{.pField = &Date::year, .Refused = {INT32_MAX, INT32_MIN, -290308}},
+                {.pField = &Date::month, .Refused = {0, 13, 257}},
+                {.pField = &Date::dayOfMonth, .Refused = {0, 29, 257}},
+                {.pField = &Date::hour, .Refused = {-1, 24}},
+                {.pField = &Date::min, .Refused = {-1, 60}},
+                {.pField = &Date::sec, .Refused = {-1, 60}},
+                {.pField = &Date::microsec, .Refused = {-1, 1'000'000}},
+                {.pField = &Date::microsec, .Refused = {775'808}, .Of = {294247, 1, 10, 4, 0, 54, 775'807}}};
+    for (const auto &Row : ROWS)
+        for (const int nValue : Row.Refused) {
+            Date Given = Row.Of;
+            Given.*Row.pField = nValue;
+            INT64 llUTC = 42;
+            EXPECT_EQ(ClockCvtDateTime2Utc(&Given, &llUTC), CLOCK_ERROR_FIELD_RANGE) << "row " << &Row - ROWS;
+            EXPECT_EQ(llUTC, 42) << nValue;
+        }
 }
 
 TEST(Clock, NowIsMicrosecondsOrMinusOne) {

@@ -1,5 +1,6 @@
 // Every kind of standard error, with nobody reading: no message waits, none is lost uncounted, each begins its own line.
 #include <fcntl.h>
+#include <functional>
 #include <gmock/gmock.h>
 #include <regex>
 #include <sys/eventfd.h>
@@ -133,61 +134,6 @@ const Kind KINDS[] = {
     {.szName = "Closed", .pMake = Closed, .enPass = Pass::None, .nThreads = 1},
 };
 
-void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
-    for (int nLength = nFirst; nLength < LENGTHS; nLength += nStep)
-        _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "%.*s.", nLength, std::string(LENGTHS, 'x').c_str());
-}
-
-// Prints all lengths, waits until what passed has been read, prints once more, and at last to a pipe of its own.
-void PrintAll(const Kind &Of, int nParent, int nOwnPipe) {
-    HDBG hDbg = nullptr;
-    _DoDbgInit("M", &hDbg);
-    std::vector<std::jthread> Threads;
-    for (int nThread = 0; nThread < Of.nThreads - 1; ++nThread)
-        Threads.emplace_back(PrintFrom, hDbg, nThread, Of.nThreads);
-    PrintFrom(hDbg, Of.nThreads - 1, Of.nThreads);
-    Threads.clear();
-    char cByte = 0;
-    if (send(nParent, &cByte, 1, 0) == 1 && recv(nParent, &cByte, 1, 0) == 1)
-        _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "last.");
-    dup2(nOwnPipe, STDERR_FILENO);
-    _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "to a pipe.");
-    _exit(0);
-}
-
-// Goes on in a child that is not in the terminal's foreground; this process fails when the child is stopped.
-void GoOnInBackground() {
-    const pid_t nChild = fork();
-    if (nChild == 0) {
-        setpgid(0, 0);
-        alarm(WATCHDOG_SECONDS);
-        return;
-    }
-    int nStatus = 0;
-    waitpid(nChild, &nStatus, WUNTRACED);
-    if (WIFSTOPPED(nStatus))
-        kill(nChild, SIGKILL);
-    _exit(WIFEXITED(nStatus) ? WEXITSTATUS(nStatus) : 4);
-}
-
-// In the child, whose standard error is the channel.
-[[noreturn]] void Write(const Kind &Of, const Ends &Channel, int nParent, int nOwnPipe) {
-    alarm(WATCHDOG_SECONDS);
-    if (Of.bControlling && (setsid() < 0 || ioctl(Channel.nWrite, TIOCSCTTY, 0) != 0))
-        _exit(2);
-    if (Of.bInBackground)
-        GoOnInBackground();
-    if (dup2(Channel.nWrite, STDERR_FILENO) < 0)
-        close(STDERR_FILENO);
-    if (Of.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)
-        _exit(3);
-    if (!Of.bFirstThreadHasEnded)
-        PrintAll(Of, nParent, nOwnPipe);
-    std::thread(PrintAll, std::cref(Of), nParent, nOwnPipe).detach();
-    for (;;)
-        syscall(SYS_exit, 0); // this thread only
-}
-
 std::string ReadAll(int nFile) {
     std::string sAll;
     char acBytes[4096];
@@ -223,41 +169,84 @@ Told TakeApart(const std::string &sAll) {
     return Of;
 }
 
+void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
+    for (int nLength = nFirst; nLength < LENGTHS; nLength += nStep)
+        _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "%.*s.", nLength, std::string(LENGTHS, 'x').c_str());
+}
+
+// Prints all lengths, reads what has passed, prints once more, and at last to a pipe. The watchdog ends the process where
+// a message waits.
+[[noreturn]] void Print(const Kind &Of, int nReader, const Ends &OwnPipe) {
+    HDBG hDbg = nullptr;
+    _DoDbgInit("M", &hDbg);
+    std::vector<std::jthread> Threads;
+    for (int nThread = 0; nThread < Of.nThreads; ++nThread)
+        Threads.emplace_back(PrintFrom, hDbg, nThread, Of.nThreads);
+    Threads.clear();
+    std::string sPassed = ReadAll(nReader);
+    _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "last.");
+    const Told InChannel = TakeApart(sPassed + ReadAll(nReader));
+    dup2(OwnPipe.nWrite, STDERR_FILENO);
+    _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "to a pipe.");
+    const Told InPipe = TakeApart(ReadAll(OwnPipe.nRead));
+    const int nTaken = nReader < 0 && Of.enPass == Pass::All ? LENGTHS + 1 : InChannel.nComplete;
+    EXPECT_EQ(InPipe.nComplete, 1);
+    EXPECT_EQ(nTaken + InChannel.nLost + InPipe.nLost, LENGTHS + 1);
+    EXPECT_EQ(Of.enPass == Pass::All, nTaken == LENGTHS + 1) << nTaken;
+    EXPECT_EQ(Of.enPass == Pass::None, nTaken == 0) << nTaken;
+    std::fflush(stdout);
+    _exit(testing::Test::HasFailure() ? EXIT_FAILURE : EXIT_SUCCESS);
+}
+
+// Goes on in a child with a watchdog; this process only tells how the child ends. One that is stopped has failed.
+int StatusOf(const std::function<void()> &Child) {
+    const pid_t nChild = fork();
+    if (nChild == 0) {
+        alarm(WATCHDOG_SECONDS);
+        Child();
+    }
+    int nStatus = 0;
+    waitpid(nChild, &nStatus, WUNTRACED);
+    if (WIFSTOPPED(nStatus))
+        kill(nChild, SIGKILL);
+    return nStatus;
+}
+
+// In a process of its own, whose standard error is the channel.
+[[noreturn]] void Write(const Kind &Of, const Ends &Channel) {
+    const Ends OwnPipe = Pipe();
+    if (Of.bControlling && (setsid() < 0 || ioctl(Channel.nWrite, TIOCSCTTY, 0) != 0))
+        _exit(2);
+    if (dup2(Channel.nWrite, STDERR_FILENO) < 0)
+        close(STDERR_FILENO);
+    if (Of.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)
+        _exit(3);
+    if (Of.bInBackground)
+        _exit(StatusOf([&] {
+            setpgid(0, 0);
+            Print(Of, Channel.nRead, OwnPipe);
+        }));
+    if (!Of.bFirstThreadHasEnded)
+        Print(Of, Channel.nRead, OwnPipe);
+    std::thread(Print, std::cref(Of), Channel.nRead, OwnPipe).detach();
+    for (;;)
+        syscall(SYS_exit, 0); // this thread only
+}
+
 class EachChannel : public testing::TestWithParam<Kind> {};
 
 TEST_P(EachChannel, TakesWhatItCanAndCountsTheRest) {
     const Kind &Of = GetParam();
     if (Of.bOtherOwner && geteuid() != 0)
         GTEST_SKIP() << "another owner's channel: only root can make one";
+    interpose::g_Clock.nSec = 1'700'000'000;
+    interpose::g_Clock.nNsec = 0;
     const Ends Channel = Of.pMake();
     ASSERT_TRUE(!Of.bOtherOwner || Of.pMake != Terminal ||
                 (fchown(Channel.nWrite, OWNER, OWNER) == 0 && fchmod(Channel.nWrite, 0600) == 0));
-    const Ends Control = Socket<SOCK_STREAM>();
-    const Ends OwnPipe = Pipe();
-    interpose::g_Clock.nSec = 1'700'000'000;
-    interpose::g_Clock.nNsec = 0;
-    const pid_t nChild = fork();
-    if (nChild == 0)
-        Write(Of, Channel, Control.nWrite, OwnPipe.nWrite);
-    close(Control.nWrite); // so that a child that dies is noticed
-    char cByte = 0;
-    EXPECT_EQ(recv(Control.nRead, &cByte, 1, 0), 1) << "a message waits";
-    std::string sRead = ReadAll(Channel.nRead);
-    send(Control.nRead, &cByte, 1, MSG_NOSIGNAL);
-    int nStatus = 0;
-    waitpid(nChild, &nStatus, 0);
-    EXPECT_EQ(nStatus, 0);
-    sRead += ReadAll(Channel.nRead);
-    const Told InChannel = TakeApart(sRead);
-    const Told InPipe = TakeApart(ReadAll(OwnPipe.nRead));
-    const int nTaken = Channel.nRead < 0 && Of.enPass == Pass::All ? LENGTHS + 1 : InChannel.nComplete;
-    EXPECT_EQ(InPipe.nComplete, 1);
-    EXPECT_EQ(nTaken + InChannel.nLost + InPipe.nLost, LENGTHS + 1);
-    EXPECT_EQ(Of.enPass == Pass::All, nTaken == LENGTHS + 1) << nTaken;
-    EXPECT_EQ(Of.enPass == Pass::None, nTaken == 0) << nTaken;
-    for (const int nFile : {Channel.nRead, Channel.nWrite, Control.nRead, OwnPipe.nRead, OwnPipe.nWrite})
-        if (nFile >= 0)
-            close(nFile);
+    EXPECT_EQ(StatusOf([&] { Write(Of, Channel); }), 0) << "a message waits, or see above";
+    close(Channel.nRead);
+    close(Channel.nWrite);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EachChannel, testing::ValuesIn(KINDS),
