@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
 """Changes the library at single points, spread evenly over its files, and tells which changes no test notices.
 
-usage: scripts/mutate.py [--count N] [--seed N] [--jobs N] [--only TEXT] [--timeout SECONDS]
+usage: scripts/mutate.py [--count N] [--seed N] [--jobs N] [--only TEXT] [--timeout SECONDS] [--stale]
 
 Works on copies of the tree under build/mutation. A change that does not compile is replaced by another. Prints each
 survivor with its change; writes all results to build/mutation/results.txt. Changes that no run can notice are listed in
-scripts/equivalent-mutants.txt, each with the reason; the exit code is 0 when at least 95 % of all others were noticed.
+scripts/equivalent-mutants.txt, each with the reason; entries of that list that match no change are named. The exit code
+is 0 when at least 95 % of all other changes were noticed.
 """
 import argparse
 import concurrent.futures
@@ -182,8 +183,7 @@ def work_through(tree, jobs):
 def pick(count, seed, only):
     """Slots spread over the files by their lines of code; each slot holds changes to try until one compiles."""
     generator = random.Random(seed)
-    names = sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*")
-                   if path.suffix in (".cpp", ".h") and only in str(path))
+    names = [name for name in library_files() if only in name]
     weights = {name: len(code_lines((ROOT / name).read_text())) for name in names}
     total = sum(weights.values())
     jobs = []
@@ -196,11 +196,26 @@ def pick(count, seed, only):
     return jobs
 
 
+def without_line_number(text):
+    return re.sub(r":\d+:", ":", text, count=1)
+
+
+def library_files():
+    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*") if path.suffix in (".cpp", ".h"))
+
+
 def known_equivalents():
-    if not EQUIVALENT.exists():
-        return set()
     lines = EQUIVALENT.read_text().split("\n")
-    return {re.sub(r":\d+:", ":", line, count=1) for line in lines if line and not line.startswith(("#", " "))}
+    return {line for line in lines if line and not line.startswith("#")}
+
+
+def stale(equivalents):
+    """Entries of the list that are no change of the library as it is."""
+    possible = set()
+    for name in library_files():
+        lines = (ROOT / name).read_text().split("\n")
+        possible.update(without_line_number(describe(name, lines, change)) for change in changes_of(ROOT / name))
+    return sorted(equivalents - possible)
 
 
 def main():
@@ -210,16 +225,23 @@ def main():
     parser.add_argument("--jobs", type=int, default=2, help="copies of the tree that work at once (default 2)")
     parser.add_argument("--only", default="", help="only files whose path holds this text")
     parser.add_argument("--timeout", type=int, default=60, help="seconds after which a test counts as failed")
+    parser.add_argument("--stale", action="store_true",
+                        help="only tell which entries of the list match no change; exit code 1 where one does not")
     arguments = parser.parse_args()
+    equivalents = known_equivalents()
+    unmatched = stale(equivalents)
+    for entry in unmatched:
+        print(f"{EQUIVALENT.name} matches no change: {entry}", flush=True)
+    if arguments.stale:
+        sys.exit(1 if unmatched else 0)
     WORK.mkdir(parents=True, exist_ok=True)
     jobs = pick(arguments.count, arguments.seed, arguments.only)
     trees = [Tree(index, arguments.timeout) for index in range(arguments.jobs)]
     with concurrent.futures.ThreadPoolExecutor(arguments.jobs) as pool:
         shares = [pool.submit(work_through, tree, jobs[index::len(trees)]) for index, tree in enumerate(trees)]
         results = [result for share in shares for result in share.result()]
-    equivalents = known_equivalents()
     survivors = [text for noticed, text in results if not noticed]
-    unexplained = [text for text in survivors if re.sub(r":\d+:", ":", text, count=1) not in equivalents]
+    unexplained = [text for text in survivors if without_line_number(text) not in equivalents]
     verdicts = sorted(("noticed  " if n else "SURVIVED ") + t for n, t in results)
     (WORK / "results.txt").write_text("\n".join(verdicts) + "\n")
     noticed = len(results) - len(survivors)
