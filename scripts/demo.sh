@@ -97,7 +97,10 @@ echo "Coding in real time, revision $revision, switching allowed ..."
 # shellcheck disable=SC2086 # an option with its value
 "$encoder" "$input" -o "$output/stamped.ts" --csv "$output/times.csv" --realtime $start_at --revision "$revision" \
     --switching --bframes "$bframes"
-scripts/timeline.sh "$output/times.csv" "$output/timeline.png"
+silent=""
+[ -z "$start_at" ] || silent=$(echo "$drops" | sed 's/--drop//g')
+# shellcheck disable=SC2086 # a list of words
+scripts/timeline.sh "$output/times.csv" "$output/timeline.png" $silent
 
 # A folder as the shell must be given it, blanks and quotes included.
 quoted="'$(printf '%s' "$output" | sed "s/'/'\\\\''/g")'"
