@@ -2,7 +2,6 @@
 // owns, a PTS that wraps. Every call is compared with the model. Beside that, times must be true, and the process must
 // neither grow nor keep files open.
 #include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -21,22 +20,12 @@ constexpr UINT64 WRAP = UINT64{1} << 33;
 constexpr UINT64 FIRST_PTS = WRAP - UINT64{90'000} * 1800; // the PTS wraps after half an hour
 constexpr model::PictureRate RATE = {60, 59000};
 
-struct Resources {
-    long nResidentPages = 0;
-    long nDescriptors = 0;
-    friend bool operator==(const Resources &, const Resources &) = default;
-    friend std::ostream &operator<<(std::ostream &Out, const Resources &Told) {
-        return Out << Told.nResidentPages << " pages, " << Told.nDescriptors << " descriptors";
-    }
-};
-
-Resources ReadResources() {
-    Resources Now;
-    long nIgnored = 0;
-    std::ifstream("/proc/self/statm") >> nIgnored >> Now.nResidentPages;
-    for ([[maybe_unused]] const auto &Entry : std::filesystem::directory_iterator("/proc/self/fd"))
-        ++Now.nDescriptors;
-    return Now;
+// Pages of memory and open files.
+std::string Resources() {
+    std::string sSize, sResident;
+    std::ifstream("/proc/self/statm") >> sSize >> sResident;
+    const auto nFiles = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    return sResident + " pages, " + std::to_string(nFiles) + " files";
 }
 
 // Each picture by its number.
@@ -152,7 +141,7 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
                                                {.nInput = 2, .enConfigured = TCSOURCE_LDS_TIMESTAMP},
                                                {.nInput = 3, .nDelay = 2}};
     const INT64 nPictures = nHours * PICTURES_PER_HOUR;
-    Resources Settled = ReadResources(); // the first reading itself takes memory
+    std::string sSettled = Resources(); // the first reading itself takes memory
     for (INT64 nPicture = 0; nPicture < nPictures; ++nPicture) {
         interpose::g_Clock.nSec = START_SEC + SecondOf(nPicture);
         interpose::g_Clock.nNsec = NsecOf(nPicture) % NSEC_PER_SEC;
@@ -160,9 +149,9 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
             TakePicture(Both, In, nPicture);
         // Everything that is ever touched has been touched after some minutes.
         if (nPicture == nPictures / 10)
-            Settled = ReadResources();
+            sSettled = Resources();
     }
-    DemandEqual(Settled, ReadResources(), "memory and file descriptors");
+    DemandEqual(sSettled, Resources(), "memory and open files");
     Both.Stop();
     for (const Input &In : Inputs) {
         std::cout << "revision " << enRevision << ", input " << In.nInput << ", " << nHours << " h: pictures timed by";
@@ -175,14 +164,10 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
 } // namespace
 
 int main(int nArguments, char **pszArguments) {
-    INT64 nHours = 24;
-    if (nArguments > 1) {
-        const std::string sHours = pszArguments[1];
-        const auto [pStop, enError] = std::from_chars(sHours.data(), sHours.data() + sHours.size(), nHours);
-        if (enError != std::errc{} || *pStop != 0 || nHours < 1 || nHours > 1000 || nArguments > 2) {
-            std::cerr << "usage: " << pszArguments[0] << " [HOURS]   (1 to 1000, default 24)\n";
-            return 1;
-        }
+    const INT64 nHours = nArguments > 1 ? std::strtoll(pszArguments[1], nullptr, 10) : 24;
+    if (nHours < 1 || nHours > 1000 || nArguments > 2) {
+        std::cerr << "usage: " << pszArguments[0] << " [HOURS]   (1 to 1000, default 24)\n";
+        return 1;
     }
     interpose::SetZone("UTC0");
     model::Comparison Both(nullptr); // the services say what they like
