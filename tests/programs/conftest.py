@@ -1,6 +1,7 @@
 """What the tests of programs share. The programs come from the build directory that TIMECODE_BUILD names."""
 
 import os
+import re
 import shutil
 import subprocess
 from pathlib import Path
@@ -11,6 +12,14 @@ pytest.register_assert_rewrite("running")
 from running import Program, tool
 
 SOURCE = Path(__file__).resolve().parents[2]
+# The README's program is the first block of C in it.
+README_PROGRAM = re.search(r"^```c\n(.*?)^```", (SOURCE / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+README_ANSWER = "1767225600000000 us, status 0x1F\n"
+
+
+def install(build, *options, **variables):
+    return subprocess.run(["cmake", "--install", build, *map(str, options)], env={**os.environ, **variables},
+                          stdout=subprocess.DEVNULL, check=True)
 
 
 @pytest.fixture(scope="session")

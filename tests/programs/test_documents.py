@@ -6,7 +6,7 @@ import shutil
 import subprocess
 
 import pytest
-from conftest import SOURCE
+from conftest import README_PROGRAM, SOURCE
 from running import tool
 
 STEPS = (SOURCE / ".ci/run").read_text()
@@ -31,8 +31,7 @@ def clone(source, build, tmp_path_factory):
     for name in filter(lambda name: (source / name).exists(), names):
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
         shutil.copy(source / name, folder / name)
-    program = re.search(r"^```c\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
-    (folder / "smallest.c").write_text(program)
+    (folder / "smallest.c").write_text(README_PROGRAM)
     (folder / "build").mkdir()
     (folder / "build/release").symlink_to(build)
     return folder

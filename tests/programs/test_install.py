@@ -5,15 +5,10 @@ import re
 import subprocess
 
 import pytest
+from conftest import README_ANSWER, README_PROGRAM, install
 from running import tool
 
-ANSWER = "1767225600000000 us, status 0x1F\n"  # of the README's program
 LIBRARIES_ALONE = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES", "BENCHMARKS")]
-
-
-def install(build, *options, **variables):
-    return subprocess.run(["cmake", "--install", build, *map(str, options)], env={**os.environ, **variables},
-                          stdout=subprocess.DEVNULL, check=True)
 
 
 @pytest.fixture(scope="module")
@@ -25,11 +20,9 @@ def prefix(build, tmp_path_factory):
 
 
 @pytest.fixture
-def readme_program(source, tmp_path):
-    """The README's program is the first block of C in it."""
-    text = re.search(r"^```c\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+def readme_program(tmp_path):
     for name in ("smallest.c", "smallest.cpp"):
-        (tmp_path / name).write_text(text)
+        (tmp_path / name).write_text(README_PROGRAM)
     return tmp_path / "smallest.c"
 
 
@@ -49,7 +42,7 @@ def test_pkg_config_builds_the_readme_program(prefix, readme_program, compiler, 
     libraries = libraries_of(prefix)
     tool(*compiler.split(), "-Wall", "-Werror", "-o", "smallest", *pkg_config(libraries, "--cflags", "--libs"),
          f"-Wl,-rpath,{libraries}")
-    assert tool("./smallest") == ANSWER
+    assert tool("./smallest") == README_ANSWER
 
 
 def test_python_has_the_installed_interface(prefix, source, monkeypatch, capfd):
@@ -82,7 +75,7 @@ def test_find_package_builds_the_readme_program(prefix, readme_program):
                                 f"-DCMAKE_PREFIX_PATH={prefix}")
     assert code == 0, said
     tool("cmake", "--build", built)
-    assert tool(built / "smallest") == ANSWER
+    assert tool(built / "smallest") == README_ANSWER
 
 
 @pytest.mark.parametrize("wanted, refusal", [
@@ -112,7 +105,7 @@ def test_subproject(source, readme_program):
         install(TARGETS smallest)""", "-DCMAKE_BUILD_TYPE=Debug")
     assert code == 0, said
     tool("cmake", "--build", built, "-j2")
-    assert tool(built / "smallest") == ANSWER
+    assert tool(built / "smallest") == README_ANSWER
     tool("cmake", "--install", built, "--prefix", built / "prefix")
     assert [file.name for file in (built / "prefix").rglob("*") if file.is_file()] == ["smallest"]
     assert "/opt/mine/lib" in tool("readelf", "-d", built / "prefix/bin/smallest")

@@ -7,10 +7,10 @@ import subprocess
 import sys
 
 import pytest
+from conftest import README_ANSWER, README_PROGRAM, install
 from running import tool
 
 STARTED = "Identified MISP revision as:20162"  # the first message of every start
-ANSWER = "1767225600000000 us, status 0x1F\n"
 
 # A trace service that says whose it is.
 TRACE = r"""
@@ -31,13 +31,11 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *sz
 
 
 @pytest.fixture(scope="module")
-def board(build, source, tmp_path_factory):
+def board(build, tmp_path_factory):
     """A root folder with the library installed below /usr and the README's program beside it."""
     root = tmp_path_factory.mktemp("board")
-    subprocess.run(["cmake", "--install", build, "--prefix", "/usr"], env={**os.environ, "DESTDIR": str(root)},
-                   stdout=subprocess.DEVNULL, check=True)
-    program = re.search(r"^```c\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
-    (root / "smallest.c").write_text(program)
+    install(build, "--prefix", "/usr", DESTDIR=str(root))
+    (root / "smallest.c").write_text(README_PROGRAM)
     (root / "trace.c").write_text(TRACE)
     return root
 
@@ -59,7 +57,7 @@ def messages(program, env=None):
     """What a run says on its standard error; its answer is right in any case."""
     done = subprocess.run(program, env={"TIMECODE_TRACE_LEVEL": "5", **(env or {})}, stdout=subprocess.PIPE,
                           stderr=subprocess.PIPE, check=False, text=True)
-    assert done.stdout == ANSWER, done.stderr
+    assert done.stdout == README_ANSWER, done.stderr
     return done.stderr
 
 
