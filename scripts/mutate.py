@@ -201,7 +201,8 @@ def without_line_number(text):
 
 
 def library_files():
-    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*") if path.suffix in (".cpp", ".h"))
+    return sorted(str(path.relative_to(ROOT)) for path in (ROOT / LIBRARIES).rglob("*")
+                  if path.suffix in (".cpp", ".h"))
 
 
 def known_equivalents():

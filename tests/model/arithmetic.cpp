@@ -111,8 +111,8 @@ std::optional<INT64> UtcOfTimecode(const vitc_t &Vitc, INT64 nDay, const Picture
     return In64(nUtc);
 }
 
-// Hours, minutes and seconds take the whole seconds that belong to them, each with a carry of its own; frames then take
-// the fraction, and the carries go up.
+// The whole seconds are added to hours, minutes and seconds, each for itself, and the fraction to the frames. What then
+// lies beyond a unit is added to the next larger one.
 Advanced Advance(vitc_t Vitc, const timespec &Elapsed, const PictureRate &Rate) {
     Digits Time = DigitsOf(Vitc);
     INT64 nToHours = 0;
@@ -176,31 +176,31 @@ INT64 WholeFrames(Wide nTicks, UINT nTicksPerFrame) {
     return In64((nTicks > 0 ? nTicks + nHalf : nTicks - nHalf) / nTicksPerFrame);
 }
 
-// Below a second each unit carries at most once; over greater distances as often as it takes.
+// Below a second at most one is added to the next larger unit; over greater distances as many as there are.
 Digits MoveByFrames(const Digits &Old, INT64 nDistance, INT64 nRate) {
     const bool bOnce = nDistance > -nRate && nDistance < nRate;
-    Wide nCarry = nDistance;
-    const auto Move = [bOnce, &nCarry](INT64 nOld, INT64 nLimit) {
-        const Wide nTotal = nOld + nCarry;
+    Wide nOver = nDistance;
+    const auto Move = [bOnce, &nOver](INT64 nOld, INT64 nLimit) {
+        const Wide nTotal = nOld + nOver;
         if (!bOnce) {
-            nCarry = FloorDiv(nTotal, nLimit);
+            nOver = FloorDiv(nTotal, nLimit);
             return In64(FloorMod(nTotal, nLimit));
         }
-        nCarry = nTotal >= nLimit ? 1 : nTotal < 0 ? -1 : 0;
+        nOver = nTotal >= nLimit ? 1 : nTotal < 0 ? -1 : 0;
         return In64(nTotal);
     };
     Digits New;
     New.nFrames = Move(Old.nFrames, nRate);
     if (bOnce)
-        New.nFrames -= In64(nCarry) * nRate;
+        New.nFrames -= In64(nOver) * nRate;
     // Beyond the last or before the first, a second or a minute begins or ends its unit.
     const auto MoveSixty = [&](INT64 nOld) {
         const INT64 nNew = Move(nOld, 60);
-        return !bOnce || nCarry == 0 ? nNew : nCarry > 0 ? INT64{0} : INT64{59};
+        return !bOnce || nOver == 0 ? nNew : nOver > 0 ? INT64{0} : INT64{59};
     };
     New.nSeconds = MoveSixty(Old.nSeconds);
     New.nMinutes = MoveSixty(Old.nMinutes);
-    New.nHours = In64(FloorMod(Old.nHours + nCarry, 24));
+    New.nHours = In64(FloorMod(Old.nHours + nOver, 24));
     return New;
 }
 

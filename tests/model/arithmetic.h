@@ -42,14 +42,14 @@ std::optional<INT64> UtcOfTimecode(const vitc_t &Vitc, INT64 nDay, const Picture
 // A timecode moved on by a time that has passed, by one frame at least.
 struct Advanced {
     vitc_t Vitc;
-    bool bFramesCarried; // into the seconds
+    bool bBeyondSecond; // frames made a second
 };
 Advanced Advance(vitc_t Vitc, const timespec &Elapsed, const PictureRate &Rate);
 
 int FrameCountDiff(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New);
 
 // The next coded picture's timecode, put into the eight digits of New. Returns what was said of it, besides the two
-// distances and the carried timecode: messages of level 6 and 7.
+// distances and the timecode before drop-frame rules: messages of level 6 and 7.
 struct Numbered {
     int nSkips = 0;
     int nDetails = 0;

@@ -1,4 +1,4 @@
-// A source's time stamp for a picture, or under MISP_PROFILE_62 the time carried on while there is none.
+// A source's time stamp for a picture, or under MISP_PROFILE_62 the time carried while there is none.
 #include "model/library.h"
 #include "model/rules.h"
 
@@ -138,7 +138,7 @@ timespec Library::CarryTimecode(Picture &Pic) {
     if (IsUsable(Pic.Asked.nRate)) {
         const Advanced New = Advance(Vitc, Moved, RateOf(Pic.Asked));
         Vitc = New.Vitc;
-        for (int nDetail = New.bFramesCarried ? 0 : 1; nDetail < 3; ++nDetail)
+        for (int nDetail = New.bBeyondSecond ? 0 : 1; nDetail < 3; ++nDetail)
             Say(7);
         Say(6);
         In.bDiscontinuity = false;

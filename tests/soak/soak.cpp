@@ -15,7 +15,7 @@ namespace {
 constexpr INT64 START_SEC = 1'767'225'600; // 2026-01-01 00:00:00 UTC
 constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
 constexpr INT64 PICTURES_PER_HOUR = 215'784;
-constexpr INT64 BASE_HOURS = 13; // a base pair's age at which another is taken
+constexpr INT64 BASE_HOURS = 13; // the age of a base pair at which it is replaced
 constexpr UINT64 WRAP = UINT64{1} << 33;
 constexpr UINT64 FIRST_PTS = WRAP - UINT64{90'000} * 1800; // the PTS wraps after half an hour
 constexpr model::PictureRate RATE = {60, 59000};
@@ -120,7 +120,7 @@ void Ask(model::Comparison &Both, Input &In, INT64 nPicture) {
         CheckTime(In, Given, nPicture);
 }
 
-void TakePicture(model::Comparison &Both, Input &In, INT64 nPicture) {
+void PlayPicture(model::Comparison &Both, Input &In, INT64 nPicture) {
     HandIn(Both, In, nPicture);
     if (IsTime(In, nPicture, 499)) {
         Both.Flush(In.nInput);
@@ -146,7 +146,7 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
         interpose::g_Clock.nSec = START_SEC + SecondOf(nPicture);
         interpose::g_Clock.nNsec = NsecOf(nPicture) % NSEC_PER_SEC;
         for (Input &In : Inputs)
-            TakePicture(Both, In, nPicture);
+            PlayPicture(Both, In, nPicture);
         // Everything that is ever touched has been touched after some minutes.
         if (nPicture == nPictures / 10)
             sSettled = Resources();

@@ -1,4 +1,5 @@
-// Every kind of standard error, with nobody reading: no message waits, none is lost uncounted, each begins its own line.
+// Every kind of standard error, with nobody reading: no message waits, none is lost uncounted, each begins its own
+// line.
 #include <fcntl.h>
 #include <functional>
 #include <gmock/gmock.h>
@@ -174,8 +175,8 @@ void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
         _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "%.*s.", nLength, std::string(LENGTHS, 'x').c_str());
 }
 
-// Prints all lengths, reads what has passed, prints once more, and at last to a pipe. The watchdog ends the process where
-// a message waits.
+// Prints all lengths, reads what has passed, prints once more, and at last to a pipe. The watchdog ends the process
+// where a message waits.
 [[noreturn]] void Print(const Kind &Of, int nReader, const Ends &OwnPipe) {
     HDBG hDbg = nullptr;
     _DoDbgInit("M", &hDbg);
