@@ -1,10 +1,11 @@
 // Bytes become a session of calls of the library and of its model, which must answer, write and say the same.
 // Built twice: thorough, and fast (see model::Care).
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
-#include "fuzzed_bytes.h"
 #include "interpose/clock.h"
 #include "model/counted.h"
 #include "model/session.h"
@@ -16,6 +17,27 @@
 using interpose::g_Clock;
 
 static constexpr model::Care CARE = model::Care::FUZZ_CARE;
+
+// A session's choices: read from the front; where nothing is left, zeros.
+class FuzzedBytes : public model::Choices {
+public:
+    FuzzedBytes(const std::uint8_t *pBytes, std::size_t nSize) : m_pBytes(pBytes), m_nLeft(nSize) {}
+
+    [[nodiscard]] bool IsEmpty() const override { return m_nLeft == 0; }
+    UINT64 Bits(unsigned nBytes) override {
+        const std::size_t nTaken = std::min<std::size_t>(m_nLeft, nBytes);
+        UINT64 nBits = 0;
+        if (nTaken > 0)
+            std::memcpy(&nBits, m_pBytes, nTaken);
+        m_pBytes += nTaken;
+        m_nLeft -= nTaken;
+        return nBits;
+    }
+
+private:
+    const std::uint8_t *m_pBytes;
+    std::size_t m_nLeft;
+};
 
 // Says at the end how many calls there were.
 struct Counted : model::Comparison {

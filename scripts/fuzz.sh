@@ -14,12 +14,15 @@ seconds=${1:-60}
 # shellcheck disable=SC2086 # lists of words
 ensure_packages $BUILD_PACKAGES $FUZZ_PACKAGES
 cmake --preset fuzz >/dev/null
-targets=fuzz_seeds
+targets=""
 for name; do targets="$targets fuzz_$name"; done
 # shellcheck disable=SC2086 # a list of words
 cmake --build --preset fuzz --target $targets >/dev/null
-build/fuzz/bin/fuzz_seeds build/fuzz-seeds
-mkdir -p build/fuzz-failures
+mkdir -p build/fuzz-failures build/fuzz-seeds
+cp -r fuzz/seeds/. build/fuzz-seeds
+# Any bytes are a session of calls of the library.
+mkdir -p build/fuzz-seeds/library
+for number in 1 2 3 4 5 6 7 8; do head -c 8192 /dev/urandom >"build/fuzz-seeds/library/$number"; done
 for name; do
     corpus=${name%_*} # both forms of the library's fuzzer learn from each other
     length=8192
