@@ -1,7 +1,7 @@
-/* Work that a cancelled thread must finish.
- *
- * While a guard lives, the calling thread does not take up a pthread_cancel(): its caller may hold a mutex, which a
- * thread that ends in the middle would leave locked. The request stays pending. */
+// Work that a cancelled thread must finish.
+//
+// While a guard lives, the calling thread does not take up a pthread_cancel(): its caller may hold a mutex, which a
+// thread that ends in the middle would leave locked. The request stays pending.
 #ifndef SUPPORT_CANCEL_GUARD_H
 #define SUPPORT_CANCEL_GUARD_H
 

@@ -1,6 +1,6 @@
-/* Reader of the platform's settings file.
- *
- * The file passes through one fixed buffer line by line, so its size does not matter and nothing is allocated. */
+// Reader of the platform's settings file.
+//
+// The file passes through one fixed buffer line by line, so its size does not matter and nothing is allocated.
 #include "cfgfile_api.h"
 
 #include "cancel_guard.h"
@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <charconv>
 #include <fcntl.h>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +22,7 @@ constexpr std::string_view BLANKS = " \t";
 constexpr std::string_view COMMENT_MARKS = "#;";
 constexpr std::string_view BYTE_ORDER_MARK = "\xEF\xBB\xBF";
 
-/* Parts that a text is known to have. What substr throws would bring in the C++ run-time library. */
+// Parts that a text is known to have. What substr throws would bring in the C++ run-time library.
 std::string_view Part(std::string_view szText, size_t nFirst, size_t nBytes) {
     return {szText.data() + nFirst, nBytes};
 }
@@ -41,7 +42,7 @@ bool IsOneOf(char cByte, std::string_view szSet) {
     return szSet.find(cByte) != std::string_view::npos;
 }
 
-/* Cuts a comment: a mark at the start or after a blank. */
+// Cuts a comment: a mark at the start or after a blank.
 std::string_view WithoutComment(std::string_view szText) {
     for (size_t nAt = 0; nAt < szText.size(); ++nAt)
         if (IsOneOf(szText[nAt], COMMENT_MARKS) && (nAt == 0 || IsOneOf(szText[nAt - 1], BLANKS)))
@@ -49,71 +50,72 @@ std::string_view WithoutComment(std::string_view szText) {
     return szText;
 }
 
-bool ParseInteger(std::string_view szText, int &nValue) {
+std::optional<int> ParseInteger(std::string_view szText) {
+    int nValue = 0;
     if (szText.starts_with('+') && !szText.starts_with("+-"))
         szText.remove_prefix(1);
     const char *const pEnd = szText.data() + szText.size();
     const auto [pStop, enError] = std::from_chars(szText.data(), pEnd, nValue);
-    return enError == std::errc{} && pStop == pEnd;
+    return enError == std::errc{} && pStop == pEnd ? std::optional(nValue) : std::nullopt;
 }
 
-/* The setting that is looked for, and what the lines so far say about it. */
-struct SEARCH {
+// The setting that is looked for, and what the lines so far say about it.
+struct SettingSearch {
     const char *szSection;
     const char *szKey;
     UINT64 nLine = 1;
     bool bInSection = false;
     bool bFound = false;
     int nValue = 0;
-    /* What is wrong with the last line that gives the key, if anything is. */
+    // What is wrong with the last line that gives the key, if anything is.
     const char *szFault = nullptr;
     UINT64 nFaultLine = 0;
 };
 
-void SetFault(SEARCH &tSearch, const char *szFault) {
-    tSearch.szFault = szFault;
-    tSearch.nFaultLine = tSearch.nLine;
+void SetFault(SettingSearch &Search, const char *szFault) {
+    Search.szFault = szFault;
+    Search.nFaultLine = Search.nLine;
 }
 
-/* A header that cannot be read ends the section before it: what follows belongs to neither. */
-void TakeSection(SEARCH &tSearch, std::string_view szLine) {
+// A header that cannot be read ends the section before it: what follows belongs to neither.
+void EnterSection(SettingSearch &Search, std::string_view szLine) {
     const size_t nEnd = szLine.find(']');
-    tSearch.bInSection = nEnd != std::string_view::npos && Trim(Part(szLine, 1, nEnd - 1)) == tSearch.szSection &&
-                         Trim(WithoutComment(After(szLine, nEnd))).empty();
+    Search.bInSection = nEnd != std::string_view::npos && Trim(Part(szLine, 1, nEnd - 1)) == Search.szSection &&
+                        Trim(WithoutComment(After(szLine, nEnd))).empty();
 }
 
-/* Splits a line that gives the key, and says whether it is one. */
-bool TakesValue(const SEARCH &tSearch, std::string_view szLine, std::string_view &szValue) {
+// What a line that gives the key sets it to; nothing for other lines.
+std::optional<std::string_view> ValueIn(const SettingSearch &Search, std::string_view szLine) {
     const size_t nEqual = szLine.find('=');
-    if (!tSearch.bInSection || nEqual == std::string_view::npos || Trim(Part(szLine, 0, nEqual)) != tSearch.szKey)
-        return false;
-    szValue = Trim(WithoutComment(After(szLine, nEqual)));
-    return true;
+    if (!Search.bInSection || nEqual == std::string_view::npos || Trim(Part(szLine, 0, nEqual)) != Search.szKey)
+        return std::nullopt;
+    return Trim(WithoutComment(After(szLine, nEqual)));
 }
 
-void TakeLine(SEARCH &tSearch, std::string_view szLine) {
+void ReadLine(SettingSearch &Search, std::string_view szLine) {
     szLine = Trim(szLine);
     if (szLine.empty() || IsOneOf(szLine.front(), COMMENT_MARKS))
         return;
     if (szLine.front() == '[')
-        return TakeSection(tSearch, szLine);
-    std::string_view szValue;
-    if (!TakesValue(tSearch, szLine, szValue))
+        return EnterSection(Search, szLine);
+    const auto szValue = ValueIn(Search, szLine);
+    if (!szValue)
         return;
-    tSearch.bFound = ParseInteger(szValue, tSearch.nValue);
-    SetFault(tSearch, tSearch.bFound ? nullptr : "holds no integer within the range of int");
+    const auto nValue = ParseInteger(*szValue);
+    Search.bFound = nValue.has_value();
+    Search.nValue = nValue.value_or(Search.nValue);
+    SetFault(Search, Search.bFound ? nullptr : "holds no integer within the range of int");
 }
 
-/* A line whose end is not known: it gives no value and opens no section, but it ends one. */
-void TakeLongLine(SEARCH &tSearch, char cFirst, std::string_view szStart) {
-    std::string_view szValue;
+// A line whose end is not known: it gives no value and opens no section, but it ends one.
+void ReadLongLine(SettingSearch &Search, char cFirst, std::string_view szStart) {
     if (cFirst == '[')
-        tSearch.bInSection = false;
-    else if (!IsOneOf(cFirst, COMMENT_MARKS) && TakesValue(tSearch, szStart, szValue))
-        SetFault(tSearch, "is too long");
+        Search.bInSection = false;
+    else if (!IsOneOf(cFirst, COMMENT_MARKS) && ValueIn(Search, szStart))
+        SetFault(Search, "is too long");
 }
 
-/* Reads as read() does, going on after a signal. */
+// Reads as read() does, going on after a signal.
 ssize_t ReadBytes(int nFileDescriptor, char *pBytes, size_t nSize) {
     ssize_t nRead = 0;
     do {
@@ -122,13 +124,13 @@ ssize_t ReadBytes(int nFileDescriptor, char *pBytes, size_t nSize) {
     return nRead;
 }
 
-/* Collects the bytes of a line and hands it on when it is complete. */
+// Collects the bytes of a line and hands it on when it is complete.
 class LineCollector {
 public:
     // cppcheck-suppress uninitMemberVar ; only the first m_nUsed bytes of m_acLine are ever read
-    explicit LineCollector(SEARCH &tSearch) : m_tSearch(tSearch) {}
+    explicit LineCollector(SettingSearch &Search) : m_Search(Search) {}
 
-    void Take(char cByte) {
+    void Add(char cByte) {
         if (cByte == '\n')
             return EndLine();
         if (m_nUsed < sizeof m_acLine)
@@ -143,7 +145,7 @@ public:
         m_nUsed = 0;
         m_cFirst = BLANKS.front();
         m_bFirstLine = false;
-        ++m_tSearch.nLine;
+        ++m_Search.nLine;
     }
 
 private:
@@ -153,55 +155,55 @@ private:
         if (szLine.ends_with('\r'))
             szLine.remove_suffix(1);
         if (m_nUsed <= sizeof m_acLine && szLine.size() <= MAX_LINE_BYTES)
-            TakeLine(m_tSearch, szLine);
+            ReadLine(m_Search, szLine);
         else
-            TakeLongLine(m_tSearch, m_cFirst, szLine);
+            ReadLongLine(m_Search, m_cFirst, szLine);
     }
 
-    SEARCH &m_tSearch;
-    char m_acLine[BYTE_ORDER_MARK.size() + MAX_LINE_BYTES + 1]; /* with a byte order mark and a carriage return */
+    SettingSearch &m_Search;
+    char m_acLine[BYTE_ORDER_MARK.size() + MAX_LINE_BYTES + 1]; // with a byte order mark and a carriage return
     size_t m_nUsed = 0;
-    char m_cFirst = BLANKS.front(); /* the first byte that is no blank, once there is one */
+    char m_cFirst = BLANKS.front(); // the first byte that is no blank, once there is one
     bool m_bFirstLine = true;
 };
 
-/* False when the file could not be read to its end: a later line might have changed the value. */
-bool SearchFile(int nFileDescriptor, SEARCH &tSearch) {
-    LineCollector tCollector(tSearch);
+// False when the file could not be read to its end: a later line might have changed the value.
+bool SearchFile(int nFileDescriptor, SettingSearch &Search) {
+    LineCollector Collector(Search);
     char acBytes[512];
     ssize_t nRead = 0;
     while ((nRead = ReadBytes(nFileDescriptor, acBytes, sizeof acBytes)) > 0)
         for (const char cByte : std::string_view(acBytes, static_cast<size_t>(nRead)))
-            tCollector.Take(cByte);
+            Collector.Add(cByte);
     if (nRead == 0)
-        tCollector.EndLine();
-    else if (tSearch.bFound || tSearch.szFault != nullptr)
-        SetFault(tSearch, "and what follows it cannot be read");
+        Collector.EndLine();
+    else if (Search.bFound || Search.szFault != nullptr)
+        SetFault(Search, "and what follows it cannot be read");
     return nRead == 0;
 }
 
-bool FindSetting(const char *szPath, SEARCH &tSearch) {
+bool FindSetting(const char *szPath, SettingSearch &Search) {
     // A cancelled thread leaves no descriptor open.
-    const CancelGuard tGuard;
+    const CancelGuard Guard;
     // A FIFO or a device in the file's place must not hold up the caller: neither its opening nor its reading.
     const int nFileDescriptor = open(szPath, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (nFileDescriptor < 0)
         return false;
-    struct stat tStatus {};
+    struct stat Status {};
     const bool bRead =
-        fstat(nFileDescriptor, &tStatus) == 0 && S_ISREG(tStatus.st_mode) && SearchFile(nFileDescriptor, tSearch);
+        fstat(nFileDescriptor, &Status) == 0 && S_ISREG(Status.st_mode) && SearchFile(nFileDescriptor, Search);
     close(nFileDescriptor);
-    return bRead && tSearch.bFound;
+    return bRead && Search.bFound;
 }
 
-/* Through a handle of its own, since the setting may be read before anybody has opened one. */
-void ReportFault(const char *szPath, const SEARCH &tSearch, int nTaken) {
+// Through a handle of its own, since the setting may be read before anybody has opened one.
+void ReportFault(const char *szPath, const SettingSearch &Search, int nTaken) {
     HDBG hDbg = nullptr;
     _DoDbgInit("SETTINGS", &hDbg);
     if (DbgIsWritten(hDbg, DBG_LEVEL_WARNING) == TRUE)
         _DoDbgPrintEx(hDbg, DBG_LEVEL_WARNING, "CfgFile_GetIntValue", __FILE__, __LINE__,
-                      "[%s] %s is taken as %d: line %llu of %s %s.\n", tSearch.szSection, tSearch.szKey, nTaken,
-                      static_cast<unsigned long long>(tSearch.nFaultLine), szPath, tSearch.szFault);
+                      "[%s] %s is taken as %d: line %llu of %s %s.\n", Search.szSection, Search.szKey, nTaken,
+                      static_cast<unsigned long long>(Search.nFaultLine), szPath, Search.szFault);
     _DoDbgUninitEx(&hDbg, "CfgFile_GetIntValue", __FILE__, __LINE__);
 }
 
@@ -213,11 +215,11 @@ BOOL CfgFile_GetIntValue(const char *szPath, const char *szSection, const char *
     *pnValue = nDefault;
     if (szPath == nullptr || szSection == nullptr || szKey == nullptr)
         return FALSE;
-    SEARCH tSearch{szSection, szKey};
-    const bool bFound = FindSetting(szPath, tSearch);
+    SettingSearch Search{szSection, szKey};
+    const bool bFound = FindSetting(szPath, Search);
     if (bFound)
-        *pnValue = tSearch.nValue;
-    if (tSearch.szFault != nullptr)
-        ReportFault(szPath, tSearch, *pnValue);
+        *pnValue = Search.nValue;
+    if (Search.szFault != nullptr)
+        ReportFault(szPath, Search, *pnValue);
     return bFound ? TRUE : FALSE;
 }

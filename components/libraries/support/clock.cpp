@@ -1,11 +1,12 @@
-/* Clock service: the current UTC and the calendar.
- *
- * The calendar repeats every 400 years. Dates are reduced to such a cycle and back, because std::chrono's years end
- * at 32767 and 64 bits of microseconds reach some 290,000 years either way. */
+// Clock service: the current UTC and the calendar.
+//
+// The calendar repeats every 400 years. Dates are reduced to such a cycle and back, because std::chrono's years end
+// at 32767 and 64 bits of microseconds reach some 290,000 years either way.
 #include "clock_api.h"
 
 #include <chrono>
-#include <time.h>
+#include <ctime>
+#include <optional>
 
 namespace {
 
@@ -15,74 +16,74 @@ constexpr INT64 DAYS_PER_CYCLE = 146'097;
 constexpr int YEARS_PER_CYCLE = 400;
 constexpr int FIRST_CYCLE_YEAR = 2000;
 
-struct FLOORED {
+struct Floored {
     INT64 llQuotient;
-    INT64 llRemainder; /* 0 to divisor - 1 */
+    INT64 llRemainder; // 0 to divisor - 1
 };
 
-/* Division that rounds towards the past. */
-constexpr FLOORED FloorDivide(INT64 llValue, INT64 llDivisor) {
+// Division that rounds towards the past.
+constexpr Floored FloorDivide(INT64 llValue, INT64 llDivisor) {
     const INT64 llRemainder = llValue % llDivisor;
     const bool bNegative = llRemainder < 0;
     return {llValue / llDivisor - (bNegative ? 1 : 0), llRemainder + (bNegative ? llDivisor : 0)};
 }
 
-void SetDate(INT64 llDays, date_time_t &tDateTime) {
-    const FLOORED tCycle = FloorDivide(llDays, DAYS_PER_CYCLE);
-    const std::chrono::sys_days tDay{std::chrono::days{tCycle.llRemainder}};
-    const std::chrono::year_month_day tDate{tDay};
-    tDateTime.year = static_cast<int>(tDate.year()) + static_cast<int>(tCycle.llQuotient) * YEARS_PER_CYCLE;
-    tDateTime.month = static_cast<int>(static_cast<unsigned>(tDate.month()));
-    tDateTime.dayOfMonth = static_cast<int>(static_cast<unsigned>(tDate.day()));
+void SetDate(INT64 llDays, date_time_t &DateTime) {
+    const Floored Cycle = FloorDivide(llDays, DAYS_PER_CYCLE);
+    const std::chrono::sys_days Day{std::chrono::days{Cycle.llRemainder}};
+    const std::chrono::year_month_day Date{Day};
+    DateTime.year = static_cast<int>(Date.year()) + static_cast<int>(Cycle.llQuotient) * YEARS_PER_CYCLE;
+    DateTime.month = static_cast<int>(static_cast<unsigned>(Date.month()));
+    DateTime.dayOfMonth = static_cast<int>(static_cast<unsigned>(Date.day()));
 }
 
-void SetTimeOfDay(INT64 llUsecOfDay, date_time_t &tDateTime) {
+void SetTimeOfDay(INT64 llUsecOfDay, date_time_t &DateTime) {
     const auto nSecondOfDay = static_cast<unsigned>(llUsecOfDay / USEC_PER_SECOND);
     const unsigned nMinuteOfDay = nSecondOfDay / 60;
-    tDateTime.hour = static_cast<int>(nMinuteOfDay / 60);
-    tDateTime.min = static_cast<int>(nMinuteOfDay % 60);
-    tDateTime.sec = static_cast<int>(nSecondOfDay % 60);
-    tDateTime.microsec = static_cast<int>(llUsecOfDay % USEC_PER_SECOND);
+    DateTime.hour = static_cast<int>(nMinuteOfDay / 60);
+    DateTime.min = static_cast<int>(nMinuteOfDay % 60);
+    DateTime.sec = static_cast<int>(nSecondOfDay % 60);
+    DateTime.microsec = static_cast<int>(llUsecOfDay % USEC_PER_SECOND);
 }
 
 constexpr bool IsWithin(int nValue, int nLowest, int nHighest) {
     return nValue >= nLowest && nValue <= nHighest;
 }
 
-bool IsTimeOfDay(const date_time_t &tDateTime) {
-    return IsWithin(tDateTime.hour, 0, 23) && IsWithin(tDateTime.min, 0, 59) && IsWithin(tDateTime.sec, 0, 59) &&
-           IsWithin(tDateTime.microsec, 0, 999'999);
+bool IsTimeOfDay(const date_time_t &DateTime) {
+    return IsWithin(DateTime.hour, 0, 23) && IsWithin(DateTime.min, 0, 59) && IsWithin(DateTime.sec, 0, 59) &&
+           IsWithin(DateTime.microsec, 0, 999'999);
 }
 
-INT64 UsecOfDay(const date_time_t &tDateTime) {
-    const INT64 llSecondOfDay = (INT64{tDateTime.hour} * 60 + tDateTime.min) * 60 + tDateTime.sec;
-    return llSecondOfDay * USEC_PER_SECOND + tDateTime.microsec;
+INT64 UsecOfDay(const date_time_t &DateTime) {
+    const INT64 llSecondOfDay = (INT64{DateTime.hour} * 60 + DateTime.min) * 60 + DateTime.sec;
+    return llSecondOfDay * USEC_PER_SECOND + DateTime.microsec;
 }
 
-/* The days since 1970 of a date, or false when the calendar has no such date. */
-bool CountDays(const date_time_t &tDateTime, INT64 &llDays) {
+// The days since 1970 of a date; nothing when the calendar has no such date.
+std::optional<INT64> CountDays(const date_time_t &DateTime) {
     // std::chrono keeps months and days in a byte, where other values would come back as valid ones.
-    if (!IsWithin(tDateTime.month, 1, 12) || !IsWithin(tDateTime.dayOfMonth, 1, 31))
-        return false;
-    const FLOORED tCycle = FloorDivide(INT64{tDateTime.year} - FIRST_CYCLE_YEAR, YEARS_PER_CYCLE);
-    const std::chrono::year_month_day tDate{std::chrono::year{FIRST_CYCLE_YEAR + static_cast<int>(tCycle.llRemainder)},
-                                            std::chrono::month{static_cast<unsigned>(tDateTime.month)},
-                                            std::chrono::day{static_cast<unsigned>(tDateTime.dayOfMonth)}};
-    if (!tDate.ok())
-        return false;
-    llDays = std::chrono::sys_days{tDate}.time_since_epoch().count() + tCycle.llQuotient * DAYS_PER_CYCLE;
-    return true;
+    if (!IsWithin(DateTime.month, 1, 12) || !IsWithin(DateTime.dayOfMonth, 1, 31))
+        return std::nullopt;
+    const Floored Cycle = FloorDivide(INT64{DateTime.year} - FIRST_CYCLE_YEAR, YEARS_PER_CYCLE);
+    const std::chrono::year_month_day Date{std::chrono::year{FIRST_CYCLE_YEAR + static_cast<int>(Cycle.llRemainder)},
+                                           std::chrono::month{static_cast<unsigned>(DateTime.month)},
+                                           std::chrono::day{static_cast<unsigned>(DateTime.dayOfMonth)}};
+    if (!Date.ok())
+        return std::nullopt;
+    return std::chrono::sys_days{Date}.time_since_epoch().count() + Cycle.llQuotient * DAYS_PER_CYCLE;
 }
 
-/* Days and time of day together, or false when 64 bits do not hold the sum. */
-bool Combine(INT64 llDays, INT64 llUsecOfDay, INT64 &llUTC) {
+// Days and time of day together; nothing when 64 bits do not hold the sum.
+std::optional<INT64> Combine(INT64 llDays, INT64 llUsecOfDay) {
     if (llDays < 0) { // counts from the end of the day: its start may lie outside 64 bits, and its end inside
         ++llDays;
         llUsecOfDay -= USEC_PER_DAY;
     }
-    INT64 llMidnightUTC = 0;
-    return !__builtin_mul_overflow(llDays, USEC_PER_DAY, &llMidnightUTC) &&
-           !__builtin_add_overflow(llMidnightUTC, llUsecOfDay, &llUTC);
+    INT64 llUTC = 0;
+    if (__builtin_mul_overflow(llDays, USEC_PER_DAY, &llUTC) || __builtin_add_overflow(llUTC, llUsecOfDay, &llUTC))
+        return std::nullopt;
+    return llUTC;
 }
 
 } // namespace
@@ -99,20 +100,20 @@ INT64 ClockGetUtc(void) {
 int ClockCvtUtc2DateTime(INT64 llUTC, date_time_t *pDateTime) {
     if (pDateTime == nullptr)
         return CLOCK_ERROR_NULL;
-    const FLOORED tDay = FloorDivide(llUTC, USEC_PER_DAY);
-    SetDate(tDay.llQuotient, *pDateTime);
-    SetTimeOfDay(tDay.llRemainder, *pDateTime);
+    const Floored Day = FloorDivide(llUTC, USEC_PER_DAY);
+    SetDate(Day.llQuotient, *pDateTime);
+    SetTimeOfDay(Day.llRemainder, *pDateTime);
     return CLOCK_OK;
 }
 
 int ClockCvtDateTime2Utc(const date_time_t *pDateTime, INT64 *pllUTC) {
     if (pDateTime == nullptr || pllUTC == nullptr)
         return CLOCK_ERROR_NULL;
-    INT64 llDays = 0;
-    INT64 llUTC = 0;
-    if (!IsTimeOfDay(*pDateTime) || !CountDays(*pDateTime, llDays) || !Combine(llDays, UsecOfDay(*pDateTime), llUTC))
+    const auto llDays = IsTimeOfDay(*pDateTime) ? CountDays(*pDateTime) : std::nullopt;
+    const auto llUTC = llDays ? Combine(*llDays, UsecOfDay(*pDateTime)) : std::nullopt;
+    if (!llUTC)
         return CLOCK_ERROR_FIELD_RANGE;
-    *pllUTC = llUTC;
+    *pllUTC = *llUTC;
     return CLOCK_OK;
 }
 

@@ -1,7 +1,7 @@
-/* Debug trace and assertion reports.
- *
- * Handles come from a static pool whose slots are claimed and released atomically: nothing takes a lock or
- * allocates. */
+// Debug trace and assertion reports.
+//
+// Handles come from a static pool whose slots are claimed and released atomically: nothing takes a lock or
+// allocates.
 #include "dbgtrace.h"
 
 #include "shared_text.h"
@@ -12,35 +12,35 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <stdarg.h>
-#include <stdlib.h>
-#include <string.h>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
 
 namespace {
 
 enum : DWORD { HANDLE_FREE = 0, HANDLE_CLAIMED = 1, HANDLE_OPEN = 0x44424721 };
 
-struct MODULE {
-    DBG_RECORD tRecord;
-    SharedText<32> tName; /* a late message may read it while the next owner of the handle writes it */
+struct TraceModule {
+    DBG_RECORD Record;
+    SharedText<32> Name; // a late message may read it while the next owner of the handle writes it
 };
 
-constinit std::array<MODULE, 16> modules{};
+constinit std::array<TraceModule, 16> g_Modules{};
 
-std::atomic_ref<DWORD> StateOf(MODULE &tModule) {
-    return std::atomic_ref<DWORD>(tModule.tRecord.dwReserved);
+std::atomic_ref<DWORD> StateOf(TraceModule &Module) {
+    return std::atomic_ref<DWORD>(Module.Record.dwReserved);
 }
 
-/* The open module behind a handle; null when the handle is null, closed or none of the pool's. */
-MODULE *FindOpen(HDBG hDbg) {
-    auto *const pFound =
-        std::find_if(modules.begin(), modules.end(), [hDbg](const MODULE &t) { return &t.tRecord == hDbg; });
-    const bool bOpen = pFound != modules.end() && StateOf(*pFound).load(std::memory_order_acquire) == HANDLE_OPEN;
+// The open module behind a handle; null when the handle is null, closed or none of the pool's.
+TraceModule *FindOpen(HDBG hDbg) {
+    auto *const pFound = std::find_if(g_Modules.begin(), g_Modules.end(),
+                                      [hDbg](const TraceModule &Each) { return &Each.Record == hDbg; });
+    const bool bOpen = pFound != g_Modules.end() && StateOf(*pFound).load(std::memory_order_acquire) == HANDLE_OPEN;
     return bOpen ? &*pFound : nullptr;
 }
 
-bool ChangeState(MODULE &tModule, DWORD dwFrom, DWORD dwTo) {
-    return StateOf(tModule).compare_exchange_strong(dwFrom, dwTo, std::memory_order_acq_rel);
+bool ChangeState(TraceModule &Module, DWORD dwFrom, DWORD dwTo) {
+    return StateOf(Module).compare_exchange_strong(dwFrom, dwTo, std::memory_order_acq_rel);
 }
 
 int StartLevel() {
@@ -49,29 +49,28 @@ int StartLevel() {
     return bDigit ? szLevel[0] - '0' : static_cast<int>(DBG_LEVEL_ERROR);
 }
 
-/* The place of a violated condition. */
-struct PLACE {
+// The place of a violated condition.
+struct Position {
     const char *szFunction;
     const char *szFile;
     int nLine;
 };
 
-/* Reports and, when a developer asks for it, aborts. */
-void XTYPES_PRINTF(2, 0) ReportList(const PLACE &tPlace, const char *szFormat, va_list tArguments) {
+// Reports and, when a developer asks for it, aborts.
+void XTYPES_PRINTF(2, 0) ReportList(const Position &Here, const char *szFormat, va_list Arguments) {
     // No handle need be open, so nobody may have looked for the journal yet.
-    TraceChannel_ReadEnvironment();
-    TraceMessage_Write({"ASSERT", DBG_LEVEL_ERROR, tPlace.szFunction, tPlace.szFile, tPlace.nLine, true}, szFormat,
-                       tArguments);
+    FindJournal();
+    WriteTraceMessage({"ASSERT", DBG_LEVEL_ERROR, Here.szFunction, Here.szFile, Here.nLine, true}, szFormat, Arguments);
     const char *const szAbort = secure_getenv("TIMECODE_ASSERT_ABORT");
-    if (szAbort != nullptr && strcmp(szAbort, "1") == 0)
-        abort();
+    if (szAbort != nullptr && std::strcmp(szAbort, "1") == 0)
+        std::abort();
 }
 
-void XTYPES_PRINTF(2, 3) Report(const PLACE &tPlace, const char *szFormat, ...) {
-    va_list tArguments;
-    va_start(tArguments, szFormat);
-    ReportList(tPlace, szFormat, tArguments);
-    va_end(tArguments);
+void XTYPES_PRINTF(2, 3) Report(const Position &Here, const char *szFormat, ...) {
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    ReportList(Here, szFormat, Arguments);
+    va_end(Arguments);
 }
 
 } // namespace
@@ -82,14 +81,14 @@ BOOL _DoDbgInit(const char *szModule, HDBG *phDbg) {
     if (FindOpen(*phDbg) != nullptr)
         return TRUE;
     *phDbg = nullptr;
-    TraceChannel_ReadEnvironment();
-    for (MODULE &tModule : modules) {
-        if (!ChangeState(tModule, HANDLE_FREE, HANDLE_CLAIMED))
+    FindJournal();
+    for (TraceModule &Module : g_Modules) {
+        if (!ChangeState(Module, HANDLE_FREE, HANDLE_CLAIMED))
             continue;
-        tModule.tName.Store(szModule);
-        DbgSetMaxLevel(&tModule.tRecord, StartLevel());
-        StateOf(tModule).store(HANDLE_OPEN, std::memory_order_release);
-        std::atomic_ref<HDBG>(*phDbg).store(&tModule.tRecord, std::memory_order_release);
+        Module.Name.Store(szModule);
+        DbgSetMaxLevel(&Module.Record, StartLevel());
+        StateOf(Module).store(HANDLE_OPEN, std::memory_order_release);
+        std::atomic_ref<HDBG>(*phDbg).store(&Module.Record, std::memory_order_release);
         return TRUE;
     }
     return FALSE;
@@ -97,20 +96,20 @@ BOOL _DoDbgInit(const char *szModule, HDBG *phDbg) {
 
 void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *szFile, int nLine, const char *szFormat,
                    ...) {
-    const MODULE *const pModule = FindOpen(hDbg);
+    const TraceModule *const pModule = FindOpen(hDbg);
     if (pModule == nullptr)
         return;
-    const auto acName = pModule->tName.Load();
-    va_list tArguments;
-    va_start(tArguments, szFormat);
-    TraceMessage_Write({acName.data(), nLevel, szFunction, szFile, nLine, false}, szFormat, tArguments);
-    va_end(tArguments);
+    const auto acName = pModule->Name.Load();
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    WriteTraceMessage({acName.data(), nLevel, szFunction, szFile, nLine, false}, szFormat, Arguments);
+    va_end(Arguments);
 }
 
 void _DoDbgUninitEx(HDBG *phDbg, const char * /*szFunction*/, const char * /*szFile*/, int /*nLine*/) {
     if (phDbg == nullptr)
         return;
-    MODULE *const pModule = FindOpen(std::atomic_ref<HDBG>(*phDbg).exchange(nullptr, std::memory_order_acq_rel));
+    TraceModule *const pModule = FindOpen(std::atomic_ref<HDBG>(*phDbg).exchange(nullptr, std::memory_order_acq_rel));
     if (pModule != nullptr)
         ChangeState(*pModule, HANDLE_OPEN, HANDLE_FREE);
 }
@@ -120,8 +119,8 @@ void _DoAssert(const char *szCondition, const char *szFunction, const char *szFi
 }
 
 void _DoTextAssert(const char *szFunction, const char *szFile, int nLine, const char *szFormat, ...) {
-    va_list tArguments;
-    va_start(tArguments, szFormat);
-    ReportList({szFunction, szFile, nLine}, szFormat, tArguments);
-    va_end(tArguments);
+    va_list Arguments;
+    va_start(Arguments, szFormat);
+    ReportList({szFunction, szFile, nLine}, szFormat, Arguments);
+    va_end(Arguments);
 }

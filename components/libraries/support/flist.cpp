@@ -1,6 +1,6 @@
-/* Intrusive doubly linked list.
- *
- * A node's pList says whether it is linked, so a node that is in no list can be told without a walk. */
+// Intrusive doubly linked list.
+//
+// A node's pList says whether it is linked, so a node that is in no list can be told without a walk.
 #include "flist_api.h"
 
 namespace {
@@ -11,7 +11,7 @@ bool IsUsable(const FLIST_D *pList) {
     return pList != nullptr && pList->dwSignature == INITIALISED_SIGNATURE;
 }
 
-/* A node may be linked more often than an int counts. */
+// A node may be linked more often than an int counts.
 int NextReference(int nReference) {
     return static_cast<int>(static_cast<unsigned>(nReference) + 1U);
 }

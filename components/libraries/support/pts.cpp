@@ -1,6 +1,6 @@
-/* Arithmetic on presentation time stamps and on wall-clock instants.
- *
- * Differences are formed in types that hold every one of them, so no argument overflows. */
+// Arithmetic on presentation time stamps and on wall-clock instants.
+//
+// Differences are formed in types that hold every one of them, so no argument overflows.
 #include "pts_api.h"
 
 #include <limits>
@@ -11,15 +11,15 @@ constexpr UINT64 WRAP_TICKS = UINT64{1} << 33;
 constexpr INT64 TICKS_PER_MINUTE = INT64{90000} * 60;
 constexpr INT64 NSEC_PER_SECOND = 1'000'000'000;
 
-/* Two 64-bit seconds differ by up to 65 bits. */
+// Two 64-bit seconds differ by up to 65 bits.
 __extension__ typedef __int128 WideSeconds;
 
-struct INSTANT {
+struct Instant {
     WideSeconds nSeconds;
-    long nNsec; /* 0 to NSEC_PER_SECOND - 1 */
+    long nNsec; // 0 to NSEC_PER_SECOND - 1
 };
 
-INSTANT Normalise(const timespec &tpInstant) {
+Instant Normalise(const timespec &tpInstant) {
     const long nNsec = tpInstant.tv_nsec;
     if (nNsec >= 0 && nNsec < NSEC_PER_SECOND) [[likely]]
         return {tpInstant.tv_sec, nNsec};
@@ -28,28 +28,28 @@ INSTANT Normalise(const timespec &tpInstant) {
             nNsec % NSEC_PER_SECOND + nBorrow * NSEC_PER_SECOND};
 }
 
-/* The later one first. */
-INSTANT Difference(const INSTANT &tLater, const INSTANT &tEarlier) {
-    const long nBorrow = tLater.nNsec < tEarlier.nNsec ? 1 : 0;
-    return {tLater.nSeconds - tEarlier.nSeconds - nBorrow, tLater.nNsec - tEarlier.nNsec + nBorrow * NSEC_PER_SECOND};
+// The later one first.
+Instant Difference(const Instant &Later, const Instant &Earlier) {
+    const long nBorrow = Later.nNsec < Earlier.nNsec ? 1 : 0;
+    return {Later.nSeconds - Earlier.nSeconds - nBorrow, Later.nNsec - Earlier.nNsec + nBorrow * NSEC_PER_SECOND};
 }
 
-timespec ToTimespec(const INSTANT &tSpan) {
-    constexpr time_t tLargest = std::numeric_limits<time_t>::max();
-    if (tSpan.nSeconds > tLargest)
-        return {tLargest, NSEC_PER_SECOND - 1};
-    return {static_cast<time_t>(tSpan.nSeconds), tSpan.nNsec};
+timespec ToTimespec(const Instant &Span) {
+    constexpr time_t LARGEST = std::numeric_limits<time_t>::max();
+    if (Span.nSeconds > LARGEST)
+        return {LARGEST, NSEC_PER_SECOND - 1};
+    return {static_cast<time_t>(Span.nSeconds), Span.nNsec};
 }
 
-/* The difference of two 33-bit counts. Time goes forward, so a second value that is far below the first lies behind the
- * wrap, by up to half of it. Pictures out of order go back by little, so only a minute is taken as back before the
- * wrap: a count that does not wrap keeps its long distances forward. */
+// The difference of two 33-bit counts. Time goes forward, so a second value that is far below the first lies behind the
+// wrap, by up to half of it. Pictures out of order go back by little, so only a minute is taken as back before the
+// wrap: a count that does not wrap keeps its long distances forward.
 INT64 AcrossWrap(INT64 nDiffTicks) {
-    constexpr INT64 nWrapTicks = WRAP_TICKS;
-    if (nDiffTicks < -(nWrapTicks / 2))
-        return nDiffTicks + nWrapTicks;
-    if (nDiffTicks >= nWrapTicks - TICKS_PER_MINUTE)
-        return nDiffTicks - nWrapTicks;
+    constexpr INT64 WRAP = WRAP_TICKS;
+    if (nDiffTicks < -(WRAP / 2))
+        return nDiffTicks + WRAP;
+    if (nDiffTicks >= WRAP - TICKS_PER_MINUTE)
+        return nDiffTicks - WRAP;
     return nDiffTicks;
 }
 
@@ -72,8 +72,8 @@ INT64 CalcPTSDiffEx(UINT64 nFirstPTS64, UINT64 nSecondPTS64) {
 void CalcTimeSpecAbsDiff(const struct timespec *ptpFirst, const struct timespec *ptpSecond, struct timespec *ptpDiff) {
     if (ptpFirst == nullptr || ptpSecond == nullptr || ptpDiff == nullptr)
         return;
-    const INSTANT tFirst = Normalise(*ptpFirst);
-    const INSTANT tSecond = Normalise(*ptpSecond);
-    const INSTANT tDiff = Difference(tSecond, tFirst);
-    *ptpDiff = ToTimespec(tDiff.nSeconds >= 0 ? tDiff : Difference(tFirst, tSecond));
+    const Instant First = Normalise(*ptpFirst);
+    const Instant Second = Normalise(*ptpSecond);
+    const Instant Diff = Difference(Second, First);
+    *ptpDiff = ToTimespec(Diff.nSeconds >= 0 ? Diff : Difference(First, Second));
 }

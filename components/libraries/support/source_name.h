@@ -1,18 +1,18 @@
-/* Source positions as messages name them.
- *
- * Callers hand in __func__ and __FILE__; null is taken as the empty text. */
+// Source positions as messages name them.
+//
+// Callers hand in __func__ and __FILE__; null is taken as the empty text.
 #ifndef SUPPORT_SOURCE_NAME_H
 #define SUPPORT_SOURCE_NAME_H
 
-#include <string.h>
+#include <cstring>
 
 inline const char *OrEmpty(const char *szText) {
     return szText != nullptr ? szText : "";
 }
 
-/* The file's name without the folders of the machine that built it. */
+// The file's name without the folders of the machine that built it.
 inline const char *BaseName(const char *szFile) {
-    const char *const szSlash = strrchr(OrEmpty(szFile), '/');
+    const char *const szSlash = std::strrchr(OrEmpty(szFile), '/');
     return szSlash != nullptr ? szSlash + 1 : OrEmpty(szFile);
 }
 

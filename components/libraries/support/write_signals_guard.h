@@ -1,29 +1,29 @@
-/* Writing where a signal may be the answer: to a pipe whose reader has gone, to a terminal from the background.
- *
- * While a guard lives, a SIGPIPE that the calling thread raises is taken back before it reaches the process, and the
- * terminal driver, which asks whether SIGTTOU is blocked, lets the thread write instead of stopping the process. A
- * SIGPIPE that was pending before, and the thread's signal mask, stay as they were. */
+// Writing where a signal may be the answer: to a pipe whose reader has gone, to a terminal from the background.
+//
+// While a guard lives, a SIGPIPE that the calling thread raises is taken back before it reaches the process, and the
+// terminal driver, which asks whether SIGTTOU is blocked, lets the thread write instead of stopping the process. A
+// SIGPIPE that was pending before, and the thread's signal mask, stay as they were.
 #ifndef SUPPORT_WRITE_SIGNALS_GUARD_H
 #define SUPPORT_WRITE_SIGNALS_GUARD_H
 
-#include <signal.h>
-#include <time.h>
+#include <csignal>
+#include <ctime>
 
 class WriteSignalsGuard {
 public:
     WriteSignalsGuard() {
         m_bWasPending = IsPending();
-        sigset_t tBlocked = Only(SIGPIPE);
-        sigaddset(&tBlocked, SIGTTOU);
-        pthread_sigmask(SIG_BLOCK, &tBlocked, &m_tMaskBefore);
+        sigset_t Blocked = Only(SIGPIPE);
+        sigaddset(&Blocked, SIGTTOU);
+        pthread_sigmask(SIG_BLOCK, &Blocked, &m_MaskBefore);
     }
 
     ~WriteSignalsGuard() {
-        const sigset_t tSigpipe = Only(SIGPIPE);
+        const sigset_t Sigpipe = Only(SIGPIPE);
         const timespec tpNoWait{};
         if (!m_bWasPending && IsPending())
-            sigtimedwait(&tSigpipe, nullptr, &tpNoWait);
-        pthread_sigmask(SIG_SETMASK, &m_tMaskBefore, nullptr);
+            sigtimedwait(&Sigpipe, nullptr, &tpNoWait);
+        pthread_sigmask(SIG_SETMASK, &m_MaskBefore, nullptr);
     }
 
     WriteSignalsGuard(const WriteSignalsGuard &) = delete;
@@ -31,19 +31,19 @@ public:
 
 private:
     static sigset_t Only(int nSignal) {
-        sigset_t tSet;
-        sigemptyset(&tSet);
-        sigaddset(&tSet, nSignal);
-        return tSet;
+        sigset_t Set;
+        sigemptyset(&Set);
+        sigaddset(&Set, nSignal);
+        return Set;
     }
 
     static bool IsPending() {
-        sigset_t tPending;
-        sigemptyset(&tPending);
-        return sigpending(&tPending) == 0 && sigismember(&tPending, SIGPIPE) == 1;
+        sigset_t Pending;
+        sigemptyset(&Pending);
+        return sigpending(&Pending) == 0 && sigismember(&Pending, SIGPIPE) == 1;
     }
 
-    sigset_t m_tMaskBefore;
+    sigset_t m_MaskBefore;
     bool m_bWasPending;
 };
 
