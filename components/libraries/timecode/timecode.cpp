@@ -9,9 +9,13 @@
 
 using namespace timecode;
 
-static bool IsSupported(int enMISPRevision) {
+namespace {
+
+bool IsSupported(int enMISPRevision) {
     return enMISPRevision == MISP_PROFILE_62 || enMISPRevision == MISP_PROFILE_2016_2;
 }
+
+} // namespace
 
 void TimecodeLib_Init(int enMISPRevision) {
     _DoDbgInit("TIMECODELIB", &g_hTCLibDbg);

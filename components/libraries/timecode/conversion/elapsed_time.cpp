@@ -8,6 +8,8 @@
 
 namespace timecode {
 
+namespace {
+
 // Carry into the next larger unit, named after the receiver.
 struct Carries {
     INT64 nHours;
@@ -16,7 +18,7 @@ struct Carries {
 };
 
 // Keeps a unit of 60 within its range and returns what goes up.
-static INT64 CarryOut(INT64 &nValue) {
+INT64 CarryOut(INT64 &nValue) {
     if (nValue <= 59)
         return 0;
     const INT64 nCarry = nValue / 60;
@@ -25,7 +27,7 @@ static INT64 CarryOut(INT64 &nValue) {
 }
 
 // Adds the whole seconds; a negative count adds nothing.
-static Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
+Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
     Carries Up{};
     if (nSeconds < 1)
         return Up;
@@ -46,7 +48,7 @@ static Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
 }
 
 // Adds the fraction as frames, at least one, and returns the whole seconds that they make.
-static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramerate) {
+INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramerate) {
     const auto nNsecPerFrame = static_cast<INT64>(NanoSecPerFrame(nPicRate, nVUIFramerate));
     const INT64 nFrames = nNsecPerFrame > 0 && nNsec >= nNsecPerFrame ? nNsec / nNsecPerFrame : 1;
     const UINT64 nValue = static_cast<UINT64>(Time.nFrames) + static_cast<UINT64>(nFrames);
@@ -63,7 +65,7 @@ static INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramer
 }
 
 // The frame number is printed as the record holds it: above 100 frames a second its tens digit is cut to a byte.
-static void TraceCarries(const Hmsf &Time, const Carries &Up) {
+void TraceCarries(const Hmsf &Time, const Carries &Up) {
     if (!TraceEnabled(DBG_LEVEL_DEBUG))
         return;
     vitc_t Record{};
@@ -74,13 +76,15 @@ static void TraceCarries(const Hmsf &Time, const Carries &Up) {
              static_cast<int>(Up.nSeconds));
 }
 
-static void PropagateCarries(Hmsf &Time, Carries Up) {
+void PropagateCarries(Hmsf &Time, Carries Up) {
     Time.nSeconds += Up.nSeconds;
     Up.nMinutes += CarryOut(Time.nSeconds);
     Time.nMinutes += Up.nMinutes;
     Up.nHours += CarryOut(Time.nMinutes);
     Time.nHours = (Time.nHours + Up.nHours) % 24;
 }
+
+} // namespace
 
 BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRate, ULONG nVUIFramerate,
                             vitc_t *pVitcRecord) {

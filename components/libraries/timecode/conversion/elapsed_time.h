@@ -1,5 +1,6 @@
 // Moving a time forward by an elapsed time: a timecode by whole frames, a UTC time by microseconds.
-#pragma once
+#ifndef TIMECODE_CONVERSION_ELAPSED_TIME_H
+#define TIMECODE_CONVERSION_ELAPSED_TIME_H
 
 #include <ctime>
 
@@ -17,3 +18,5 @@ BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRat
 BOOL _ElapsedUsecToUTC(const timespec *pElapsedNsec, INT64 *pllUTC);
 
 } // namespace timecode
+
+#endif

@@ -3,9 +3,13 @@
 
 namespace timecode {
 
+namespace {
+
 // 90 kHz ticks of 1.001 s, one step below 90090: a quotient that is a whole number of ticks is reached from below.
-static constexpr double TICKS_PER_1001_MS = 90089.99999999999;
+constexpr double TICKS_PER_1001_MS = 90089.99999999999;
 static_assert(TICKS_PER_1001_MS == 90090.0 - 0x1p-36);
+
+} // namespace
 
 float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {
     const auto fPicRate = static_cast<float>(nPicRate);

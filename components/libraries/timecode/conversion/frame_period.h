@@ -1,6 +1,7 @@
 // The frame period of a picture rate, and which rate codes mark the 1000/1001 rates.
 // Single-precision steps in a fixed order: the period must come out the same on every machine.
-#pragma once
+#ifndef TIMECODE_CONVERSION_FRAME_PERIOD_H
+#define TIMECODE_CONVERSION_FRAME_PERIOD_H
 
 #include "xtypes.h"
 
@@ -24,3 +25,5 @@ float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate);
 UINT64 NanoSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate);
 
 } // namespace timecode
+
+#endif

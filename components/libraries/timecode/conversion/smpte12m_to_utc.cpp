@@ -13,11 +13,13 @@
 
 namespace timecode {
 
+namespace {
+
 // What the conversion prints when it has no date to give to the clock service.
-static constexpr int NO_DATE = -1;
+constexpr int NO_DATE = -1;
 
 // Sets the date fields; without a readable clock or a local calendar there is no date.
-static bool SetLocalDate(date_time_t &DateTime) {
+bool SetLocalDate(date_time_t &DateTime) {
     timespec tpCurrent{};
     if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0))
         return false;
@@ -34,7 +36,7 @@ static bool SetLocalDate(date_time_t &DateTime) {
     return true;
 }
 
-static void SetTimeOfDay(date_time_t &DateTime, const Hmsf &Time, float fMicroSecPerFrame) {
+void SetTimeOfDay(date_time_t &DateTime, const Hmsf &Time, float fMicroSecPerFrame) {
     // Frames beyond the rate can exceed an int; from a second on the clock service refuses them all alike.
     constexpr float TOO_MANY_USEC = 1e9F;
     DateTime.hour = static_cast<int>(Time.nHours);
@@ -42,6 +44,8 @@ static void SetTimeOfDay(date_time_t &DateTime, const Hmsf &Time, float fMicroSe
     DateTime.sec = static_cast<int>(Time.nSeconds);
     DateTime.microsec = static_cast<int>(std::min(static_cast<float>(Time.nFrames) * fMicroSecPerFrame, TOO_MANY_USEC));
 }
+
+} // namespace
 
 BOOL _SMPTE12MtoUTC(const vitc_t *pSMPTE12mRecord, int nEncodedPictureRate, ULONG nVUIFramerate, INT64 *pllUTC) {
     static time_t _tCurrentSourceLogTime;

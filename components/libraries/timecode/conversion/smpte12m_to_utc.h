@@ -1,5 +1,6 @@
 // Timecode to UTC, on the local calendar date of the moment.
-#pragma once
+#ifndef TIMECODE_CONVERSION_SMPTE12M_TO_UTC_H
+#define TIMECODE_CONVERSION_SMPTE12M_TO_UTC_H
 
 #include "timecode.h"
 
@@ -11,3 +12,5 @@ namespace timecode {
 BOOL _SMPTE12MtoUTC(const vitc_t *pSMPTE12mRecord, int nEncodedPictureRate, ULONG nVUIFramerate, INT64 *pllUTC);
 
 } // namespace timecode
+
+#endif

@@ -1,5 +1,6 @@
 // The system clock as a source of UTC, and the plausibility of a date.
-#pragma once
+#ifndef TIMECODE_CONVERSION_SYSTEM_CLOCK_H
+#define TIMECODE_CONVERSION_SYSTEM_CLOCK_H
 
 #include "timecode.h"
 
@@ -12,3 +13,5 @@ BOOL _GetUTCFromSystemClock(long long *pllUTC);
 BOOL _VerifyDateFromUTC(const INT64 *pllUTC);
 
 } // namespace timecode
+
+#endif

@@ -9,10 +9,12 @@
 
 using namespace timecode;
 
-// 2010-01-01 00:00:00 UTC; an earlier date is more likely a clock that was never set.
-static constexpr INT64 PLAUSIBLE_SINCE_USEC = 1262304000000000;
+namespace {
 
-static const char *MonthName(int nMonth) {
+// 2010-01-01 00:00:00 UTC; an earlier date is more likely a clock that was never set.
+constexpr INT64 PLAUSIBLE_SINCE_USEC = 1262304000000000;
+
+const char *MonthName(int nMonth) {
     static constexpr const char *szMonths[] = {"0",   "Jan", "Feb", "Mar", "Apr", "May", "Jun",
                                                "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     // Only a calendar that a platform has put beneath the library can leave another one.
@@ -20,7 +22,7 @@ static const char *MonthName(int nMonth) {
     return szMonths[bMonth ? nMonth : 0];
 }
 
-static INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {
+INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {
     const float fMicroSecPerFrame = MicroSecPerFrame(nPicRate, nVUIFramerate);
     const auto fMicrosec = static_cast<float>(nMicrosec);
     if (fMicroSecPerFrame <= 0.0F || fMicrosec < fMicroSecPerFrame)
@@ -28,6 +30,8 @@ static INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {
     const auto nValue = static_cast<UINT64>(fMicrosec / fMicroSecPerFrame);
     return static_cast<INT64>(nValue < nPicRate ? nValue : nValue % nPicRate);
 }
+
+} // namespace
 
 BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFramerate, vitc_t *pVitcRecord) {
     static time_t _tLastLogTime;

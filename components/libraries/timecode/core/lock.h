@@ -1,5 +1,6 @@
 // The one lock scope: thread-state records just before and just after the lock and the unlock.
-#pragma once
+#ifndef TIMECODE_CORE_LOCK_H
+#define TIMECODE_CORE_LOCK_H
 
 #include <pthread.h>
 
@@ -111,3 +112,5 @@ private:
 #define TC_LOCK(Name, Mutex)                                                                                           \
     static constexpr ::timecode::LockPlace Name##Place(__func__, __FILE_NAME__, __LINE__);                             \
     const ::timecode::Lock Name((Mutex), Name##Place)
+
+#endif

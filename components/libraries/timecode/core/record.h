@@ -1,6 +1,7 @@
 // Time-stamp records: access to the payload and to a timecode's digits.
 // The payload is a union whose views are written and read across each other, so it is accessed as bytes.
-#pragma once
+#ifndef TIMECODE_CORE_RECORD_H
+#define TIMECODE_CORE_RECORD_H
 
 #include <cstddef>
 #include <cstring>
@@ -91,3 +92,5 @@ inline void SetDigits(vitc_t &Vitc, const Hmsf &Time) {
 }
 
 } // namespace timecode
+
+#endif

@@ -1,6 +1,7 @@
 // Fields that several threads touch without a lock, and the throttles of repeated messages.
 // Relaxed accesses: each field stands for itself, and a race only changes how often a message is written.
-#pragma once
+#ifndef TIMECODE_CORE_SHARED_H
+#define TIMECODE_CORE_SHARED_H
 
 #include <atomic>
 #include <ctime>
@@ -29,3 +30,5 @@ inline bool ThrottlePasses(time_t &tLastPassage, time_t tCurrent, time_t nSecond
 }
 
 } // namespace timecode
+
+#endif

@@ -17,7 +17,9 @@ TC_SYSTEM_TIME _SystemTcInfo;
 BOOL _g_bTCLibInitialized;
 int _g_enMISPRevision;
 
-static void InitRecursiveMutex(pthread_mutex_t &Mutex) {
+namespace {
+
+void InitRecursiveMutex(pthread_mutex_t &Mutex) {
     pthread_mutexattr_t Attributes;
     pthread_mutexattr_init(&Attributes);
     pthread_mutexattr_settype(&Attributes, PTHREAD_MUTEX_RECURSIVE);
@@ -25,7 +27,7 @@ static void InitRecursiveMutex(pthread_mutex_t &Mutex) {
     pthread_mutexattr_destroy(&Attributes);
 }
 
-static void LayOutPool(tc_private_t &Tc, const timespec &tpNow) {
+void LayOutPool(tc_private_t &Tc, const timespec &tpNow) {
     TC_LOCK(ListLock, Tc.UTCListMutex);
     FastListInitD(&Tc.UTCList);
     for (MISP_UTC &Record : Tc.UTCTimeStamp) {
@@ -35,7 +37,7 @@ static void LayOutPool(tc_private_t &Tc, const timespec &tpNow) {
 }
 
 // The input's state is all zero before; only fields that start with another value are set.
-static void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
+void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
     Tc.bTimeDiscontinuity = TRUE;
     Tc.enLastTimecodeSource = TCSOURCE_NOT_CHOSEN;
     SetUtc(Tc.LocalUTC, ClockGetUtc());
@@ -44,6 +46,8 @@ static void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
     InitRecursiveMutex(Tc.UTCListMutex);
     LayOutPool(Tc, tpNow);
 }
+
+} // namespace
 
 timespec ReadInstant(const Position &Here) {
     timespec tpNow{};

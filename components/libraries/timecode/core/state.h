@@ -1,6 +1,7 @@
 // The library's state: the four inputs with their pools, system-time retrieval, and the chosen revision.
 // UTCListMutex guards an input's list, records and retrieval fields; what is marked shared is touched without it.
-#pragma once
+#ifndef TIMECODE_CORE_STATE_H
+#define TIMECODE_CORE_STATE_H
 
 #include <pthread.h>
 
@@ -86,3 +87,5 @@ void _Timecode_InternalInit();
 BOOL _LocateTCInfoByInputInterface(int enInputInterface, tc_private_t **ppTcInfo);
 
 } // namespace timecode
+
+#endif

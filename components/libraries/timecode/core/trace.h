@@ -1,6 +1,7 @@
 // Trace messages and assertion reports of the library, through the platform's services.
 // A message tests the handle and its level first and evaluates nothing when it is not written.
-#pragma once
+#ifndef TIMECODE_CORE_TRACE_H
+#define TIMECODE_CORE_TRACE_H
 
 #include <atomic>
 
@@ -72,3 +73,5 @@ private:
     ::timecode::IsGiven((pArgument), #pArgument ":%p is NULL this should not happen!\n", TC_HERE)
 
 #define TC_ASSERT(bCondition) ::timecode::Verify((bCondition), #bCondition, TC_HERE)
+
+#endif

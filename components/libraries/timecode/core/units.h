@@ -1,6 +1,7 @@
 // Conversions between PTS ticks (90 kHz), wall-clock spans and microseconds.
 // All arithmetic wraps in 64 bits: no pair of arguments overflows.
-#pragma once
+#ifndef TIMECODE_CORE_UNITS_H
+#define TIMECODE_CORE_UNITS_H
 
 #include <ctime>
 
@@ -61,3 +62,5 @@ inline INT64 SpanToMs(const timespec &tpSpan) {
 }
 
 } // namespace timecode
+
+#endif

@@ -4,13 +4,15 @@
 
 using namespace timecode;
 
+namespace {
+
 // How frames are counted: drop-frame numbering takes labels out of every minute but each tenth.
 struct Counting {
     UINT nFramesPerSecond;
     UINT nDroppedPerMinute;
 };
 
-static Counting CountingOf(UINT nEncodedPictureRate, UINT nVUIFramerate) {
+Counting CountingOf(UINT nEncodedPictureRate, UINT nVUIFramerate) {
     switch (nVUIFramerate) {
     case 59000:
         return {60, 4};
@@ -22,12 +24,14 @@ static Counting CountingOf(UINT nEncodedPictureRate, UINT nVUIFramerate) {
 }
 
 // Unsigned, so that digits and rates out of range wrap instead of overflowing.
-static UINT FrameCount(const Hmsf &Time, const Counting &Rule) {
+UINT FrameCount(const Hmsf &Time, const Counting &Rule) {
     const auto nMinutes = static_cast<UINT>(Time.nHours * 60 + Time.nMinutes);
     const auto nSeconds = nMinutes * 60 + static_cast<UINT>(Time.nSeconds);
     return nSeconds * Rule.nFramesPerSecond + static_cast<UINT>(Time.nFrames) -
            (nMinutes - nMinutes / 10) * Rule.nDroppedPerMinute;
 }
+
+} // namespace
 
 void Timecode_CalcFrameCountDiff(UINT nEncodedPictureRate, UINT nVUIFramerate, vitc_t OldSystemTC, vitc_t NewSystemTC,
                                  int *pnFrameCountDiff) {

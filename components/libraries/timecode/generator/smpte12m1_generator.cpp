@@ -10,8 +10,10 @@
 
 using namespace timecode;
 
+namespace {
+
 // Seconds of the wall clock during which no second skip is made.
-static constexpr UINT SKIP_GUARD_SECONDS = 30;
+constexpr UINT SKIP_GUARD_SECONDS = 30;
 
 // The numbers of drop-frame counting; all 0 where nothing is dropped.
 struct DropRule {
@@ -30,7 +32,7 @@ struct Picture {
     Hmsf Time{};
 };
 
-static bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
+bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
     if (nVUIFramerate == 29000)
         Rule = {2, 1, 26, 0};
     else if (nVUIFramerate == 59000)
@@ -40,7 +42,7 @@ static bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
     return true;
 }
 
-static INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
+INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
     INT64 nQuotient = nValue / nUnit;
     nValue %= nUnit;
     if (nValue < 0) {
@@ -51,7 +53,7 @@ static INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
 }
 
 // Ticks to frames, halves away from zero. Quotient and remainder apart, so that no distance overflows.
-static INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
+INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
     const INT64 nTicks = nTicksPerFrame;
     const INT64 nHalf = nTicks / 2;
     const INT64 nFrames = DiffTS64 / nTicks;
@@ -62,7 +64,7 @@ static INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
 }
 
 // Seconds and minutes start anew when they are left, whatever they held.
-static INT64 CarryOnce(INT64 &nValue) {
+INT64 CarryOnce(INT64 &nValue) {
     if (nValue > 59) {
         nValue = 0;
         return 1;
@@ -75,7 +77,7 @@ static INT64 CarryOnce(INT64 &nValue) {
 }
 
 // Moves the old timecode by less than a second: one step of carry for each unit, also from digits out of their range.
-static Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
+Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     Time.nFrames += nFrameDistance;
     INT64 nSecondsCarry = 0;
     if (Time.nFrames >= nPictureRate)
@@ -94,7 +96,7 @@ static Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate
 }
 
 // Moves it by any distance. The units carry as far as needed, so the digits are valid after every jump.
-static Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
+Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     const INT64 nFramesPerDay = nPictureRate * 86400;
     Time.nFrames += nFrameDistance % nFramesPerDay;
     Time.nSeconds += FloorDivide(Time.nFrames, nPictureRate);
@@ -106,7 +108,7 @@ static Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
 
 // A picture before the previously coded one. A skipped label, or one in a second's last frames, moves back by the
 // skipped count.
-static void BackFillEarlier(Picture &Pic) {
+void BackFillEarlier(Picture &Pic) {
     Hmsf &Time = Pic.Time;
     if (Time.nFrames > Pic.Rule.nHighest && Time.nFrames < Pic.Rule.nTailOfSecond)
         return;
@@ -121,7 +123,7 @@ static void BackFillEarlier(Picture &Pic) {
     Time.nHours = Time.nHours == 0 ? 23 : Time.nHours - 1;
 }
 
-static void BackFillLater(Picture &Pic) {
+void BackFillLater(Picture &Pic) {
     SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.Time.nFrames <= Pic.Rule.nHighest) {
         Pic.Time.nFrames += Pic.Rule.nSkipped;
@@ -132,7 +134,7 @@ static void BackFillLater(Picture &Pic) {
     }
 }
 
-static void BackFillStep(Picture &Pic) {
+void BackFillStep(Picture &Pic) {
     SMPTE12M1_CONTEXT &Context = Pic.Context;
     TC_TRACE(DBG_LEVEL_DEBUG, "BackFill State count:%d, after frame drop.\n", Context.BackFillStateCount);
     if (Pic.nFrameDistance < 0)
@@ -143,7 +145,7 @@ static void BackFillStep(Picture &Pic) {
         TC_TRACE(DBG_LEVEL_DEBUG, "BackFill State end.\n");
 }
 
-static void DropTest(Picture &Pic) {
+void DropTest(Picture &Pic) {
     SMPTE12M1_CONTEXT &Context = Pic.Context;
     if (Pic.nTimeDelta <= SKIP_GUARD_SECONDS || Pic.Time.nFrames > static_cast<int>(Context.nBframes))
         return;
@@ -156,7 +158,7 @@ static void DropTest(Picture &Pic) {
     TC_TRACE(DBG_LEVEL_INFO, "NTSC drop frame.\n");
 }
 
-static void NumberDropFrames(Picture &Pic) {
+void NumberDropFrames(Picture &Pic) {
     const bool bDropZone = Pic.Time.nSeconds == 0 && Pic.Time.nMinutes % 10 != 0;
     if (Pic.Context.BackFillStateCount > 0) {
         BackFillStep(Pic);
@@ -166,17 +168,17 @@ static void NumberDropFrames(Picture &Pic) {
     }
 }
 
-static Hmsf MoveByFrames(const Hmsf &Time, INT64 nFrameDistance, INT64 nPictureRate) {
+Hmsf MoveByFrames(const Hmsf &Time, INT64 nFrameDistance, INT64 nPictureRate) {
     const bool bWithinSecond = nFrameDistance > -nPictureRate && nFrameDistance < nPictureRate;
     return bWithinSecond ? MoveWithinSecond(Time, nFrameDistance, nPictureRate)
                          : MoveFar(Time, nFrameDistance, nPictureRate);
 }
 
-static bool IsUsable(const SMPTE12M1_CONTEXT &Context) {
+bool IsUsable(const SMPTE12M1_CONTEXT &Context) {
     return TC_ASSERT(Context.PTSTicksPerFrame != 0) && TC_ASSERT(static_cast<int>(Context.nEncodedPictureRate) > 0);
 }
 
-static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS64, UINT NewPoc) {
+void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS64, UINT NewPoc) {
     if (!TraceEnabled(DBG_LEVEL_DEBUG))
         return;
     const SMPTE12M1_CONTEXT &Context = Pic.Context;
@@ -191,6 +193,8 @@ static void TraceDistance(const Picture &Pic, const Hmsf &OldSysTC, INT64 DiffTS
              static_cast<int>(Pic.Time.nHours), static_cast<int>(Pic.Time.nMinutes),
              static_cast<int>(Pic.Time.nSeconds), static_cast<int>(Pic.Time.nFrames));
 }
+
+} // namespace
 
 void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64 Timestamp64, vitc_t *pNewSystemTC) {
     const time_t tNow = time(nullptr);

@@ -8,7 +8,9 @@
 
 using namespace timecode;
 
-static void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
+namespace {
+
+void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
     std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
     Record.nTimestamp64 = 0;
     Record.enTimecodeSource = TCSOURCE_NONE;
@@ -16,7 +18,7 @@ static void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
 }
 
 // FALSE when the list ran out of records on the way: its service miscounts, or its memory was overwritten.
-static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
+BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
     TC_LOCK(ListLock, Tc.UTCListMutex);
     const UINT64 nItems = Tc.UTCList.nNumOfEntries;
     for (UINT64 nItem = 0; nItem < nItems; ++nItem) {
@@ -32,6 +34,8 @@ static BOOL EmptyAllRecords(tc_private_t &Tc, const timespec &tpNow) {
     }
     return TRUE;
 }
+
+} // namespace
 
 void Timecode_Flush(int enInputInterface) {
     const time_t tCurrent = time(nullptr);

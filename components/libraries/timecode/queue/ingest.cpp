@@ -8,8 +8,10 @@
 
 using namespace timecode;
 
+namespace {
+
 // For high-precision only the two fields of its view are written; the rest of the payload keeps what was there.
-static void CopyPayload(TCPayload &To, int enTimeCodeSource, const TCPayload &From) {
+void CopyPayload(TCPayload &To, int enTimeCodeSource, const TCPayload &From) {
     if (enTimeCodeSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP) {
         SetPayloadField(To, offsetof(UTCPayload, MISPStatusByte),
                         PayloadField<BYTE>(From, offsetof(UTCPayload, MISPStatusByte)));
@@ -19,6 +21,8 @@ static void CopyPayload(TCPayload &To, int enTimeCodeSource, const TCPayload &Fr
         std::memcpy(&To, &From, sizeof(vitc_t));
     }
 }
+
+} // namespace
 
 BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimestamp64,
                      TCPayload *pMotionImageryTimestamp) {

@@ -1,5 +1,6 @@
 // Taking the record written longest ago off the tail of an input's list.
-#pragma once
+#ifndef TIMECODE_QUEUE_OLDEST_RECORD_H
+#define TIMECODE_QUEUE_OLDEST_RECORD_H
 
 #include "timecode.h"
 
@@ -14,3 +15,5 @@ inline MISP_UTC *UnlinkOldestRecord(FLIST_D &UTCList) {
 }
 
 } // namespace timecode
+
+#endif

@@ -12,18 +12,20 @@
 
 namespace timecode {
 
+namespace {
+
 // The farthest distance at which the first record still becomes the best.
-static constexpr UINT64 FARTHEST_TICKS = 0x7FFF'FFFF'FFFF'FFFF;
+constexpr UINT64 FARTHEST_TICKS = 0x7FFF'FFFF'FFFF'FFFF;
 
 // The walk ends when this many records in a row lie farther away than the best.
-static constexpr int WORSE_RECORDS_TO_CHECK = 12;
+constexpr int WORSE_RECORDS_TO_CHECK = 12;
 
 // The node is the record's first member.
-static MISP_UTC *RecordOf(FNODE_D *pNode) {
+MISP_UTC *RecordOf(FNODE_D *pNode) {
     return reinterpret_cast<MISP_UTC *>(pNode);
 }
 
-static UINT64 DistanceTicks(UINT64 CodedPicturePTS64, const MISP_UTC &Record) {
+UINT64 DistanceTicks(UINT64 CodedPicturePTS64, const MISP_UTC &Record) {
     return Absolute(CalcPTSDiff(CodedPicturePTS64, Record.nTimestamp64));
 }
 
@@ -35,7 +37,7 @@ struct Nearest {
     int nNextRecordsToCheck;
 };
 
-static Nearest FindNearest(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource) {
+Nearest FindNearest(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource) {
     const MISP_UTC *pBestUTCBuffer = nullptr;
     UINT64 BestDiff = FARTHEST_TICKS;
     int nNextRecordsToCheck = WORSE_RECORDS_TO_CHECK;
@@ -56,7 +58,7 @@ static Nearest FindNearest(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int
     return {pBestUTCBuffer, pUTCBuffer, BestDiff, nNextRecordsToCheck};
 }
 
-static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
+MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
     MISP_UTC *pNewer = RecordOf(Record.DNode.pPrev);
     while (pNewer != nullptr && pNewer->enTimecodeSource != enDesiredTCSource)
         pNewer = RecordOf(pNewer->DNode.pPrev);
@@ -64,7 +66,7 @@ static MISP_UTC *NextNewer(const MISP_UTC &Record, int enDesiredTCSource) {
 }
 
 // The record at the cursor. An address that is none of the list's records gives null and is not followed.
-static const MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
+const MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D &UTCList, int enInputInterface) {
     // The pool cannot be told without an input; every caller has refused others.
     if (!IsInput(enInputInterface))
         return nullptr;
@@ -78,8 +80,8 @@ static const MISP_UTC *RecordAtCursor(const void *pRecordAddress, const FLIST_D 
 }
 
 // The full search with its messages; null when the list holds no record of the source.
-static const MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource,
-                                       int enInputInterface) {
+const MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource,
+                                int enInputInterface) {
     const Nearest Found = FindNearest(UTCList, CodedPicturePTS64, enDesiredTCSource);
     if (Found.pBestUTCBuffer == nullptr) {
         TC_TRACE(DBG_LEVEL_DEBUG,
@@ -100,8 +102,7 @@ static const MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPictu
 
 // The record at a cursor when it still holds the source. A cursor that is none of the list's records is cleared; one
 // whose record has been rewritten since stays, until the record holds the source again.
-static const MISP_UTC *TakeCursor(void *&pRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource,
-                                  int enInputInterface) {
+const MISP_UTC *TakeCursor(void *&pRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource, int enInputInterface) {
     const MISP_UTC *const pTarget = RecordAtCursor(pRecordAddress, UTCList, enInputInterface);
     if (pTarget == nullptr) {
         pRecordAddress = nullptr;
@@ -115,6 +116,8 @@ static const MISP_UTC *TakeCursor(void *&pRecordAddress, const FLIST_D &UTCList,
              static_cast<const void *>(pTarget), enDesiredTCSource, SourceName(enDesiredTCSource).Text());
     return nullptr;
 }
+
+} // namespace
 
 Match FindRecord(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesiredTCSource, void **ppRecordAddress,
                  int enInputInterface) {

@@ -1,5 +1,6 @@
 // The search for the record of a source that belongs to a picture's PTS, with the caller's record cursor.
-#pragma once
+#ifndef TIMECODE_QUEUE_PTS_MATCH_H
+#define TIMECODE_QUEUE_PTS_MATCH_H
 
 #include <pthread.h>
 
@@ -26,3 +27,5 @@ BOOL _FindPTSMatchForSource(FLIST_D *pUTCList, pthread_mutex_t *pUTCListMutex, U
                             int enInputInterface);
 
 } // namespace timecode
+
+#endif

@@ -14,13 +14,15 @@
 
 namespace timecode {
 
+namespace {
+
 // The state right after timecode has failed over to local sets.
-static bool HasJustLostTimecode(const tc_private_t &Tc) {
+bool HasJustLostTimecode(const tc_private_t &Tc) {
     return Tc.bTimeSourceAlive == FALSE && Tc.bTimeDiscontinuity == TRUE && Tc.bGPSLocked == FALSE &&
            Tc.LastRetrivedUTC.enTimecodeSource == TCSOURCE_SMPTE12M_TIMESTAMP;
 }
 
-static void TraceSilence(const Request &Req, bool bLds, const timespec &tpElapsed) {
+void TraceSilence(const Request &Req, bool bLds, const timespec &tpElapsed) {
     if (ThrottlePasses(Req.Tc.tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO,
                  bLds ? "Fail to get timecode. OLD UTC:: %016llu, TimeDiff:%lu.%09lus.\n"
@@ -30,7 +32,7 @@ static void TraceSilence(const Request &Req, bool bLds, const timespec &tpElapse
 }
 
 // Moves the working record on by the elapsed time and gives it a status byte of its own.
-static void CorrectUtc(tc_private_t &Tc, bool bLds, const timespec &tpElapsed) {
+void CorrectUtc(tc_private_t &Tc, bool bLds, const timespec &tpElapsed) {
     INT64 llUTC = UtcOf(Tc.LocalUTC);
     // It fails for null only.
     if (_ElapsedUsecToUTC(&tpElapsed, &llUTC) != TRUE)
@@ -45,7 +47,7 @@ static void CorrectUtc(tc_private_t &Tc, bool bLds, const timespec &tpElapsed) {
                                                   UtcOf(Tc.LastRetrivedUTC), llUTC));
 }
 
-static void HandOutCarriedRecord(const Request &Req, bool bLds, const timespec &tpElapsed) {
+void HandOutCarriedRecord(const Request &Req, bool bLds, const timespec &tpElapsed) {
     tc_private_t &Tc = Req.Tc;
     Tc.LocalUTC.enTimecodeSource = Req.enTimecodeSource;
     // High precision gets the PTS of the picture, a record of local sets moves its own on.
@@ -60,7 +62,7 @@ static void HandOutCarriedRecord(const Request &Req, bool bLds, const timespec &
 }
 
 // The source is silent: the last UTC is carried forward by the wall-clock time that has passed.
-static void CarryForward(Request &Req, bool bLds) {
+void CarryForward(Request &Req, bool bLds) {
     tc_private_t &Tc = Req.Tc;
     // After timecode, local sets carry on from the UTC derived from it.
     if (bLds && HasJustLostTimecode(Tc))
@@ -75,7 +77,7 @@ static void CarryForward(Request &Req, bool bLds) {
     FailOver(Req, tpGoodInterval);
 }
 
-static bool FormatTimecode(const Request &Req, bool bLds) {
+bool FormatTimecode(const Request &Req, bool bLds) {
     tc_private_t &Tc = Req.Tc;
     INT64 llUTC = UtcOf(Tc.LocalUTC);
     vitc_t Vitc{};
@@ -92,6 +94,8 @@ static bool FormatTimecode(const Request &Req, bool bLds) {
     }
     return true;
 }
+
+} // namespace
 
 Outcome UseKlvSource(Request &Req) {
     // Failover changes the request's source on the way; the steps stay those of the source that it began with.

@@ -1,5 +1,6 @@
 // The two KLV-borne sources under MISP_PROFILE_62: high-precision time stamps and local sets.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_KLV_SOURCE_H
+#define TIMECODE_RETRIEVAL_KLV_SOURCE_H
 
 #include "retrieval/request.h"
 
@@ -10,3 +11,5 @@ namespace timecode {
 Outcome UseKlvSource(Request &Req);
 
 } // namespace timecode
+
+#endif

@@ -11,10 +11,12 @@
 
 namespace timecode {
 
-// For how long after the last match its source still counts as the one in use.
-static constexpr UINT64 SOURCE_IN_USE_MS = 750;
+namespace {
 
-static void TraceStart(const Request &Req) {
+// For how long after the last match its source still counts as the one in use.
+constexpr UINT64 SOURCE_IN_USE_MS = 750;
+
+void TraceStart(const Request &Req) {
     if (ThrottlePasses(Req.Tc.tLastLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO,
                  "enConfigMISBTimesource:%d(%s), enInputInterface:%d at the beginning of the function! "
@@ -23,7 +25,7 @@ static void TraceStart(const Request &Req) {
                  static_cast<unsigned long>(Req.tpNow.tv_sec), static_cast<unsigned long>(Req.tpNow.tv_nsec / 1'000));
 }
 
-static Outcome UseUtc(Request &Req) {
+Outcome UseUtc(Request &Req) {
     const MISP_UTC *const pUsed = UseQueuedUtc(Req);
     if (pUsed == nullptr)
         return Outcome::NO_TIME;
@@ -32,7 +34,7 @@ static Outcome UseUtc(Request &Req) {
 }
 
 // A timecode goes out as it was stored.
-static Outcome UseTimecode(Request &Req) {
+Outcome UseTimecode(Request &Req) {
     const MISP_UTC *const pUsed = UseQueuedTimecode(Req);
     if (pUsed == nullptr)
         return Outcome::NO_TIME;
@@ -43,7 +45,7 @@ static Outcome UseTimecode(Request &Req) {
     return Outcome::TIME;
 }
 
-static Outcome UseConfiguredSource(Request &Req) {
+Outcome UseConfiguredSource(Request &Req) {
     switch (Req.enTimecodeSource) {
     case TCSOURCE_HIGH_PRECISION_TIMESTAMP:
     case TCSOURCE_LDS_TIMESTAMP:
@@ -57,18 +59,18 @@ static Outcome UseConfiguredSource(Request &Req) {
 }
 
 // The distance is unsigned: a picture before the remembered one counts as far away.
-static bool IsRecent(const Request &Req, const MISP_UTC &LastRecord) {
+bool IsRecent(const Request &Req, const MISP_UTC &LastRecord) {
     return TicksToMs(Req.UnchangedEncoderPTS64 - LastRecord.nTimestamp64) <= SOURCE_IN_USE_MS;
 }
 
-static int SourceInUse(const Request &Req) {
+int SourceInUse(const Request &Req) {
     const tc_private_t &Tc = Req.Tc;
     if (Tc.LastRetrivedUTC.enTimecodeSource != TCSOURCE_NONE && IsRecent(Req, Tc.LastRetrivedUTC))
         return Tc.LastRetrivedUTC.enTimecodeSource;
     return IsRecent(Req, Tc.LastRetrivedSMPTE12mTC) ? Req.enTimecodeSource : TCSOURCE_NONE;
 }
 
-static Outcome AnswerUnderLock(Request &Req) {
+Outcome AnswerUnderLock(Request &Req) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
     TakePendingReset(Req.Tc);
     TraceStart(Req);
@@ -78,6 +80,8 @@ static Outcome AnswerUnderLock(Request &Req) {
     StoreShared(Req.Tc.enLastTimecodeSource, SourceInUse(Req));
     return Given;
 }
+
+} // namespace
 
 BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT64 UnchangedEncoderPTS64,
                           MISP_UTC *pUTC, vitc_t *pVitcRecord, BOOL *pbSameTSRecord, void **ppRecordAddress) {

@@ -1,5 +1,6 @@
 // Retrieval under MISP_PROFILE_2016_2: the matched record of the configured source, as it was stored.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_PROFILE20162_H
+#define TIMECODE_RETRIEVAL_PROFILE20162_H
 
 #include "timecode.h"
 
@@ -10,3 +11,5 @@ BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT
                           MISP_UTC *pUTC, vitc_t *pVitcRecord, BOOL *pbSameTSRecord, void **ppRecordAddress);
 
 } // namespace timecode
+
+#endif

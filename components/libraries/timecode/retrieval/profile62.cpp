@@ -14,12 +14,14 @@
 
 namespace timecode {
 
-static bool IsZero(const timespec &tpTime) {
+namespace {
+
+bool IsZero(const timespec &tpTime) {
     return tpTime.tv_sec == 0 && tpTime.tv_nsec == 0;
 }
 
 // The clock is read once, with the lock held: the whole request happens at one instant.
-static void TakeInstant(Request &Req) {
+void TakeInstant(Request &Req) {
     Req.tpNow = ReadInstant(TC_HERE);
     if (IsZero(Req.Tc.tpLastGoodTime))
         Req.Tc.tpLastGoodTime = Req.tpNow;
@@ -28,7 +30,7 @@ static void TakeInstant(Request &Req) {
 }
 
 // With switching the configured source decides only until a source has been recorded.
-static void ChooseSource(Request &Req, int enConfiguredSource) {
+void ChooseSource(Request &Req, int enConfiguredSource) {
     const int enLastSource = LoadShared(Req.Tc.enLastTimecodeSource);
     const bool bUseLast = Req.bTimeSourceSwitchAllowed == TRUE && enLastSource != TCSOURCE_NOT_CHOSEN;
     Req.enTimecodeSource = bUseLast ? enLastSource : enConfiguredSource;
@@ -38,7 +40,7 @@ static void ChooseSource(Request &Req, int enConfiguredSource) {
                  Req.bTimeSourceSwitchAllowed == TRUE ? "TRUE" : "FALSE");
 }
 
-static Outcome UseSystemClock(const Request &Req) {
+Outcome UseSystemClock(const Request &Req) {
     if (ThrottlePasses(Req.Tc.tCurrentSourceLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO, "Timecode source:%d, is system time.\n", Req.enTimecodeSource);
     if (_GetSystemUTC_Profile62(Req.nEncodedFrameRate, Req.nVUIFrameRate, Req.UnchangedEncoderPTS64, Req.TCBasePTS64,
@@ -48,7 +50,7 @@ static Outcome UseSystemClock(const Request &Req) {
     return Outcome::NO_TIME;
 }
 
-static Outcome UseSource(Request &Req) {
+Outcome UseSource(Request &Req) {
     switch (Req.enTimecodeSource) {
     case TCSOURCE_HIGH_PRECISION_TIMESTAMP:
     case TCSOURCE_LDS_TIMESTAMP:
@@ -64,7 +66,7 @@ static Outcome UseSource(Request &Req) {
 }
 
 // Asks whether a better source has come back, and records a source that differs from the last one.
-static void Recover(const Request &Req, int enConfiguredSource) {
+void Recover(const Request &Req, int enConfiguredSource) {
     int enNewTimecodeSource = TCSOURCE_NONE;
     // It fails for null and for inputs that the request has refused.
     if (_RecoveryTimecodeSource(enConfiguredSource, Req.enTimecodeSource, &enNewTimecodeSource, &Req.tpNow,
@@ -75,7 +77,7 @@ static void Recover(const Request &Req, int enConfiguredSource) {
     StoreShared(Req.Tc.enLastTimecodeSource, enNewTimecodeSource);
 }
 
-static Outcome AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource) {
+Outcome AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
     TakePendingReset(Req.Tc);
     TakeInstant(Req);
@@ -89,6 +91,8 @@ static Outcome AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource)
         Recover(Req, *penConfigMISBTimesource);
     return Given;
 }
+
+} // namespace
 
 BOOL _GetUTC_Profile62(int enInputInterface, int *penConfigMISBTimesource, BOOL bTimeSourceSwitchAllowed,
                        int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,

@@ -1,5 +1,6 @@
 // Retrieval under MISP_PROFILE_62: choice of source, carried time, failover, recovery, conversions.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_PROFILE62_H
+#define TIMECODE_RETRIEVAL_PROFILE62_H
 
 #include "timecode.h"
 
@@ -12,3 +13,5 @@ BOOL _GetUTC_Profile62(int enInputInterface, int *penConfigMISBTimesource, BOOL 
                        void **ppRecordAddress);
 
 } // namespace timecode
+
+#endif

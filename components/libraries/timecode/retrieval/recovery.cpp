@@ -12,7 +12,11 @@
 
 namespace timecode {
 
-static constexpr INT64 RECOVERY_PERIOD_MS = 750;
+namespace {
+
+constexpr INT64 RECOVERY_PERIOD_MS = 750;
+
+} // namespace
 
 BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurrentTime) {
     if (!TC_IS_GIVEN(pCurrentTime) || !TC_IS_GIVEN(pSourceGoodTime))
@@ -21,6 +25,8 @@ BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurre
     CalcTimeSpecAbsDiff(pSourceGoodTime, pCurrentTime, &tpDiff);
     return SpanToMs(tpDiff) > RECOVERY_PERIOD_MS ? TRUE : FALSE;
 }
+
+namespace {
 
 // What the walk over the candidates needs to know.
 struct Recovery {
@@ -32,7 +38,7 @@ struct Recovery {
 };
 
 // A queue-borne source is usable when a record of it belongs to the picture.
-static bool IsQueuedSourceUsable(const Recovery &Rec, int enCandidate) {
+bool IsQueuedSourceUsable(const Recovery &Rec, int enCandidate) {
     MISP_UTC CurrentUTC;
     if (_FindPTSMatchForSource(&Rec.Tc.UTCList, &Rec.Tc.UTCListMutex, Rec.UnchangedEncoderPTS64, enCandidate,
                                &CurrentUTC, nullptr, nullptr, Rec.enInputInterface) != TRUE)
@@ -44,7 +50,7 @@ static bool IsQueuedSourceUsable(const Recovery &Rec, int enCandidate) {
     return true;
 }
 
-static bool IsUsable(const Recovery &Rec, int enCandidate) {
+bool IsUsable(const Recovery &Rec, int enCandidate) {
     if (enCandidate != TCSOURCE_SYSTEM_TIMESTAMP)
         return IsQueuedSourceUsable(Rec, enCandidate);
     long long llUTCTime = 0;
@@ -53,7 +59,7 @@ static bool IsUsable(const Recovery &Rec, int enCandidate) {
 
 // Notes the first sighting of a usable candidate and says whether it has been usable for long enough. A pending
 // sighting is not forgotten when the source is lost again.
-static bool IsRecovered(const Recovery &Rec, int enCandidate) {
+bool IsRecovered(const Recovery &Rec, int enCandidate) {
     const size_t nSlot = static_cast<size_t>(enCandidate) - 1;
     BOOL &bPending = Rec.Tc.bSourceOkArray[nSlot];
     if (bPending == FALSE) {
@@ -72,13 +78,15 @@ static bool IsRecovered(const Recovery &Rec, int enCandidate) {
 
 // The best source above the current one that has recovered. One that is usable but not for long enough does not
 // end the walk.
-static int BestRecovered(const Recovery &Rec) {
+int BestRecovered(const Recovery &Rec) {
     const int enLast = Rec.enCurrentSource == TCSOURCE_NONE ? TCSOURCE_SYSTEM_TIMESTAMP : Rec.enCurrentSource - 1;
     for (int enCandidate = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enCandidate <= enLast; ++enCandidate)
         if (IsUsable(Rec, enCandidate) && IsRecovered(Rec, enCandidate))
             return enCandidate;
     return Rec.enCurrentSource;
 }
+
+} // namespace
 
 BOOL _RecoveryTimecodeSource(int enConfiguredMISBTimeSource, int enCurrentTimecodeSouce, int *penNewTimecodeSouce,
                              const timespec *pCurrentTime, UINT64 UnchangedEncoderPTS64, int enInputInterface) {

@@ -1,5 +1,6 @@
 // Recovery: whether a better source has come back and stayed usable long enough to switch to it.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_RECOVERY_H
+#define TIMECODE_RETRIEVAL_RECOVERY_H
 
 #include <ctime>
 
@@ -17,3 +18,5 @@ BOOL _RecoveryTimecodeSource(int enConfiguredMISBTimeSource, int enCurrentTimeco
 BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurrentTime);
 
 } // namespace timecode
+
+#endif

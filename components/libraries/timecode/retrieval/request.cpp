@@ -23,8 +23,10 @@ void TakePendingReset(tc_private_t &Tc) {
     SetUtc(Tc.LastRetrivedUTC, 0);
 }
 
+namespace {
+
 // The record of the request's source that belongs to the picture, however far away, or null.
-static const MISP_UTC *FindMatch(Request &Req) {
+const MISP_UTC *FindMatch(Request &Req) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
     const Match Found = FindRecord(Req.Tc.UTCList, Req.UnchangedEncoderPTS64, Req.enTimecodeSource, Req.ppRecordAddress,
                                    Req.enInputInterface);
@@ -33,7 +35,7 @@ static const MISP_UTC *FindMatch(Request &Req) {
 }
 
 // LocalUTC keeps the byte as it was received: only the picture is told of the jump. Equal times are no jump.
-static void MarkBackwardJump(const Request &Req, const MISP_UTC &Used) {
+void MarkBackwardJump(const Request &Req, const MISP_UTC &Used) {
     if (UtcOf(Used) >= UtcOf(Req.Tc.LastRetrivedUTC))
         return;
     TC_TRACE(DBG_LEVEL_INFO, "Discontinuity identified. Time jumped backward!\n");
@@ -41,7 +43,7 @@ static void MarkBackwardJump(const Request &Req, const MISP_UTC &Used) {
     SetStatusByte(*Req.pUTC, static_cast<BYTE>(nLock | STATUS_DISCONTINUITY | STATUS_REVERSE | STATUS_RESERVED));
 }
 
-static void HandOutUtc(const Request &Req, const MISP_UTC &Used) {
+void HandOutUtc(const Request &Req, const MISP_UTC &Used) {
     tc_private_t &Tc = Req.Tc;
     TakeStatusFlags(Tc, StatusByteOf(Used));
     Tc.LocalUTC = Used;
@@ -52,7 +54,7 @@ static void HandOutUtc(const Request &Req, const MISP_UTC &Used) {
     Tc.bTimeSourceAlive = TRUE;
 }
 
-static void TraceUtc(const Request &Req, const MISP_UTC &Used) {
+void TraceUtc(const Request &Req, const MISP_UTC &Used) {
     if (!ThrottlePasses(Req.Tc.tLastOKRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         return;
     const bool bLds = Req.enTimecodeSource == TCSOURCE_LDS_TIMESTAMP;
@@ -63,6 +65,8 @@ static void TraceUtc(const Request &Req, const MISP_UTC &Used) {
              static_cast<unsigned long long>(UtcOf(Used)), Req.enTimecodeSource,
              SourceName(Req.enTimecodeSource).Text());
 }
+
+} // namespace
 
 const MISP_UTC *UseQueuedUtc(Request &Req) {
     if (ThrottlePasses(Req.Tc.tCurrentSourceLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
@@ -79,7 +83,9 @@ const MISP_UTC *UseQueuedUtc(Request &Req) {
     return pMatch;
 }
 
-static void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
+namespace {
+
+void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
     tc_private_t &Tc = Req.Tc;
     Tc.LocalUTC = Used;
     // Under Profile 62 a timecode refreshes the last good time only with switching.
@@ -90,7 +96,7 @@ static void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
     Tc.bGPSLocked = FALSE;
 }
 
-static void TraceTooFar(const Request &Req, const MISP_UTC &Found, UINT64 nDistanceTicks) {
+void TraceTooFar(const Request &Req, const MISP_UTC &Found, UINT64 nDistanceTicks) {
     TC_TRACE(DBG_LEVEL_INFO,
              Req.bProfile62 ? "PTSDiff:%llu(%lldms) is bigger than threshold:%dms, CodedPicturePTS64:%llu, TCPTS:%llu. "
                               "enTimecodeSource:%d(%s), *ppRecordAddress:%p.\n"
@@ -102,7 +108,7 @@ static void TraceTooFar(const Request &Req, const MISP_UTC &Found, UINT64 nDista
              SourceName(Req.enTimecodeSource).Text(), Req.ppRecordAddress == nullptr ? nullptr : *Req.ppRecordAddress);
 }
 
-static void TraceTimecode(const Request &Req, const MISP_UTC &Used) {
+void TraceTimecode(const Request &Req, const MISP_UTC &Used) {
     if (!ThrottlePasses(Req.Tc.tLastOKRetrievalLogTime, Req.tCurrent, TIMECODE_THROTTLE_SECONDS))
         return;
     const Hmsf Time = DigitsOf(VitcIn(Used));
@@ -116,6 +122,8 @@ static void TraceTimecode(const Request &Req, const MISP_UTC &Used) {
              SourceName(Req.enTimecodeSource).Text(), static_cast<unsigned long long>(Req.UnchangedEncoderPTS64),
              static_cast<unsigned long long>(Used.nTimestamp64));
 }
+
+} // namespace
 
 const MISP_UTC *UseQueuedTimecode(Request &Req) {
     if (ThrottlePasses(Req.Tc.tCurrentSourceLogTime, Req.tCurrent, TIMECODE_THROTTLE_SECONDS))

@@ -1,6 +1,7 @@
 // A request: one picture's question, and the steps that both MISP revisions take to answer it. Every step but the end
 // trace runs under the input's mutex.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_REQUEST_H
+#define TIMECODE_RETRIEVAL_REQUEST_H
 
 #include <ctime>
 
@@ -74,3 +75,5 @@ void RememberTimecode(const Request &Req, const MISP_UTC &Used);
 void TraceEnd(const Request &Req);
 
 } // namespace timecode
+
+#endif

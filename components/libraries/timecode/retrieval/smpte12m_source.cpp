@@ -14,7 +14,9 @@
 
 namespace timecode {
 
-static void TraceSilence(const Request &Req, const timespec &tpMove) {
+namespace {
+
+void TraceSilence(const Request &Req, const timespec &tpMove) {
     if (!ThrottlePasses(Req.Tc.tLastFailedRetrievalLogTime, Req.tCurrent, USUAL_THROTTLE_SECONDS))
         return;
     const Hmsf Old = DigitsOf(VitcIn(Req.Tc.LastRetrivedSMPTE12mTC));
@@ -25,7 +27,7 @@ static void TraceSilence(const Request &Req, const timespec &tpMove) {
              static_cast<unsigned long>(tpMove.tv_nsec));
 }
 
-static void TraceCorrection(const Request &Req, const timespec &tpMove, const vitc_t &Vitc) {
+void TraceCorrection(const Request &Req, const timespec &tpMove, const vitc_t &Vitc) {
     const Hmsf New = DigitsOf(Vitc);
     const timespec &tpLast = Req.Tc.LastRetrivedSMPTE12mTC.tpInsertionTime;
     TC_TRACE(DBG_LEVEL_INFO,
@@ -40,7 +42,7 @@ static void TraceCorrection(const Request &Req, const timespec &tpMove, const vi
 
 // The source is silent: the last timecode moves on by the PTS distance from the picture that had it. Returns that
 // distance in time.
-static timespec CarryForward(Request &Req) {
+timespec CarryForward(Request &Req) {
     tc_private_t &Tc = Req.Tc;
     const timespec tpMove = _ConvertNsecToTimespec(TicksToNsec(TicksToPicture(Req, Tc.LastRetrivedSMPTE12mTC)));
     timespec tpGoodInterval{};
@@ -59,7 +61,7 @@ static timespec CarryForward(Request &Req) {
     return tpMove;
 }
 
-static bool ConvertToUtc(const Request &Req) {
+bool ConvertToUtc(const Request &Req) {
     tc_private_t &Tc = Req.Tc;
     INT64 llUTC = UtcOf(Tc.LastRetrivedUTC);
     const BOOL bConverted =
@@ -69,7 +71,7 @@ static bool ConvertToUtc(const Request &Req) {
     return bConverted == TRUE;
 }
 
-static void HandOutConverted(const Request &Req, const timespec &tpMove, INT64 llLastUTCTime) {
+void HandOutConverted(const Request &Req, const timespec &tpMove, INT64 llLastUTCTime) {
     tc_private_t &Tc = Req.Tc;
     MISP_UTC &Last = Tc.LastRetrivedUTC;
     TC_TRACE(DBG_LEVEL_DEBUG, "Timecode source:%d, successfully converted SMPTE12M to UTC time.\n",
@@ -83,6 +85,8 @@ static void HandOutConverted(const Request &Req, const timespec &tpMove, INT64 l
     if (Req.pVitcRecord != nullptr)
         CopyVitc(*Req.pVitcRecord, VitcIn(Tc.LocalUTC));
 }
+
+} // namespace
 
 Outcome UseSmpte12mSource(Request &Req) {
     const MISP_UTC *const pUsed = UseQueuedTimecode(Req);

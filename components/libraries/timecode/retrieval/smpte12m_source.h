@@ -1,5 +1,6 @@
 // SMPTE 12M timecode as the source under MISP_PROFILE_62.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_SMPTE12M_SOURCE_H
+#define TIMECODE_RETRIEVAL_SMPTE12M_SOURCE_H
 
 #include "retrieval/request.h"
 
@@ -10,3 +11,5 @@ namespace timecode {
 Outcome UseSmpte12mSource(Request &Req);
 
 } // namespace timecode
+
+#endif

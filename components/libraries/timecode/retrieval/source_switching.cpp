@@ -10,18 +10,22 @@
 
 namespace timecode {
 
-// How long a source may be silent before it is given up.
-static constexpr int FAILURE_PERIOD_MS = 5000;
+namespace {
 
-static int NextSource(int enTimecodeSource) {
+// How long a source may be silent before it is given up.
+constexpr int FAILURE_PERIOD_MS = 5000;
+
+int NextSource(int enTimecodeSource) {
     const bool bHasNext =
         enTimecodeSource >= TCSOURCE_HIGH_PRECISION_TIMESTAMP && enTimecodeSource <= TCSOURCE_LDS_TIMESTAMP;
     return bHasNext ? enTimecodeSource + 1 : TCSOURCE_NONE;
 }
 
-static bool IsGivenUp(BOOL bTimeSourceSwitchAllowed, const timespec &tpGoodInterval) {
+bool IsGivenUp(BOOL bTimeSourceSwitchAllowed, const timespec &tpGoodInterval) {
     return bTimeSourceSwitchAllowed == TRUE && SpanToMs(tpGoodInterval) > FAILURE_PERIOD_MS;
 }
+
+} // namespace
 
 void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow) {
     SetFlagsNotAlive(Tc);
@@ -29,7 +33,9 @@ void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow) {
     std::atomic_ref<UINT64>(Tc.nTimeSourceSwitches).fetch_add(1, std::memory_order_relaxed);
 }
 
-static void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoodInterval) {
+namespace {
+
+void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoodInterval) {
     TC_TRACE(nLevel,
              "Timecode source:%d, Failed to extract timecode for:%lu.%09lus. Defined Period:%d ms before failure is "
              "announced.\n",
@@ -38,13 +44,15 @@ static void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoo
 }
 
 // The message of timecode alone names the input.
-static void TraceTimecodeFailure(const Request &Req, const timespec &tpGoodInterval) {
+void TraceTimecodeFailure(const Request &Req, const timespec &tpGoodInterval) {
     TC_TRACE(DBG_LEVEL_INFO,
              "Interface:%d, Timecode source:%d, Failed to extract timecode for:%lu.%09lus. Defined Period:%d ms before "
              "failure is announced.\n",
              Req.enInputInterface, Req.enTimecodeSource, static_cast<unsigned long>(tpGoodInterval.tv_sec),
              static_cast<unsigned long>(tpGoodInterval.tv_nsec), FAILURE_PERIOD_MS);
 }
+
+} // namespace
 
 void FailOver(Request &Req, const timespec &tpGoodInterval) {
     if (!IsGivenUp(Req.bTimeSourceSwitchAllowed, tpGoodInterval))

@@ -1,5 +1,6 @@
 // The one failover rule: when a silent source is given up, for which one, and what a switch marks.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_SOURCE_SWITCHING_H
+#define TIMECODE_RETRIEVAL_SOURCE_SWITCHING_H
 
 #include "retrieval/request.h"
 
@@ -12,3 +13,5 @@ void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow);
 void FailOver(Request &Req, const timespec &tpGoodInterval);
 
 } // namespace timecode
+
+#endif

@@ -1,5 +1,6 @@
 // The MISP time-stamp status byte (MISB ST 0603): its bits, its words, and how the library forms it.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_STATUS_BYTE_H
+#define TIMECODE_RETRIEVAL_STATUS_BYTE_H
 
 #include "core/state.h"
 #include "timecode.h"
@@ -30,3 +31,5 @@ inline void SetFlagsNotAlive(tc_private_t &Tc) {
 }
 
 } // namespace timecode
+
+#endif

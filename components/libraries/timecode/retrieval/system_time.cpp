@@ -18,19 +18,21 @@
 
 namespace timecode {
 
+namespace {
+
 // The UTC of the remembered record is read without the lock.
-static INT64 &SharedUtc(MISP_UTC &Record) {
+INT64 &SharedUtc(MISP_UTC &Record) {
     return *reinterpret_cast<INT64 *>(reinterpret_cast<unsigned char *>(&Record.MotionImageryTimestamp) +
                                       offsetof(UTCPayload, llUTCTime));
 }
 
 // A time from the system clock is never locked; without a discontinuity the previous time does not count.
-static BYTE StatusByteFor(bool bProfile62, INT64 llUTC) {
+BYTE StatusByteFor(bool bProfile62, INT64 llUTC) {
     const INT64 llLastUTC = bProfile62 ? LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
     return _GetMISPStatusByte(TRUE, FALSE, FALSE, llLastUTC, llUTC);
 }
 
-static void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
+void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
     Record.DNode = {};
     std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
     SetUtc(Record, llUTC);
@@ -40,7 +42,7 @@ static void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 
     Record.tpInsertionTime = {};
 }
 
-static void RememberRecord(INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
+void RememberRecord(INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
     TC_LOCK(SystemLock, _SystemTcInfo.Lock);
     MISP_UTC &Last = _SystemTcInfo.LastRetrivedSystemUTC;
     StoreShared(SharedUtc(Last), llUTC);
@@ -49,7 +51,7 @@ static void RememberRecord(INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncode
     Last.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
 }
 
-static void TraceSuccess(bool bProfile62, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
+void TraceSuccess(bool bProfile62, INT64 llUTC, UINT64 UnchangedEncoderPTS64) {
     date_time_t HumanTime{};
     ClockCvtUtc2Time(llUTC, &HumanTime);
     TC_TRACE(DBG_LEVEL_INFO,
@@ -63,9 +65,9 @@ static void TraceSuccess(bool bProfile62, INT64 llUTC, UINT64 UnchangedEncoderPT
              SourceName(TCSOURCE_SYSTEM_TIMESTAMP).Text());
 }
 
-static BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
-                           UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC,
-                           vitc_t *pVitcRecord) {
+BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFrameRate, int nVUIFrameRate,
+                    UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC,
+                    vitc_t *pVitcRecord) {
     const time_t tCurrent = time(nullptr);
     const bool bUTC = TC_ASSERT(pUTC != NULL);
     TC_ASSERT(pVitcRecord != NULL);
@@ -88,6 +90,8 @@ static BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFr
         RememberRecord(llUTC, nStatusByte, UnchangedEncoderPTS64);
     return bFormatted;
 }
+
+} // namespace
 
 BOOL _GetSystemUTC_Profile62(int nEncodedFrameRate, int nVUIFrameRate, UINT64 UnchangedEncoderPTS64, UINT64 TCBasePTS64,
                              INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord) {

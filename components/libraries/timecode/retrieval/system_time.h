@@ -1,5 +1,6 @@
 // System-time retrieval under each revision.
-#pragma once
+#ifndef TIMECODE_RETRIEVAL_SYSTEM_TIME_H
+#define TIMECODE_RETRIEVAL_SYSTEM_TIME_H
 
 #include "timecode.h"
 
@@ -12,3 +13,5 @@ BOOL _GetSystemUTC_Profile20162(int nEncodedFrameRate, int nVUIFrameRate, UINT64
                                 UINT64 TCBasePTS64, INT64 llTCBaseUTC64, MISP_UTC *pUTC, vitc_t *pVitcRecord);
 
 } // namespace timecode
+
+#endif
