@@ -1,11 +1,6 @@
 // Reader of the platform's settings file.
 //
 // The file passes through one fixed buffer line by line, so its size does not matter and nothing is allocated.
-#include "cfgfile_api.h"
-
-#include "cancel_guard.h"
-#include "dbgtrace.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
@@ -14,6 +9,10 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "cancel_guard.h"
+#include "cfgfile_api.h"
+#include "dbgtrace.h"
 
 namespace {
 

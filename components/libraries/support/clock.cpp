@@ -2,11 +2,11 @@
 //
 // The calendar repeats every 400 years. Dates are reduced to such a cycle and back, because std::chrono's years end
 // at 32767 and 64 bits of microseconds reach some 290,000 years either way.
-#include "clock_api.h"
-
 #include <chrono>
 #include <ctime>
 #include <optional>
+
+#include "clock_api.h"
 
 namespace {
 

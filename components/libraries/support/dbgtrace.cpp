@@ -4,17 +4,17 @@
 // allocates.
 #include "dbgtrace.h"
 
-#include "shared_text.h"
-#include "source_name.h"
-#include "trace_channel.h"
-#include "trace_message.h"
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdarg>
 #include <cstdlib>
 #include <cstring>
+
+#include "shared_text.h"
+#include "source_name.h"
+#include "trace_channel.h"
+#include "trace_message.h"
 
 namespace {
 

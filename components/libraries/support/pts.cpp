@@ -1,9 +1,9 @@
 // Arithmetic on presentation time stamps and on wall-clock instants.
 //
 // Differences are formed in types that hold every one of them, so no argument overflows.
-#include "pts_api.h"
-
 #include <limits>
+
+#include "pts_api.h"
 
 namespace {
 

@@ -5,16 +5,18 @@
 // reader.
 #include "threadcheck.h"
 
-#include "shared_text.h"
-#include "source_name.h"
-#include "write_signals_guard.h"
-
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <pthread.h>
 #include <unistd.h>
+
+#include "shared_text.h"
+#include "source_name.h"
+#include "write_signals_guard.h"
+#include "xtypes.h"
 
 BOOL g_bThreadStateDebuggingEnabled = FALSE;
 

@@ -7,8 +7,6 @@
 // be asked not to wait in another way, and the controlling terminal has a name of its own.
 #include "trace_channel.h"
 
-#include "write_signals_guard.h"
-
 #include <atomic>
 #include <cerrno>
 #include <charconv>
@@ -20,6 +18,8 @@
 #include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include "write_signals_guard.h"
 
 namespace {
 

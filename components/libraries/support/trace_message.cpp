@@ -3,18 +3,18 @@
 // A message that cannot be sent at once is dropped and counted; the next one that passes reports the count.
 #include "trace_message.h"
 
-#include "cancel_guard.h"
-#include "clock_api.h"
-#include "dbgtrace.h"
-#include "source_name.h"
-#include "trace_channel.h"
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <unistd.h>
+
+#include "cancel_guard.h"
+#include "clock_api.h"
+#include "dbgtrace.h"
+#include "source_name.h"
+#include "trace_channel.h"
 
 namespace {
 

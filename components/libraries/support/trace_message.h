@@ -5,9 +5,9 @@
 #ifndef SUPPORT_TRACE_MESSAGE_H
 #define SUPPORT_TRACE_MESSAGE_H
 
-#include "xtypes.h"
-
 #include <cstdarg>
+
+#include "xtypes.h"
 
 // Who writes a message, and how urgent it is.
 struct TraceOrigin {

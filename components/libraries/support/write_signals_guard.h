@@ -8,6 +8,7 @@
 
 #include <csignal>
 #include <ctime>
+#include <pthread.h>
 
 class WriteSignalsGuard {
 public:

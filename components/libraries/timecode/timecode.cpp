@@ -33,7 +33,7 @@ void TimecodeLib_Init(int enMISPRevision) {
 void TimecodeLib_Shutdown(void) {
     TC_TRACE(DBG_LEVEL_DEBUG, "Called.\n");
     _g_bTCLibInitialized = FALSE;
-    _DoDbgUninitEx(&g_hTCLibDbg, __func__, __FILE_NAME__, __LINE__);
+    _DoDbgUninitEx(&g_hTCLibDbg, TC_PLACE);
 }
 
 int Timecode_GetMISPRevision(void) {

@@ -1,8 +1,8 @@
-// Carrying a timecode and a UTC time forward.
+// Moving a timecode and a UTC time forward.
 #include "conversion/elapsed_time.h"
 
 #include "conversion/frame_period.h"
-#include "core/record.h"
+#include "core/digits.h"
 #include "core/trace.h"
 #include "core/units.h"
 
@@ -10,25 +10,25 @@ namespace timecode {
 
 namespace {
 
-// Carry into the next larger unit, named after the receiver.
-struct Carries {
+// What goes up into the next larger unit, named after the receiver.
+struct Overflow {
     INT64 nHours;
     INT64 nMinutes;
     INT64 nSeconds;
 };
 
-// Keeps a unit of 60 within its range and returns what goes up.
-INT64 CarryOut(INT64 &nValue) {
+// Cuts a unit of 60 to its range and returns what goes up.
+INT64 CutToUnit(INT64 &nValue) {
     if (nValue <= 59)
         return 0;
-    const INT64 nCarry = nValue / 60;
+    const INT64 nUp = nValue / 60;
     nValue %= 60;
-    return nCarry;
+    return nUp;
 }
 
 // Adds the whole seconds; a negative count adds nothing.
-Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
-    Carries Up{};
+Overflow AddSeconds(Hmsf &Time, time_t nSeconds) {
+    Overflow Up{};
     if (nSeconds < 1)
         return Up;
     nSeconds %= 86400;
@@ -37,12 +37,12 @@ Carries AddSeconds(Hmsf &Time, time_t nSeconds) {
     nSeconds %= 3600;
     if (nSeconds >= 60) {
         Time.nMinutes += nSeconds / 60;
-        Up.nHours = CarryOut(Time.nMinutes);
+        Up.nHours = CutToUnit(Time.nMinutes);
     }
     nSeconds %= 60;
     if (nSeconds >= 1) {
         Time.nSeconds += nSeconds;
-        Up.nMinutes = CarryOut(Time.nSeconds);
+        Up.nMinutes = CutToUnit(Time.nSeconds);
     }
     return Up;
 }
@@ -56,16 +56,16 @@ INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramerate) {
         Time.nFrames = static_cast<INT64>(nValue);
         return 0;
     }
-    const UINT64 OvfFrames = nValue / nPicRate;
+    const UINT64 nOverflowSeconds = nValue / nPicRate;
     TC_TRACE(DBG_LEVEL_DEBUG, "Overflow happened. nValue:%d, nPictrate:%d, OverflowsFrames:%d. Remainder:%d.\n",
-             static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(OvfFrames),
+             static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(nOverflowSeconds),
              static_cast<int>(nValue % nPicRate));
     Time.nFrames = static_cast<INT64>(nValue % nPicRate);
-    return static_cast<INT64>(OvfFrames);
+    return static_cast<INT64>(nOverflowSeconds);
 }
 
 // The frame number is printed as the record holds it: above 100 frames a second its tens digit is cut to a byte.
-void TraceCarries(const Hmsf &Time, const Carries &Up) {
+void TraceOverflow(const Hmsf &Time, const Overflow &Up) {
     if (!TraceEnabled(DBG_LEVEL_DEBUG))
         return;
     vitc_t Record{};
@@ -76,11 +76,11 @@ void TraceCarries(const Hmsf &Time, const Carries &Up) {
              static_cast<int>(Up.nSeconds));
 }
 
-void PropagateCarries(Hmsf &Time, Carries Up) {
+void AddOverflow(Hmsf &Time, Overflow Up) {
     Time.nSeconds += Up.nSeconds;
-    Up.nMinutes += CarryOut(Time.nSeconds);
+    Up.nMinutes += CutToUnit(Time.nSeconds);
     Time.nMinutes += Up.nMinutes;
-    Up.nHours += CarryOut(Time.nMinutes);
+    Up.nHours += CutToUnit(Time.nMinutes);
     Time.nHours = (Time.nHours + Up.nHours) % 24;
 }
 
@@ -94,10 +94,10 @@ BOOL _ElapsedNsecToSMPTE12M(const timespec *pElapsedNsec, int nEncodedPictureRat
              static_cast<unsigned long>(pElapsedNsec->tv_sec), static_cast<unsigned long>(pElapsedNsec->tv_nsec),
              nEncodedPictureRate, static_cast<int>(nVUIFramerate));
     Hmsf Time = DigitsOf(*pVitcRecord);
-    Carries Up = AddSeconds(Time, pElapsedNsec->tv_sec);
+    Overflow Up = AddSeconds(Time, pElapsedNsec->tv_sec);
     Up.nSeconds = AddFrames(Time, pElapsedNsec->tv_nsec, static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate);
-    TraceCarries(Time, Up);
-    PropagateCarries(Time, Up);
+    TraceOverflow(Time, Up);
+    AddOverflow(Time, Up);
     SetDigits(*pVitcRecord, Time);
     return TRUE;
 }

@@ -1,13 +1,17 @@
 // The frame period in single-precision microseconds and in integer nanoseconds.
 #include "conversion/frame_period.h"
 
+#include "core/units.h"
+
 namespace timecode {
 
 namespace {
 
-// 90 kHz ticks of 1.001 s, one step below 90090: a quotient that is a whole number of ticks is reached from below.
-constexpr double TICKS_PER_1001_MS = 90089.99999999999;
-static_assert(TICKS_PER_1001_MS == 90090.0 - 0x1p-36);
+constexpr double TICKS_PER_MS = TICKS_PER_SECOND / 1'000;
+
+// Ticks of 1.001 s, one step below 90090: a quotient that is a whole number of ticks is reached from below.
+constexpr double TICKS_PER_1001_MS = TICKS_PER_MS * 1001 - 0x1p-36;
+static_assert(TICKS_PER_1001_MS == 90089.99999999999);
 
 } // namespace
 
@@ -18,7 +22,7 @@ float MicroSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {
     const auto fTicks = static_cast<float>(TICKS_PER_1001_MS / static_cast<double>(fPicRate));
     // At most 90,090, so the cut fits.
     const auto nWholeTicks = static_cast<int>(fTicks);
-    return static_cast<float>(nWholeTicks * 1000.0 / 90.0);
+    return static_cast<float>(nWholeTicks * 1000.0 / TICKS_PER_MS);
 }
 
 UINT64 NanoSecPerFrame(UINT64 nPicRate, ULONG nVUIFramerate) {

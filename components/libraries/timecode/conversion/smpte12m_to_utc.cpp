@@ -1,4 +1,4 @@
-// A timecode carries no date: the local calendar gives it, the timecode the time of day.
+// A timecode has no date: the local calendar gives it, the timecode the time of day.
 #include "conversion/smpte12m_to_utc.h"
 
 #include <algorithm>
@@ -7,7 +7,8 @@
 
 #include "clock_api.h"
 #include "conversion/frame_period.h"
-#include "core/record.h"
+#include "core/clock.h"
+#include "core/digits.h"
 #include "core/shared.h"
 #include "core/trace.h"
 
@@ -20,12 +21,12 @@ constexpr int NO_DATE = -1;
 
 // Sets the date fields; without a readable clock or a local calendar there is no date.
 bool SetLocalDate(date_time_t &DateTime) {
-    timespec tpCurrent{};
-    if (!TC_ASSERT(clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0))
+    const auto tpCurrent = ReadClock("clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0", TC_HERE);
+    if (!tpCurrent)
         return false;
     tm TimeInfo{};
     constexpr int TM_YEAR_BASE = 1900;
-    if (localtime_r(&tpCurrent.tv_sec, &TimeInfo) == nullptr ||
+    if (localtime_r(&tpCurrent->tv_sec, &TimeInfo) == nullptr ||
         TimeInfo.tm_year > std::numeric_limits<int>::max() - TM_YEAR_BASE)
         return false;
     DateTime.year = TimeInfo.tm_year + TM_YEAR_BASE;
@@ -62,7 +63,7 @@ BOOL _SMPTE12MtoUTC(const vitc_t *pSMPTE12mRecord, int nEncodedPictureRate, ULON
         TC_TRACE(DBG_LEVEL_ERROR, "Fail to convert date time to UTC time. RetCode:%d\n", ret);
         return FALSE;
     }
-    if (ThrottlePasses(_tCurrentSourceLogTime, tNow, 4))
+    if (ThrottlePasses(_tCurrentSourceLogTime, tNow, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_DEBUG,
                  "Sucessfully converted Date time to UTC. Date:: %d-%d-%d-%02dh%02dm%02ds%06dus --> UTC:: %016llu.\n",
                  DateTime.year, DateTime.month, DateTime.dayOfMonth, DateTime.hour, DateTime.min, DateTime.sec,

@@ -38,7 +38,7 @@ BOOL _VerifyDateFromUTC(const INT64 *pllUTC) {
              DateTime.hour, DateTime.min, DateTime.sec, DateTime.microsec);
     if (DateTime.year > 1999)
         return TRUE;
-    if (ThrottlePasses(_tOldTime, tNow, 9))
+    if (ThrottlePasses(_tOldTime, tNow, SLOW_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_WARNING, "Year:%d is below 2000.\n", DateTime.year);
     return FALSE;
 }

@@ -3,9 +3,10 @@
 
 #include "clock_api.h"
 #include "conversion/frame_period.h"
-#include "core/record.h"
+#include "core/digits.h"
 #include "core/shared.h"
 #include "core/trace.h"
+#include "timecode.h"
 
 using namespace timecode;
 
@@ -42,12 +43,12 @@ BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate, ULONG nVUIFr
     const INT64 llUTC = *pllUTC;
     date_time_t DateTime{};
     ClockCvtUtc2DateTime(llUTC, &DateTime);
-    if (llUTC < PLAUSIBLE_SINCE_USEC && ThrottlePasses(_tLastLogTime, tCurrentSeconds, 29))
+    if (llUTC < PLAUSIBLE_SINCE_USEC && ThrottlePasses(_tLastLogTime, tCurrentSeconds, CLOCK_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_WARNING,
                  "Date information might be wrong on system! UTC:%016lu (%d-%s-%d-%02dh%02dm%02ds%06dus)\n",
                  static_cast<unsigned long>(llUTC), DateTime.year, MonthName(DateTime.month), DateTime.dayOfMonth,
                  DateTime.hour, DateTime.min, DateTime.sec, DateTime.microsec);
-    if (ThrottlePasses(_tCurrentSourceLogTime, tCurrentSeconds, 4))
+    if (ThrottlePasses(_tCurrentSourceLogTime, tCurrentSeconds, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_DEBUG, "Sucessfully converted UTC:%016lu to (%d-%s-%d-%02dh%02dm%02ds%06dus)\n",
                  static_cast<unsigned long>(llUTC), DateTime.year, MonthName(DateTime.month), DateTime.dayOfMonth,
                  DateTime.hour, DateTime.min, DateTime.sec, DateTime.microsec);

@@ -2,20 +2,21 @@
 #ifndef TIMECODE_CORE_LOCK_H
 #define TIMECODE_CORE_LOCK_H
 
-#include <pthread.h>
-
 #include <algorithm>
-#include <atomic>
+#include <cstddef>
 #include <iterator>
+#include <pthread.h>
 #include <string_view>
 
+#include "core/shared.h"
 #include "core/trace.h"
 #include "threadcheck.h"
+#include "xtypes.h"
 
 namespace timecode {
 
 inline bool ThreadStatesAreRecorded() {
-    return std::atomic_ref<BOOL>(g_bThreadStateDebuggingEnabled).load(std::memory_order_relaxed) != FALSE;
+    return LoadShared(g_bThreadStateDebuggingEnabled) != FALSE;
 }
 
 inline void SaveThreadState(const Position &Here) {
@@ -29,7 +30,7 @@ public:
     template <size_t SIZE>
     consteval LockPlace(const char (&szFunction)[SIZE], const char *szFile, int nLine)
         : m_szFile(szFile), m_nLine(nLine) {
-        static_assert(SIZE + LONGEST_STAGE.size() <= std::size(NAME{}.acText));
+        static_assert(SIZE + LONGEST_STAGE.size() <= std::size(Name{}.acText));
         Join(m_Waits, szFunction, ": waits for lock");
         Join(m_Holds, szFunction, ": holds lock");
         Join(m_Unlocks, szFunction, LONGEST_STAGE);
@@ -42,20 +43,20 @@ public:
     void SaveHasUnlocked() const { Save(m_HasUnlocked); }
 
 private:
-    struct NAME {
+    struct Name {
         char acText[72];
     };
     static constexpr std::string_view LONGEST_STAGE = ": is about to unlock";
 
-    static consteval void Join(NAME &Name, std::string_view sFunction, std::string_view sStage) {
-        std::copy(sStage.begin(), sStage.end(), std::copy(sFunction.begin(), sFunction.end(), Name.acText));
+    static consteval void Join(Name &To, std::string_view szFunction, std::string_view szStage) {
+        std::copy(szStage.begin(), szStage.end(), std::copy(szFunction.begin(), szFunction.end(), To.acText));
     }
-    void Save(const NAME &Name) const { SaveThreadState({Name.acText, m_szFile, m_nLine}); }
+    void Save(const Name &Under) const { SaveThreadState({Under.acText, m_szFile, m_nLine}); }
 
-    NAME m_Waits{};
-    NAME m_Holds{};
-    NAME m_Unlocks{};
-    NAME m_HasUnlocked{};
+    Name m_Waits{};
+    Name m_Holds{};
+    Name m_Unlocks{};
+    Name m_HasUnlocked{};
     const char *m_szFile;
     int m_nLine;
 };
@@ -75,7 +76,7 @@ public:
         m_Place.SaveUnlocks();
         pthread_mutex_unlock(&m_Mutex);
         if (m_bEntered || ThreadStatesAreRecorded()) [[unlikely]]
-            Leave(m_Place, m_bEntered ? m_pOuter : g_pInnermost);
+            Leave(m_Place, m_bEntered ? m_pOuter : s_pInnermost);
     }
     Lock(const Lock &) = delete;
     Lock &operator=(const Lock &) = delete;
@@ -83,13 +84,13 @@ public:
 private:
     static const LockPlace *Enter(const LockPlace &Place) {
         Place.SaveHolds();
-        const LockPlace *const pOuter = g_pInnermost;
-        g_pInnermost = &Place;
+        const LockPlace *const pOuter = s_pInnermost;
+        s_pInnermost = &Place;
         return pOuter;
     }
     // A thread that holds another lock still has not left.
     static void Leave(const LockPlace &Place, const LockPlace *pOuter) {
-        g_pInnermost = pOuter;
+        s_pInnermost = pOuter;
         if (pOuter != nullptr)
             pOuter->SaveHolds();
         else
@@ -98,7 +99,7 @@ private:
 
     // Where the calling thread took the innermost of its locks that were taken while thread states were recorded. In
     // the memory that every thread has from its start: any other is allocated when it is first used.
-    [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const LockPlace *g_pInnermost = nullptr;
+    [[gnu::tls_model("initial-exec")]] static inline constinit thread_local const LockPlace *s_pInnermost = nullptr;
 
     pthread_mutex_t &m_Mutex;
     const LockPlace &m_Place;
@@ -110,7 +111,7 @@ private:
 
 // Locks a mutex to the end of the scope. A macro because it takes the caller's position.
 #define TC_LOCK(Name, Mutex)                                                                                           \
-    static constexpr ::timecode::LockPlace Name##Place(__func__, __FILE_NAME__, __LINE__);                             \
+    static constexpr ::timecode::LockPlace Name##Place(TC_PLACE);                                                      \
     const ::timecode::Lock Name((Mutex), Name##Place)
 
 #endif

@@ -1,4 +1,4 @@
-// Time-stamp records: access to the payload and to a timecode's digits.
+// Time-stamp records: access to the payload.
 // The payload is a union whose views are written and read across each other, so it is accessed as bytes.
 #ifndef TIMECODE_CORE_RECORD_H
 #define TIMECODE_CORE_RECORD_H
@@ -11,7 +11,7 @@
 namespace timecode {
 
 static_assert(offsetof(MISP_UTC, DNode) == 0, "a record's address is its node's");
-static_assert(sizeof(vitc_t) >= sizeof(UTCPayload), "a copy of the vitc view carries the KLVTC view");
+static_assert(sizeof(vitc_t) >= sizeof(UTCPayload), "a copy of the vitc view covers the KLVTC view");
 static_assert(offsetof(UTCPayload, llUTCTime) == 8 && offsetof(vitc_t, FrameUnits) == 4, "natural alignment");
 
 template <class T>
@@ -42,6 +42,12 @@ inline void SetStatusByte(MISP_UTC &Record, BYTE nStatusByte) {
     SetPayloadField(Record.MotionImageryTimestamp, offsetof(UTCPayload, MISPStatusByte), nStatusByte);
 }
 
+// The UTC of a record whose UTC is shared, for the accesses of core/shared.h.
+inline INT64 &SharedUtcIn(MISP_UTC &Record) {
+    return *reinterpret_cast<INT64 *>(reinterpret_cast<unsigned char *>(&Record.MotionImageryTimestamp) +
+                                      offsetof(UTCPayload, llUTCTime));
+}
+
 inline vitc_t VitcOf(const MISP_UTC &Record) {
     return PayloadField<vitc_t>(Record.MotionImageryTimestamp, 0);
 }
@@ -55,40 +61,25 @@ inline const vitc_t &VitcIn(const MISP_UTC &Record) {
     return reinterpret_cast<const vitc_t &>(Record.MotionImageryTimestamp);
 }
 
+inline void ClearPayload(MISP_UTC &Record) {
+    std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
+}
+
+// The two fields of the KLVTC view; the rest of the payload keeps what was there.
+inline void CopyUtcFields(TCPayload &To, const TCPayload &From) {
+    SetPayloadField(To, offsetof(UTCPayload, MISPStatusByte),
+                    PayloadField<BYTE>(From, offsetof(UTCPayload, MISPStatusByte)));
+    SetPayloadField(To, offsetof(UTCPayload, llUTCTime), PayloadField<INT64>(From, offsetof(UTCPayload, llUTCTime)));
+}
+
+// The whole vitc view, which covers the other one.
+inline void CopyVitcView(TCPayload &To, const TCPayload &From) {
+    std::memcpy(&To, &From, sizeof(vitc_t));
+}
+
 // Copies a timecode whole, with what lies between its fields.
 inline void CopyVitc(vitc_t &To, const vitc_t &From) {
     std::memcpy(&To, &From, sizeof To);
-}
-
-// Hours, minutes, seconds and frames of a timecode. Wide and signed, so that sums of any digits fit.
-struct Hmsf {
-    INT64 nHours;
-    INT64 nMinutes;
-    INT64 nSeconds;
-    INT64 nFrames;
-};
-
-inline Hmsf DigitsOf(const vitc_t &Vitc) {
-    const auto *const pBytes = reinterpret_cast<const unsigned char *>(&Vitc);
-    const auto Value = [pBytes](size_t nTens, size_t nUnits) { return pBytes[nTens] * 10 + pBytes[nUnits]; };
-    return {Value(offsetof(vitc_t, HourTens), offsetof(vitc_t, HourUnits)),
-            Value(offsetof(vitc_t, MinuteTens), offsetof(vitc_t, MinuteUnits)),
-            Value(offsetof(vitc_t, SecondTens), offsetof(vitc_t, SecondUnits)),
-            Value(offsetof(vitc_t, FrameTens), offsetof(vitc_t, FrameUnits))};
-}
-
-// Writes a value as two digits; the tens of one above 99 are cut to a byte.
-inline void SplitInto(unsigned char &nTens, unsigned char &nUnits, INT64 nValue) {
-    nTens = static_cast<unsigned char>(nValue / 10);
-    nUnits = static_cast<unsigned char>(nValue % 10);
-}
-
-// The digits alone; all else of the timecode stays.
-inline void SetDigits(vitc_t &Vitc, const Hmsf &Time) {
-    SplitInto(Vitc.HourTens, Vitc.HourUnits, Time.nHours);
-    SplitInto(Vitc.MinuteTens, Vitc.MinuteUnits, Time.nMinutes);
-    SplitInto(Vitc.SecondTens, Vitc.SecondUnits, Time.nSeconds);
-    SplitInto(Vitc.FrameTens, Vitc.FrameUnits, Time.nFrames);
 }
 
 } // namespace timecode

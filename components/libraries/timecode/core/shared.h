@@ -7,6 +7,7 @@
 #include <ctime>
 
 #include "core/units.h"
+#include "xtypes.h"
 
 namespace timecode {
 
@@ -19,6 +20,17 @@ template <class T>
 void StoreShared(T &Field, T Value) {
     std::atomic_ref<T>(Field).store(Value, std::memory_order_relaxed);
 }
+
+inline void CountShared(UINT64 &nField) {
+    std::atomic_ref<UINT64>(nField).fetch_add(1, std::memory_order_relaxed);
+}
+
+// More than so many whole seconds lie between two passages of a message: at most one in 5 seconds, one a second, one in
+// 10 and one in 30 seconds.
+constexpr time_t USUAL_THROTTLE_SECONDS = 4;
+constexpr time_t TIMECODE_THROTTLE_SECONDS = 0;
+constexpr time_t SLOW_THROTTLE_SECONDS = 9;
+constexpr time_t CLOCK_THROTTLE_SECONDS = 29;
 
 // Lets a message pass when more than nSeconds have gone by since it last did. After the clock steps back, no message
 // passes until the old time is reached. The stamp advances even if the level suppresses the message.

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "clock_api.h"
+#include "core/clock.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/trace.h"
@@ -48,13 +49,6 @@ void LayOutInput(tc_private_t &Tc, const timespec &tpNow) {
 }
 
 } // namespace
-
-timespec ReadInstant(const Position &Here) {
-    timespec tpNow{};
-    if (!Verify(clock_gettime(CLOCK_REALTIME, &tpNow) == 0, "clock_gettime(CLOCK_REALTIME, &tpNow) == 0", Here))
-        tpNow = {time(nullptr), 0};
-    return tpNow;
-}
 
 void _Timecode_InternalInit() {
     const timespec tpNow = ReadInstant(TC_HERE);

@@ -3,10 +3,9 @@
 #ifndef TIMECODE_CORE_STATE_H
 #define TIMECODE_CORE_STATE_H
 
-#include <pthread.h>
-
 #include <cstddef>
 #include <ctime>
+#include <pthread.h>
 
 #include "core/trace.h"
 #include "timecode.h"
@@ -57,10 +56,6 @@ extern int _g_enMISPRevision;
 inline bool IsInput(int enInputInterface) {
     return enInputInterface >= 0 && enInputInterface < NUM_VIDEO_INPUTS;
 }
-
-// The instant of CLOCK_REALTIME. Where it cannot be read, which is reported, the whole second of time() is nearer to
-// the truth than 1970.
-timespec ReadInstant(const Position &Here);
 
 // Traces a call that comes before start-up or after shut-down. Says whether the call can go on.
 inline bool IsInitialised(const Position &Here) {

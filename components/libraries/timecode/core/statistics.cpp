@@ -2,6 +2,7 @@
 #include "core/shared.h"
 #include "core/state.h"
 #include "core/trace.h"
+#include "timecode.h"
 
 using namespace timecode;
 

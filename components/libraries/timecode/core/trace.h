@@ -3,8 +3,6 @@
 #ifndef TIMECODE_CORE_TRACE_H
 #define TIMECODE_CORE_TRACE_H
 
-#include <atomic>
-
 #include "timecode.h"
 
 namespace timecode {
@@ -27,14 +25,6 @@ inline bool Verify(bool bHolds, const char *szCondition, const Position &Here) {
     return bHolds;
 }
 
-// A picture rate that can be counted in. 0 is traced, a negative one reported.
-inline bool IsUsableRate(int nEncodedPictureRate, const Position &Here) {
-    if (nEncodedPictureRate == 0 && TraceEnabled(DBG_LEVEL_DEBUG))
-        _DoDbgPrintEx(g_hTCLibDbg, DBG_LEVEL_DEBUG, Here.szFunction, Here.szFile, Here.nLine,
-                      "nEncodedPictureRate:%d is 0. Cannot translate.\n", nEncodedPictureRate);
-    return nEncodedPictureRate != 0 && Verify(nEncodedPictureRate > 0, "nEncodedPictureRate > 0", Here);
-}
-
 // Traces a null argument by its name. Says whether the argument can be used. Internal operations check theirs too; no
 // caller inside the library hands in null, so no test reaches their refusals.
 inline bool IsGiven(const void *pArgument, const char *szNullText, const Position &Here) {
@@ -43,30 +33,20 @@ inline bool IsGiven(const void *pArgument, const char *szNullText, const Positio
     return pArgument != nullptr;
 }
 
-// The name of a source for a message; formed only when the message is written.
-class SourceName {
-public:
-    explicit SourceName(int enTimecodeSource) {
-        Timecode_GetTimecodeSourceString(enTimecodeSource, m_szBuffer, sizeof m_szBuffer);
-    }
-    [[nodiscard]] const char *Text() const { return m_szBuffer; }
-
-private:
-    char m_szBuffer[40];
-};
-
 } // namespace timecode
 
 // These are macros because they take the caller's position and, unevaluated, its arguments or its text.
+#define TC_PLACE __func__, __FILE_NAME__, __LINE__
+
 #define TC_HERE                                                                                                        \
     ::timecode::Position {                                                                                             \
-        __func__, __FILE_NAME__, __LINE__                                                                              \
+        TC_PLACE                                                                                                       \
     }
 
 #define TC_TRACE(nLevel, ...)                                                                                          \
     do {                                                                                                               \
         if (::timecode::TraceEnabled(nLevel))                                                                          \
-            _DoDbgPrintEx(g_hTCLibDbg, nLevel, __func__, __FILE_NAME__, __LINE__, __VA_ARGS__);                        \
+            _DoDbgPrintEx(g_hTCLibDbg, nLevel, TC_PLACE, __VA_ARGS__);                                                 \
     } while (false)
 
 #define TC_IS_GIVEN(pArgument)                                                                                         \

@@ -28,6 +28,8 @@ inline UINT64 Absolute(INT64 nValue) {
     return nValue < 0 ? 0 - static_cast<UINT64>(nValue) : static_cast<UINT64>(nValue);
 }
 
+constexpr INT64 TICKS_PER_SECOND = 90'000;
+
 // A tick is taken as 11,111,111 ps; the product comes first, then the cut.
 constexpr INT64 PICOS_PER_TICK = 11'111'111;
 
@@ -40,7 +42,7 @@ inline INT64 TicksToUsec(INT64 nTicks) {
 }
 
 inline UINT64 TicksToMs(UINT64 nTicks) {
-    return nTicks / 90;
+    return nTicks / static_cast<UINT64>(TICKS_PER_SECOND / 1'000);
 }
 
 // Nanoseconds as seconds and the rest.
@@ -50,7 +52,7 @@ inline timespec _ConvertNsecToTimespec(UINT64 nsec) {
 
 // A span as PTS ticks: 11,111 ns each below the second.
 inline INT64 SpanToTicks(const timespec &tpSpan) {
-    return WrappingSum(WrappingProduct(tpSpan.tv_sec, 90'000), tpSpan.tv_nsec / 11'111);
+    return WrappingSum(WrappingProduct(tpSpan.tv_sec, TICKS_PER_SECOND), tpSpan.tv_nsec / 11'111);
 }
 
 inline INT64 SpanToUsec(const timespec &tpSpan) {

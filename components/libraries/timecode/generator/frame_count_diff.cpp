@@ -1,6 +1,8 @@
 // The number of frames between two timecodes.
-#include "core/record.h"
+#include "core/digits.h"
+#include "core/rate_codes.h"
 #include "core/trace.h"
+#include "timecode.h"
 
 using namespace timecode;
 
@@ -14,9 +16,9 @@ struct Counting {
 
 Counting CountingOf(UINT nEncodedPictureRate, UINT nVUIFramerate) {
     switch (nVUIFramerate) {
-    case 59000:
+    case RATE_CODE_59_94:
         return {60, 4};
-    case 29000:
+    case RATE_CODE_29_97:
         return {30, 2};
     default:
         return {nEncodedPictureRate, 0};

@@ -3,10 +3,12 @@
 // that lie before it in display order.
 #include <ctime>
 
-#include "core/record.h"
+#include "core/digits.h"
+#include "core/rate_codes.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
+#include "timecode.h"
 
 using namespace timecode;
 
@@ -32,14 +34,16 @@ struct Picture {
     Hmsf Time{};
 };
 
-bool DropRuleOf(UINT nVUIFramerate, DropRule &Rule) {
-    if (nVUIFramerate == 29000)
-        Rule = {2, 1, 26, 0};
-    else if (nVUIFramerate == 59000)
-        Rule = {4, 3, 51, 3};
-    else
-        return false;
-    return true;
+// All 0 for a rate that drops nothing.
+DropRule DropRuleOf(UINT nVUIFramerate) {
+    switch (nVUIFramerate) {
+    case RATE_CODE_29_97:
+        return {2, 1, 26, 0};
+    case RATE_CODE_59_94:
+        return {4, 3, 51, 3};
+    default:
+        return {};
+    }
 }
 
 INT64 FloorDivide(INT64 &nValue, INT64 nUnit) {
@@ -64,7 +68,7 @@ INT64 RoundToFrames(INT64 DiffTS64, UINT nTicksPerFrame) {
 }
 
 // Seconds and minutes start anew when they are left, whatever they held.
-INT64 CarryOnce(INT64 &nValue) {
+INT64 OverflowOnce(INT64 &nValue) {
     if (nValue > 59) {
         nValue = 0;
         return 1;
@@ -76,18 +80,18 @@ INT64 CarryOnce(INT64 &nValue) {
     return 0;
 }
 
-// Moves the old timecode by less than a second: one step of carry for each unit, also from digits out of their range.
+// Moves the old timecode by less than a second: each unit overflows once, also from digits out of their range.
 Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     Time.nFrames += nFrameDistance;
-    INT64 nSecondsCarry = 0;
+    INT64 nSecondsUp = 0;
     if (Time.nFrames >= nPictureRate)
-        nSecondsCarry = 1;
+        nSecondsUp = 1;
     else if (Time.nFrames < 0)
-        nSecondsCarry = -1;
-    Time.nFrames -= nSecondsCarry * nPictureRate;
-    Time.nSeconds += nSecondsCarry;
-    Time.nMinutes += CarryOnce(Time.nSeconds);
-    Time.nHours += CarryOnce(Time.nMinutes);
+        nSecondsUp = -1;
+    Time.nFrames -= nSecondsUp * nPictureRate;
+    Time.nSeconds += nSecondsUp;
+    Time.nMinutes += OverflowOnce(Time.nSeconds);
+    Time.nHours += OverflowOnce(Time.nMinutes);
     if (Time.nHours < 0)
         Time.nHours = 23;
     else if (Time.nHours >= 24)
@@ -95,7 +99,7 @@ Hmsf MoveWithinSecond(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     return Time;
 }
 
-// Moves it by any distance. The units carry as far as needed, so the digits are valid after every jump.
+// Moves it by any distance. The units overflow as far as needed, so the digits are valid after every jump.
 Hmsf MoveFar(Hmsf Time, INT64 nFrameDistance, INT64 nPictureRate) {
     const INT64 nFramesPerDay = nPictureRate * 86400;
     Time.nFrames += nFrameDistance % nFramesPerDay;
@@ -211,7 +215,8 @@ void Timecode_MakeSMPTE12M1VITC(SMPTE12M1_CONTEXT *pContext, UINT NewPoc, UINT64
     Pic.nFrameDistance = RoundToFrames(DiffTS64, Context.PTSTicksPerFrame);
     Pic.Time = MoveByFrames(OldSysTC, Pic.nFrameDistance, Context.nEncodedPictureRate);
     TraceDistance(Pic, OldSysTC, DiffTS64, NewPoc);
-    if (DropRuleOf(Context.nVUIFramerate, Pic.Rule))
+    Pic.Rule = DropRuleOf(Context.nVUIFramerate);
+    if (Pic.Rule.nSkipped > 0)
         NumberDropFrames(Pic);
     // Only now, and only the digits: pNewSystemTC may lie in the context.
     SetDigits(*pNewSystemTC, Pic.Time);

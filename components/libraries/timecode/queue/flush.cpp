@@ -1,17 +1,20 @@
 // Flushing: every record of an input is emptied, and the list turned once round so that its order stays.
+#include "core/clock.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
 #include "core/state.h"
 #include "core/trace.h"
+#include "core/units.h"
 #include "queue/oldest_record.h"
+#include "timecode.h"
 
 using namespace timecode;
 
 namespace {
 
 void EmptyRecord(MISP_UTC &Record, const timespec &tpNow) {
-    std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
+    ClearPayload(Record);
     Record.nTimestamp64 = 0;
     Record.enTimecodeSource = TCSOURCE_NONE;
     Record.tpInsertionTime = tpNow;

@@ -1,25 +1,23 @@
 // Queuing: each time stamp handed in takes the place of the input's oldest record.
+#include "core/clock.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "queue/oldest_record.h"
+#include "timecode.h"
 
 using namespace timecode;
 
 namespace {
 
-// For high-precision only the two fields of its view are written; the rest of the payload keeps what was there.
 void CopyPayload(TCPayload &To, int enTimeCodeSource, const TCPayload &From) {
-    if (enTimeCodeSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP) {
-        SetPayloadField(To, offsetof(UTCPayload, MISPStatusByte),
-                        PayloadField<BYTE>(From, offsetof(UTCPayload, MISPStatusByte)));
-        SetPayloadField(To, offsetof(UTCPayload, llUTCTime),
-                        PayloadField<INT64>(From, offsetof(UTCPayload, llUTCTime)));
-    } else {
-        std::memcpy(&To, &From, sizeof(vitc_t));
-    }
+    if (enTimeCodeSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP)
+        CopyUtcFields(To, From);
+    else
+        CopyVitcView(To, From);
 }
 
 } // namespace
@@ -34,7 +32,7 @@ BOOL Timecode_SetUTC(int enInputInterface, int enTimeCodeSource, UINT64 nTimesta
         return FALSE;
     tc_private_t &Tc = _tcInfo[enInputInterface];
     const timespec tpNow = ReadInstant(TC_HERE);
-    if (ThrottlePasses(_tLastLogTime, tCurrent, 4))
+    if (ThrottlePasses(_tLastLogTime, tCurrent, USUAL_THROTTLE_SECONDS))
         TC_TRACE(DBG_LEVEL_INFO, "SetUTC - enTimeCodeSource:%d(%s), enInputInterface:%d, Putting it in the list.\n",
                  enTimeCodeSource, SourceName(enTimeCodeSource).Text(), enInputInterface);
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "core/lock.h"
-#include "core/record.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
@@ -102,7 +102,8 @@ const MISP_UTC *SearchWholeList(const FLIST_D &UTCList, UINT64 CodedPicturePTS64
 
 // The record at a cursor when it still holds the source. A cursor that is none of the list's records is cleared; one
 // whose record has been rewritten since stays, until the record holds the source again.
-const MISP_UTC *TakeCursor(void *&pRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource, int enInputInterface) {
+const MISP_UTC *FollowCursor(void *&pRecordAddress, const FLIST_D &UTCList, int enDesiredTCSource,
+                             int enInputInterface) {
     const MISP_UTC *const pTarget = RecordAtCursor(pRecordAddress, UTCList, enInputInterface);
     if (pTarget == nullptr) {
         pRecordAddress = nullptr;
@@ -123,7 +124,7 @@ Match FindRecord(const FLIST_D &UTCList, UINT64 CodedPicturePTS64, int enDesired
                  int enInputInterface) {
     const bool bHasCursor = ppRecordAddress != nullptr && *ppRecordAddress != nullptr;
     const MISP_UTC *const pTarget =
-        bHasCursor ? TakeCursor(*ppRecordAddress, UTCList, enDesiredTCSource, enInputInterface)
+        bHasCursor ? FollowCursor(*ppRecordAddress, UTCList, enDesiredTCSource, enInputInterface)
                    : SearchWholeList(UTCList, CodedPicturePTS64, enDesiredTCSource, enInputInterface);
     if (pTarget == nullptr)
         return {};

@@ -2,15 +2,17 @@
 #include "retrieval/klv_source.h"
 
 #include "conversion/elapsed_time.h"
-#include "conversion/frame_period.h"
 #include "conversion/system_clock.h"
+#include "core/rate_codes.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
 #include "retrieval/source_switching.h"
 #include "retrieval/status_byte.h"
+#include "timecode.h"
 
 namespace timecode {
 
@@ -64,7 +66,7 @@ void HandOutCarriedRecord(const Request &Req, bool bLds, const timespec &tpElaps
 // The source is silent: the last UTC is carried forward by the wall-clock time that has passed.
 void CarryForward(Request &Req, bool bLds) {
     tc_private_t &Tc = Req.Tc;
-    // After timecode, local sets carry on from the UTC derived from it.
+    // After timecode, local sets go on from the UTC derived from it.
     if (bLds && HasJustLostTimecode(Tc))
         SetUtc(Tc.LocalUTC, UtcOf(Tc.LastRetrivedUTC));
     timespec tpElapsed{};
@@ -104,10 +106,10 @@ Outcome UseKlvSource(Request &Req) {
     if (pUsed == nullptr)
         CarryForward(Req, bLds);
     if (!FormatTimecode(Req, bLds))
-        return Outcome::NO_TIMECODE;
+        return Outcome::NoTimecode;
     if (pUsed != nullptr)
         RememberUtc(Req, *pUsed);
-    return Outcome::TIME;
+    return Outcome::Time;
 }
 
 } // namespace timecode

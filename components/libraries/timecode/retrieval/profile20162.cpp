@@ -1,9 +1,11 @@
 // Retrieval under MISP_PROFILE_2016_2: no failover, no recovery, nothing carried forward, nothing converted.
 #include "retrieval/profile20162.h"
 
+#include "core/clock.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
@@ -28,21 +30,21 @@ void TraceStart(const Request &Req) {
 Outcome UseUtc(Request &Req) {
     const MISP_UTC *const pUsed = UseQueuedUtc(Req);
     if (pUsed == nullptr)
-        return Outcome::NO_TIME;
+        return Outcome::NoTime;
     RememberUtc(Req, *pUsed);
-    return Outcome::TIME;
+    return Outcome::Time;
 }
 
 // A timecode goes out as it was stored.
 Outcome UseTimecode(Request &Req) {
     const MISP_UTC *const pUsed = UseQueuedTimecode(Req);
     if (pUsed == nullptr)
-        return Outcome::NO_TIME;
+        return Outcome::NoTime;
     if (Req.pVitcRecord != nullptr)
         CopyVitc(*Req.pVitcRecord, VitcIn(*pUsed));
     *Req.pUTC = *pUsed;
     RememberTimecode(Req, *pUsed);
-    return Outcome::TIME;
+    return Outcome::Time;
 }
 
 Outcome UseConfiguredSource(Request &Req) {
@@ -54,7 +56,7 @@ Outcome UseConfiguredSource(Request &Req) {
         return UseTimecode(Req);
     default:
         UseNoSource(Req);
-        return Outcome::NO_TIME;
+        return Outcome::NoTime;
     }
 }
 
@@ -72,7 +74,7 @@ int SourceInUse(const Request &Req) {
 
 Outcome AnswerUnderLock(Request &Req) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
-    TakePendingReset(Req.Tc);
+    ApplyPendingReset(Req.Tc);
     TraceStart(Req);
     ListLockPlace.SaveHolds();
     const Outcome Given = UseConfiguredSource(Req);
@@ -95,20 +97,14 @@ BOOL _GetUTC_Profile20162(int enInputInterface, int enConfigMISBTimesource, UINT
     const timespec tpNow = ReadInstant(TC_HERE);
     if (!IsInitialised(TC_HERE) || !bInput || !bUTC)
         return FALSE;
-    Request Req(_tcInfo[enInputInterface]);
-    Req.enInputInterface = enInputInterface;
-    Req.UnchangedEncoderPTS64 = UnchangedEncoderPTS64;
-    Req.pUTC = pUTC;
-    Req.pVitcRecord = pVitcRecord;
-    Req.ppRecordAddress = ppRecordAddress;
-    Req.tCurrent = tCurrent;
+    Request Req(enInputInterface, UnchangedEncoderPTS64, pUTC, pVitcRecord, ppRecordAddress, tCurrent);
     Req.tpNow = tpNow;
     Req.enTimecodeSource = enConfigMISBTimesource;
     const Outcome Given = AnswerUnderLock(Req);
     TraceEnd(Req);
     if (pbSameTSRecord != nullptr)
         *pbSameTSRecord = Req.bSameTSRecord;
-    return Given == Outcome::TIME ? TRUE : FALSE;
+    return Given == Outcome::Time ? TRUE : FALSE;
 }
 
 } // namespace timecode

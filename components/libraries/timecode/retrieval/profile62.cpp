@@ -1,8 +1,10 @@
 // A picture's request under MISP_PROFILE_62, from the choice of source to the closing step.
 #include "retrieval/profile62.h"
 
+#include "core/clock.h"
 #include "core/lock.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "retrieval/klv_source.h"
@@ -21,7 +23,7 @@ bool IsZero(const timespec &tpTime) {
 }
 
 // The clock is read once, with the lock held: the whole request happens at one instant.
-void TakeInstant(Request &Req) {
+void SetInstant(Request &Req) {
     Req.tpNow = ReadInstant(TC_HERE);
     if (IsZero(Req.Tc.tpLastGoodTime))
         Req.Tc.tpLastGoodTime = Req.tpNow;
@@ -45,9 +47,9 @@ Outcome UseSystemClock(const Request &Req) {
         TC_TRACE(DBG_LEVEL_INFO, "Timecode source:%d, is system time.\n", Req.enTimecodeSource);
     if (_GetSystemUTC_Profile62(Req.nEncodedFrameRate, Req.nVUIFrameRate, Req.UnchangedEncoderPTS64, Req.TCBasePTS64,
                                 Req.llTCBaseUTC64, Req.pUTC, Req.pVitcRecord) != FALSE)
-        return Outcome::TIME;
+        return Outcome::Time;
     TC_TRACE(DBG_LEVEL_WARNING, "Failed to get system timecode.\n");
-    return Outcome::NO_TIME;
+    return Outcome::NoTime;
 }
 
 Outcome UseSource(Request &Req) {
@@ -61,7 +63,7 @@ Outcome UseSource(Request &Req) {
         return UseSystemClock(Req);
     default:
         UseNoSource(Req);
-        return Outcome::NO_TIME;
+        return Outcome::NoTime;
     }
 }
 
@@ -79,12 +81,12 @@ void Recover(const Request &Req, int enConfiguredSource) {
 
 Outcome AnswerUnderLock(Request &Req, const int *penConfigMISBTimesource) {
     TC_LOCK(ListLock, Req.Tc.UTCListMutex);
-    TakePendingReset(Req.Tc);
-    TakeInstant(Req);
+    ApplyPendingReset(Req.Tc);
+    SetInstant(Req);
     ChooseSource(Req, *penConfigMISBTimesource);
     ListLockPlace.SaveHolds();
     const Outcome Given = UseSource(Req);
-    if (Given == Outcome::NO_TIMECODE)
+    if (Given == Outcome::NoTimecode)
         return Given;
     Req.Tc.tpOldTime = Req.tpNow;
     if (Req.bTimeSourceSwitchAllowed == TRUE)
@@ -109,26 +111,20 @@ BOOL _GetUTC_Profile62(int enInputInterface, int *penConfigMISBTimesource, BOOL 
     if (!IsInitialised(TC_HERE) || !TC_IS_GIVEN(pUTC) || !bSource || !bInput)
         return FALSE;
     // Instant and source are taken under the lock.
-    Request Req(_tcInfo[enInputInterface]);
+    Request Req(enInputInterface, UnchangedEncoderPTS64, pUTC, pVitcRecord, ppRecordAddress, tCurrent);
     Req.bProfile62 = true;
-    Req.enInputInterface = enInputInterface;
     Req.bTimeSourceSwitchAllowed = bTimeSourceSwitchAllowed;
     Req.nEncodedFrameRate = nEncodedFrameRate;
     Req.nVUIFrameRate = nVUIFrameRate;
-    Req.UnchangedEncoderPTS64 = UnchangedEncoderPTS64;
     Req.TCBasePTS64 = TCBasePTS64;
     Req.llTCBaseUTC64 = llTCBaseUTC64;
-    Req.pUTC = pUTC;
-    Req.pVitcRecord = pVitcRecord;
-    Req.ppRecordAddress = ppRecordAddress;
-    Req.tCurrent = tCurrent;
     const Outcome Given = AnswerUnderLock(Req, penConfigMISBTimesource);
-    if (Given == Outcome::NO_TIMECODE)
+    if (Given == Outcome::NoTimecode)
         return FALSE;
     TraceEnd(Req);
     if (pbSameTSRecord != nullptr)
         *pbSameTSRecord = Req.bSameTSRecord;
-    return Given == Outcome::TIME ? TRUE : FALSE;
+    return Given == Outcome::Time ? TRUE : FALSE;
 }
 
 } // namespace timecode

@@ -3,6 +3,7 @@
 
 #include "conversion/system_clock.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
@@ -15,18 +16,6 @@ namespace timecode {
 namespace {
 
 constexpr INT64 RECOVERY_PERIOD_MS = 750;
-
-} // namespace
-
-BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurrentTime) {
-    if (!TC_IS_GIVEN(pCurrentTime) || !TC_IS_GIVEN(pSourceGoodTime))
-        return FALSE;
-    timespec tpDiff{};
-    CalcTimeSpecAbsDiff(pSourceGoodTime, pCurrentTime, &tpDiff);
-    return SpanToMs(tpDiff) > RECOVERY_PERIOD_MS ? TRUE : FALSE;
-}
-
-namespace {
 
 // What the walk over the candidates needs to know.
 struct Recovery {
@@ -87,6 +76,14 @@ int BestRecovered(const Recovery &Rec) {
 }
 
 } // namespace
+
+BOOL _IsRecoveryComplete(const timespec *pSourceGoodTime, const timespec *pCurrentTime) {
+    if (!TC_IS_GIVEN(pCurrentTime) || !TC_IS_GIVEN(pSourceGoodTime))
+        return FALSE;
+    timespec tpDiff{};
+    CalcTimeSpecAbsDiff(pSourceGoodTime, pCurrentTime, &tpDiff);
+    return SpanToMs(tpDiff) > RECOVERY_PERIOD_MS ? TRUE : FALSE;
+}
 
 BOOL _RecoveryTimecodeSource(int enConfiguredMISBTimeSource, int enCurrentTimecodeSouce, int *penNewTimecodeSouce,
                              const timespec *pCurrentTime, UINT64 UnchangedEncoderPTS64, int enInputInterface) {

@@ -1,9 +1,11 @@
 // The steps of a request that both MISP revisions take.
 #include "retrieval/request.h"
 
+#include "core/digits.h"
 #include "core/lock.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
@@ -16,7 +18,7 @@ UINT64 TicksToPicture(const Request &Req, const MISP_UTC &Record) {
     return Absolute(CalcPTSDiff(Record.nTimestamp64, Req.UnchangedEncoderPTS64));
 }
 
-void TakePendingReset(tc_private_t &Tc) {
+void ApplyPendingReset(tc_private_t &Tc) {
     if (LoadShared(Tc.bForgetLastUTC) != TRUE)
         return;
     StoreShared(Tc.bForgetLastUTC, FALSE);
@@ -45,7 +47,7 @@ void MarkBackwardJump(const Request &Req, const MISP_UTC &Used) {
 
 void HandOutUtc(const Request &Req, const MISP_UTC &Used) {
     tc_private_t &Tc = Req.Tc;
-    TakeStatusFlags(Tc, StatusByteOf(Used));
+    SetStatusFlags(Tc, StatusByteOf(Used));
     Tc.LocalUTC = Used;
     *Req.pUTC = Used;
     if (Req.bProfile62)
@@ -85,7 +87,7 @@ const MISP_UTC *UseQueuedUtc(Request &Req) {
 
 namespace {
 
-void TakeTimecode(const Request &Req, const MISP_UTC &Used) {
+void AcceptTimecode(const Request &Req, const MISP_UTC &Used) {
     tc_private_t &Tc = Req.Tc;
     Tc.LocalUTC = Used;
     // Under Profile 62 a timecode refreshes the last good time only with switching.
@@ -137,7 +139,7 @@ const MISP_UTC *UseQueuedTimecode(Request &Req) {
         TraceTooFar(Req, *pMatch, nDistanceTicks);
         return nullptr;
     }
-    TakeTimecode(Req, *pMatch);
+    AcceptTimecode(Req, *pMatch);
     TraceTimecode(Req, *pMatch);
     return pMatch;
 }

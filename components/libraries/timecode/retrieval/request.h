@@ -14,30 +14,28 @@ namespace timecode {
 constexpr UINT64 MATCH_LIMIT_TICKS = 359;
 constexpr int MATCH_LIMIT_MS = 3;
 
-// Most messages pass at most once in 5 seconds, those of timecode once a second.
-constexpr time_t USUAL_THROTTLE_SECONDS = 4;
-constexpr time_t TIMECODE_THROTTLE_SECONDS = 0;
-
-// Its fields are set one by one, so that those which a revision sets are not cleared first: that would take a twentieth
-// of a request.
+// It is made with what both revisions have. The rest is set field by field, so that nothing is cleared that is set
+// next: that would take a twentieth of a request.
 struct Request {
-    explicit Request(tc_private_t &Input) : Tc(Input) {}
+    Request(int enInput, UINT64 EncoderPTS64, MISP_UTC *pRecord, vitc_t *pVitc, void **ppCursor, time_t tNow)
+        : enInputInterface(enInput), UnchangedEncoderPTS64(EncoderPTS64), pUTC(pRecord), pVitcRecord(pVitc),
+          ppRecordAddress(ppCursor), Tc(_tcInfo[enInput]), tCurrent(tNow) {}
 
     bool bProfile62 = false; // under MISP_PROFILE_62, else under MISP_PROFILE_2016_2
     // Arguments, as Timecode_GetUTC has them. Switching, rates and base take part under Profile 62 only.
-    int enInputInterface = 0;
+    int enInputInterface;
     BOOL bTimeSourceSwitchAllowed = FALSE;
     int nEncodedFrameRate = 0;
     int nVUIFrameRate = 0;
-    UINT64 UnchangedEncoderPTS64 = 0;
+    UINT64 UnchangedEncoderPTS64;
     UINT64 TCBasePTS64 = 0;
     INT64 llTCBaseUTC64 = 0;
-    MISP_UTC *pUTC = nullptr;
-    vitc_t *pVitcRecord = nullptr;
-    void **ppRecordAddress = nullptr;
+    MISP_UTC *pUTC;
+    vitc_t *pVitcRecord;
+    void **ppRecordAddress;
     // The input and the moment.
     tc_private_t &Tc;
-    time_t tCurrent = 0; // drives every throttle of the request
+    time_t tCurrent; // drives every throttle of the request
     timespec tpNow{};
     // What the steps decide.
     int enTimecodeSource = TCSOURCE_NONE; // the source used for this picture; failover moves it on
@@ -46,16 +44,16 @@ struct Request {
 
 // What a source gave the picture.
 enum class Outcome {
-    NO_TIME,
-    TIME,       // record and timecode, as far as the revision hands them out
-    NO_TIMECODE // a record, but its timecode could not be formed: the request ends without its closing step
+    NoTime,
+    Time,      // record and timecode, as far as the revision hands them out
+    NoTimecode // a record, but its timecode could not be formed: the request ends without its closing step
 };
 
 // The absolute PTS distance from a record of the past to the picture.
 UINT64 TicksToPicture(const Request &Req, const MISP_UTC &Record);
 
-// Carries out what Timecode_ResetStats asked for. First step under the lock.
-void TakePendingReset(tc_private_t &Tc);
+// Does what Timecode_ResetStats asked for. First step under the lock.
+void ApplyPendingReset(tc_private_t &Tc);
 
 // Hands out the queued record of the request's KLV-borne source when it lies near enough. Returns it, where it lies in
 // the pool, or null.

@@ -1,16 +1,19 @@
-// Timecode carries no date, no status byte and no lock: the request makes them.
+// Timecode has no date, no status byte and no lock: the request makes them.
 #include "retrieval/smpte12m_source.h"
 
 #include "conversion/elapsed_time.h"
-#include "conversion/frame_period.h"
 #include "conversion/smpte12m_to_utc.h"
+#include "core/digits.h"
+#include "core/rate_codes.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
 #include "retrieval/source_switching.h"
 #include "retrieval/status_byte.h"
+#include "timecode.h"
 
 namespace timecode {
 
@@ -98,9 +101,9 @@ Outcome UseSmpte12mSource(Request &Req) {
         tpMove = CarryForward(Req);
     const INT64 llLastUTCTime = UtcOf(Req.Tc.LastRetrivedUTC);
     if (!ConvertToUtc(Req))
-        return Outcome::NO_TIME;
+        return Outcome::NoTime;
     HandOutConverted(Req, tpMove, llLastUTCTime);
-    return Outcome::TIME;
+    return Outcome::Time;
 }
 
 } // namespace timecode

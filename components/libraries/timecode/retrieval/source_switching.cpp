@@ -1,12 +1,14 @@
 // Failover within a request, and the exported switch check, by the same period and order.
 #include "retrieval/source_switching.h"
 
-#include <atomic>
-
+#include "core/clock.h"
+#include "core/shared.h"
+#include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
 #include "pts_api.h"
 #include "retrieval/status_byte.h"
+#include "timecode.h"
 
 namespace timecode {
 
@@ -24,16 +26,6 @@ int NextSource(int enTimecodeSource) {
 bool IsGivenUp(BOOL bTimeSourceSwitchAllowed, const timespec &tpGoodInterval) {
     return bTimeSourceSwitchAllowed == TRUE && SpanToMs(tpGoodInterval) > FAILURE_PERIOD_MS;
 }
-
-} // namespace
-
-void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow) {
-    SetFlagsNotAlive(Tc);
-    Tc.tpLastGoodTime = tpNow;
-    std::atomic_ref<UINT64>(Tc.nTimeSourceSwitches).fetch_add(1, std::memory_order_relaxed);
-}
-
-namespace {
 
 void TraceFailure(int nLevel, int enTimecodeSource, const timespec &tpGoodInterval) {
     TC_TRACE(nLevel,
@@ -53,6 +45,12 @@ void TraceTimecodeFailure(const Request &Req, const timespec &tpGoodInterval) {
 }
 
 } // namespace
+
+void RecordSourceSwitch(tc_private_t &Tc, const timespec &tpNow) {
+    SetFlagsNotAlive(Tc);
+    Tc.tpLastGoodTime = tpNow;
+    CountShared(Tc.nTimeSourceSwitches);
+}
 
 void FailOver(Request &Req, const timespec &tpGoodInterval) {
     if (!IsGivenUp(Req.bTimeSourceSwitchAllowed, tpGoodInterval))

@@ -2,6 +2,9 @@
 #ifndef TIMECODE_RETRIEVAL_SOURCE_SWITCHING_H
 #define TIMECODE_RETRIEVAL_SOURCE_SWITCHING_H
 
+#include <ctime>
+
+#include "core/state.h"
 #include "retrieval/request.h"
 
 namespace timecode {

@@ -18,7 +18,7 @@ BYTE _GetMISPStatusByte(BOOL bTimeSourceAlive, BOOL bTimeDiscontinuity, BOOL bGP
                         long long llCurrentUTCTime);
 
 // Sets the lock and discontinuity flags of an input from a received byte.
-inline void TakeStatusFlags(tc_private_t &Tc, BYTE nStatusByte) {
+inline void SetStatusFlags(tc_private_t &Tc, BYTE nStatusByte) {
     Tc.bGPSLocked = (nStatusByte & STATUS_NOT_LOCKED) == 0 ? TRUE : FALSE;
     Tc.bTimeDiscontinuity = (nStatusByte & STATUS_DISCONTINUITY) != 0 ? TRUE : FALSE;
 }

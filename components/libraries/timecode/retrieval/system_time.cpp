@@ -2,14 +2,14 @@
 // 62 traces its base and remembers its record, and the messages differ.
 #include "retrieval/system_time.h"
 
-#include <cstring>
 #include <ctime>
 
 #include "clock_api.h"
-#include "conversion/frame_period.h"
 #include "core/lock.h"
+#include "core/rate_codes.h"
 #include "core/record.h"
 #include "core/shared.h"
+#include "core/source_names.h"
 #include "core/state.h"
 #include "core/trace.h"
 #include "core/units.h"
@@ -20,21 +20,16 @@ namespace timecode {
 
 namespace {
 
-// The UTC of the remembered record is read without the lock.
-INT64 &SharedUtc(MISP_UTC &Record) {
-    return *reinterpret_cast<INT64 *>(reinterpret_cast<unsigned char *>(&Record.MotionImageryTimestamp) +
-                                      offsetof(UTCPayload, llUTCTime));
-}
-
-// A time from the system clock is never locked; without a discontinuity the previous time does not count.
+// A time from the system clock is never locked; without a discontinuity the previous time does not count. The UTC of
+// the remembered record is read without the lock.
 BYTE StatusByteFor(bool bProfile62, INT64 llUTC) {
-    const INT64 llLastUTC = bProfile62 ? LoadShared(SharedUtc(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
+    const INT64 llLastUTC = bProfile62 ? LoadShared(SharedUtcIn(_SystemTcInfo.LastRetrivedSystemUTC)) : llUTC;
     return _GetMISPStatusByte(TRUE, FALSE, FALSE, llLastUTC, llUTC);
 }
 
 void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
     Record.DNode = {};
-    std::memset(&Record.MotionImageryTimestamp, 0, sizeof Record.MotionImageryTimestamp);
+    ClearPayload(Record);
     SetUtc(Record, llUTC);
     SetStatusByte(Record, nStatusByte);
     Record.nTimestamp64 = UnchangedEncoderPTS64;
@@ -45,7 +40,7 @@ void WriteRecord(MISP_UTC &Record, INT64 llUTC, BYTE nStatusByte, UINT64 Unchang
 void RememberRecord(INT64 llUTC, BYTE nStatusByte, UINT64 UnchangedEncoderPTS64) {
     TC_LOCK(SystemLock, _SystemTcInfo.Lock);
     MISP_UTC &Last = _SystemTcInfo.LastRetrivedSystemUTC;
-    StoreShared(SharedUtc(Last), llUTC);
+    StoreShared(SharedUtcIn(Last), llUTC);
     SetStatusByte(Last, nStatusByte);
     Last.nTimestamp64 = UnchangedEncoderPTS64;
     Last.enTimecodeSource = TCSOURCE_SYSTEM_TIMESTAMP;
@@ -80,7 +75,7 @@ BOOL MakeSystemTime(bool bProfile62, time_t &tLastLogTime, int nEncodedFrameRate
     INT64 llUTC = WrappingSum(llTCBaseUTC64, TicksToUsec(llDiff64));
     const BYTE nStatusByte = StatusByteFor(bProfile62, llUTC);
     WriteRecord(*pUTC, llUTC, nStatusByte, UnchangedEncoderPTS64);
-    if (ThrottlePasses(tLastLogTime, tCurrent, bProfile62 ? 9 : 4))
+    if (ThrottlePasses(tLastLogTime, tCurrent, bProfile62 ? SLOW_THROTTLE_SECONDS : USUAL_THROTTLE_SECONDS))
         TraceSuccess(bProfile62, llUTC, UnchangedEncoderPTS64);
     // The caller's pointer goes straight on: the conversion refuses null, and then the formatting has failed.
     const BOOL bFormatted = TimeCode_UTCToSMPTE12M(&llUTC, nEncodedFrameRate, RateCode(nVUIFrameRate), pVitcRecord);
