@@ -4,9 +4,8 @@
 #include <pthread.h>
 #include <semaphore.h>
 #include <stdio.h>
-#include <unistd.h>
-
 #include <timecode.h>
+#include <unistd.h>
 
 enum { INPUT = 0, RATE = 25, RATE_CODE = 25000, FIRST_PTS = 900000, PTS_STEP = 90000 / RATE };
 enum { PICTURES = 13, FIRST_STAMP = 4, DROP_OUT_BEGIN = 7, DROP_OUT_END = 10, GROUP = 3 };
