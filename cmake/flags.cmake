@@ -1,5 +1,5 @@
 # How everything of the project is compiled; users of the libraries get none of it.
-include(CheckCXXCompilerFlag)
+include(CheckCompilerFlag)
 include(CheckPIESupported)
 
 add_library(timecode_flags INTERFACE)
@@ -24,11 +24,13 @@ if(TIMECODE_HARDENING)
     check_pie_supported(LANGUAGES C CXX)
     set(CMAKE_REQUIRED_FLAGS -Werror) # clang only warns of flags of another machine
     foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
-        string(MAKE_C_IDENTIFIER "timecode_has${flag}" has)
-        check_cxx_compiler_flag(${flag} ${has})
-        if(${has})
-            target_compile_options(timecode_flags INTERFACE ${flag})
-        endif()
+        foreach(language C CXX) # which may be compilers of two makers
+            string(MAKE_C_IDENTIFIER "timecode_${language}_has${flag}" has)
+            check_compiler_flag(${language} ${flag} ${has})
+            if(${has})
+                target_compile_options(timecode_flags INTERFACE $<$<COMPILE_LANGUAGE:${language}>:${flag}>)
+            endif()
+        endforeach()
     endforeach()
     unset(CMAKE_REQUIRED_FLAGS)
     # Whoever asks for another level, or for a sanitizer, which has checks of its own, gets that alone.

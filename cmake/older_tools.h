@@ -1,6 +1,6 @@
 /* What the project uses and older tools lack, for them alone; the compiler is told to include it before every source.
  *
- * gcc 11 has no __FILE_NAME__; libc++ before 19 has no std::atomic_ref. */
+ * gcc 11 has no __FILE_NAME__; libc++ before 19 has no std::atomic_ref, before 20 no std::jthread. */
 #ifndef OLDER_TOOLS_H
 #define OLDER_TOOLS_H
 
@@ -50,6 +50,25 @@ public:
 
 private:
     T &m_tValue;
+};
+
+} // namespace std
+#endif
+
+#ifndef __cpp_lib_jthread
+#include <thread>
+
+namespace std {
+
+class jthread : public thread {
+public:
+    using thread::thread;
+    jthread(jthread &&) = default;
+    jthread &operator=(jthread &&) = delete;
+    ~jthread() {
+        if (joinable())
+            join();
+    }
 };
 
 } // namespace std

@@ -1,12 +1,13 @@
 #!/bin/sh
-# Builds with older and other tools, warnings being errors, and runs the tests: gcc 11; clang; clang with libc++ (the
-# libraries and their tests). For use before a release.
-# usage: scripts/older-tools.sh [gcc-11|clang|libc++]...
+# Builds with older and other tools, warnings being errors, and runs the tests: gcc 11; clang; clang with libc++ (all but
+# the applications); musl (the libraries and the example, which must print what the README shows). For use before a
+# release.
+# usage: scripts/older-tools.sh [gcc-11|clang|libc++|musl]...
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086 # lists of words
-ensure_packages $BUILD_PACKAGES $TEST_PACKAGES g++-11 clang libc++-dev libc++abi-dev googletest
+ensure_packages $BUILD_PACKAGES $TEST_PACKAGES g++-11 clang libc++-dev libc++abi-dev googletest musl-tools
 
 # build NAME C-COMPILER C++-COMPILER [CMAKE-OPTION...]
 build() {
@@ -19,7 +20,21 @@ build() {
     cmake --build "$folder" -j 2
 }
 
-[ $# -gt 0 ] || set -- gcc-11 clang libc++
+# Debian has a C compiler for musl alone. libc++ is the C++ library whose headers know musl; nothing is taken from it.
+build_musl() {
+    includes=/usr/include/$(uname -m)-linux-musl
+    for folder in "$(clang -print-resource-dir)/include" /usr/lib/llvm-*/include/c++/v1; do
+        includes="$folder -isystem $includes"
+    done
+    build musl musl-gcc clang++ -DCMAKE_TRY_COMPILE_TARGET_TYPE=STATIC_LIBRARY \
+        -DCMAKE_CXX_FLAGS="-nostdinc -isystem $includes -D_LIBCPP_HAS_MUSL_LIBC" \
+        -DCMAKE_CXX_CREATE_SHARED_LIBRARY="musl-gcc -shared <LINK_FLAGS> <SONAME_FLAG><TARGET_SONAME> -o <TARGET> \
+            <OBJECTS> <LINK_LIBRARIES>" -DTIMECODE_BUILD_APPS=OFF -DTIMECODE_BUILD_TESTS=OFF
+    tests/minimal/check.sh README.md build/older-musl/bin/minimal
+    readelf -d build/older-musl/lib/libtimecode*.so | grep NEEDED
+}
+
+[ $# -gt 0 ] || set -- gcc-11 clang libc++ musl
 for tools in "$@"; do
     printf '\n== %s\n' "$tools"
     case $tools in
@@ -29,6 +44,10 @@ for tools in "$@"; do
         # Debian's GoogleTest is built for the other library.
         build libc++ clang clang++ -DCMAKE_CXX_FLAGS=-stdlib=libc++ -DTIMECODE_BUILD_APPS=OFF \
             -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON
+        ;;
+    musl)
+        build_musl
+        continue
         ;;
     *)
         echo "no tools called '$tools'" >&2

@@ -21,7 +21,7 @@ constexpr std::uint32_t EXTENDED_ASPECT = 255;
 
 bool HasChromaFormat(std::uint32_t nProfile) {
     constexpr std::uint32_t PROFILES[] = {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135};
-    return std::ranges::find(PROFILES, nProfile) != std::end(PROFILES);
+    return std::find(std::begin(PROFILES), std::end(PROFILES), nProfile) != std::end(PROFILES);
 }
 
 void SkipScalingList(BitReader &Bits, int nSize) {

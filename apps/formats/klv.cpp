@@ -115,9 +115,9 @@ SetReading ReadLocalSet(Bytes Set, Bytes Items) {
 bool IsEg0104(Bytes Key) {
     constexpr std::array<std::uint8_t, 16> EG_0104_KEY = {0x06, 0x0E, 0x2B, 0x34, 0x02, 0x01, 0x01, 0x01,
                                                           0x0E, 0x01, 0x01, 0x02, 0x01, 0x01, 0x00, 0x00};
-    const auto Part = [](Bytes Whole, std::size_t nFrom, std::size_t nSize) { return Whole.subspan(nFrom, nSize); };
-    return Key.size() == EG_0104_KEY.size() && std::ranges::equal(Part(Key, 0, 5), Part(EG_0104_KEY, 0, 5)) &&
-           std::ranges::equal(Part(Key, 8, 8), Part(EG_0104_KEY, 8, 8));
+    const auto *const pKey = EG_0104_KEY.begin();
+    return Key.size() == EG_0104_KEY.size() && std::equal(pKey, pKey + 5, Key.begin()) &&
+           std::equal(pKey + 8, EG_0104_KEY.end(), Key.begin() + 8);
 }
 
 bool IsLabel(Bytes Data) {
@@ -147,7 +147,7 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
         const Bytes Begin = Rest;
         const std::size_t nKeySize = std::min(LOCAL_SET_KEY.size(), Rest.size());
         const Bytes Key = Take(Rest, nKeySize);
-        const bool bOurs = std::ranges::equal(Key, Bytes(LOCAL_SET_KEY).first(nKeySize));
+        const bool bOurs = std::equal(Key.begin(), Key.end(), LOCAL_SET_KEY.begin());
         Read.nEg0104 += IsEg0104(Key) ? 1 : 0;
         const auto nLength = TakeLength(Rest);
         if (!nLength) {

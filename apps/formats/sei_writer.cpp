@@ -204,7 +204,7 @@ SeiWriter::Result SeiWriter::Insert(Bytes AccessUnit, const std::optional<UtcSta
         return {{AccessUnit.begin(), AccessUnit.end()}, false};
 
     std::vector<std::uint8_t> Timecode;
-    const auto Slice = std::ranges::find_if(Nals, [this](Bytes Nal) { return IsSlice(Nal, m_bHevc); });
+    const auto Slice = std::find_if(Nals.begin(), Nals.end(), [this](Bytes Nal) { return IsSlice(Nal, m_bHevc); });
     if (Label && Fits(*Label, m_bHevc) && Slice != Nals.end())
         Timecode = TimecodeMessage(*Slice, OldTiming, *Label);
     std::vector<std::uint8_t> Sei = SeiHeader(Nals[*Picture], m_bHevc);

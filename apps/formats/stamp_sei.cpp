@@ -64,7 +64,7 @@ StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
     const auto IsSeparator = [&](std::size_t nOffset) { return Payload[nOffset] == SEPARATOR; };
     if (Payload.size() < STAMP_PAYLOAD_SIZE)
         return Broken(CUT_SHORT);
-    if (!std::ranges::all_of(SEPARATOR_OFFSETS, IsSeparator))
+    if (!std::all_of(SEPARATOR_OFFSETS.begin(), SEPARATOR_OFFSETS.end(), IsSeparator))
         return Broken(BAD_SEPARATOR);
     std::uint64_t nUTC = 0;
     for (const std::size_t nOffset : TIME_OFFSETS)
@@ -75,7 +75,8 @@ StampReading ReadStampPayload(Bytes Payload, bool bHevc) {
 std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> BuildStampPayload(const UtcStamp &Stamp, bool bHevc) {
     std::array<std::uint8_t, STAMP_PAYLOAD_SIZE> Payload;
     Payload.fill(SEPARATOR);
-    std::ranges::copy(bHevc ? HEVC_STAMP_ID : H264_STAMP_ID, Payload.begin());
+    const auto &Id = bHevc ? HEVC_STAMP_ID : H264_STAMP_ID;
+    std::copy(Id.begin(), Id.end(), Payload.begin());
     Payload[STATUS_OFFSET] = Stamp.nStatusByte;
     auto nUTC = static_cast<std::uint64_t>(Stamp.llUTC);
     for (auto pOffset = TIME_OFFSETS.rbegin(); pOffset != TIME_OFFSETS.rend(); ++pOffset, nUTC >>= 8)

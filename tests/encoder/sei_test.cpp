@@ -87,8 +87,8 @@ TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
 }
 
 TEST(StampUserData, IsReadFromAnMpeg2Picture) {
-    Buffer Good = {0xB2};
-    std::ranges::copy(StampPayload(UTC), std::back_inserter(Good));
+    Buffer Good = StampPayload(UTC);
+    Good.insert(Good.begin(), 0xB2);
     Buffer Foreign = Good;
     Foreign[1] = 'X';
     const Buffer Short(Good.begin(), Good.end() - 2); // one zero is still before the next start code

@@ -107,7 +107,7 @@ Cursor Comparison::CursorOf(int nInput, void *pCursor) {
     if (!IsInput(nInput))
         return {Cursor::Kind::Foreign};
     const Addresses &Known = s_Addresses.at(static_cast<size_t>(nInput));
-    const auto *const pFound = std::ranges::find(Known, pCursor);
+    const auto *const pFound = std::find(Known.begin(), Known.end(), pCursor);
     if (pFound == Known.end())
         return {Cursor::Kind::Foreign};
     return {Cursor::Kind::Record, static_cast<int>(pFound - Known.begin())};
