@@ -3,6 +3,7 @@
 #ifndef ENCODER_FORMATS_H264_HEADERS_H
 #define ENCODER_FORMATS_H264_HEADERS_H
 
+#include <iterator>
 #include <map>
 #include <optional>
 
@@ -20,6 +21,13 @@ struct PicTimingFormat {
 
     friend bool operator==(const PicTimingFormat &, const PicTimingFormat &) = default;
 };
+
+// The clock time stamps of a picture with a pic_struct: one for each of its fields, in the order in which they are
+// shown, or for a frame and its repetitions. 0 for a pic_struct that is not defined.
+constexpr unsigned ClockTimestamps(unsigned nPicStruct) {
+    constexpr unsigned COUNTS[] = {1, 1, 1, 2, 2, 3, 3, 2, 3};
+    return nPicStruct < std::size(COUNTS) ? COUNTS[nPicStruct] : 0;
+}
 
 class H264Headers {
 public:

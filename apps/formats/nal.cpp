@@ -96,6 +96,14 @@ int NalType(Bytes Nal, bool bHevc) {
     return bHevc ? Nal[0] >> 1 & 0x3F : Nal[0] & 0x1F;
 }
 
+bool IsSlice(Bytes Nal, bool bHevc) {
+    constexpr int FIRST_NON_VCL_HEVC = 32;
+    constexpr int FIRST_H264 = 1;
+    constexpr int LAST_H264 = 5;
+    const int nType = NalType(Nal, bHevc);
+    return bHevc ? nType >= 0 && nType < FIRST_NON_VCL_HEVC : nType >= FIRST_H264 && nType <= LAST_H264;
+}
+
 bool IsSei(Bytes Nal, bool bHevc) {
     return NalType(Nal, bHevc) == (bHevc ? NAL_HEVC_PREFIX_SEI : NAL_H264_SEI);
 }

@@ -45,6 +45,9 @@ constexpr std::size_t NalHeaderSize(bool bHevc) {
 // The NAL unit's type by its header; -1 for an empty one.
 int NalType(Bytes Nal, bool bHevc);
 
+// A slice of a picture, or for H.264 a partition of one.
+bool IsSlice(Bytes Nal, bool bHevc);
+
 // True for H.264 SEI and for the HEVC SEI that goes before a picture.
 bool IsSei(Bytes Nal, bool bHevc);
 

@@ -10,13 +10,7 @@
 namespace encoder {
 namespace {
 
-constexpr unsigned MAX_PIC_STRUCT = 8;
 constexpr std::uint8_t TRAILING_BITS = 0x80;
-
-bool IsSlice(Bytes Nal, bool bHevc) {
-    const int nType = NalType(Nal, bHevc);
-    return bHevc ? nType >= 0 && nType < 32 : nType >= 1 && nType <= 5;
-}
 
 // The prefix of an H.264 slice belongs to the slice behind it.
 bool IsPicture(Bytes Nal, bool bHevc) {
@@ -28,13 +22,6 @@ bool Fits(const TimecodeLabel &Label, bool bHevc) {
     TimecodeLabel Counted = Label;
     Counted.bDropFrame = false;
     return IsValid(Counted, bHevc ? 512 : 256);
-}
-
-// The clock time stamps of a picture with a pic_struct: one for each of its fields, in the order in which they are
-// shown, or for a frame and its repetitions.
-unsigned ClockTimestamps(unsigned nPicStruct) {
-    constexpr unsigned COUNTS[MAX_PIC_STRUCT + 1] = {1, 1, 1, 2, 2, 3, 3, 2, 3};
-    return COUNTS[nPicStruct];
 }
 
 // H.264, D.2.3, and H.265, D.3.27: counting type 4 leaves out the two lowest numbers of a minute. Nothing there leaves
@@ -70,7 +57,7 @@ std::vector<std::uint8_t> BuildPicTiming(const PicTimingFormat &Format, Bytes Ol
         Bits.Put(Old.Take(Format.nOutputBits), Format.nOutputBits);
     }
     const unsigned nOldStruct = Old.Take(4);
-    const unsigned nPicStruct = nOldStruct <= MAX_PIC_STRUCT ? nOldStruct : 0;
+    const unsigned nPicStruct = ClockTimestamps(nOldStruct) > 0 ? nOldStruct : 0;
     const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
     Bits.Put(nPicStruct, 4);
     for (unsigned n = 0; n < ClockTimestamps(nPicStruct); ++n) {

@@ -2,19 +2,14 @@
 #include "formats/timecode_sei.h"
 
 #include <algorithm>
-#include <array>
 
 #include "formats/bits.h"
 
 namespace encoder {
 namespace {
 
-constexpr int FIRST_SLICE_TYPE = 1; // types 1 to 5 are slices
-constexpr int LAST_SLICE_TYPE = 5;
-constexpr int FIRST_NON_VCL_HEVC = 32;
 constexpr std::uint32_t FIRST_COUNTING_WITH_DROPS = 4; // counting types 4 to 6 leave numbers out
 constexpr std::uint32_t LAST_COUNTING_WITH_DROPS = 6;
-constexpr std::array<int, 9> CLOCK_TIMESTAMPS = {1, 1, 1, 2, 2, 3, 3, 2, 3}; // by pic_struct
 
 // Both codecs tell it alike, but for the width of the frame number. A time of day that is not told in full goes on from
 // an earlier one, and is passed over.
@@ -46,9 +41,8 @@ std::optional<TimecodeLabel> ReadPicTiming(Bytes Payload, const PicTimingFormat 
     BitReader Bits(Payload);
     Bits.Take(Format.nRemovalBits);
     Bits.Take(Format.nOutputBits);
-    const std::uint32_t nPicStruct = Bits.Take(4);
-    const int nClocks = nPicStruct < CLOCK_TIMESTAMPS.size() ? CLOCK_TIMESTAMPS[nPicStruct] : 0;
-    for (int n = 0; n < nClocks; ++n) {
+    const unsigned nClocks = ClockTimestamps(Bits.Take(4));
+    for (unsigned n = 0; n < nClocks; ++n) {
         if (!Bits.Flag())
             continue;
         Bits.Take(3); // ct_type, nuit_field_based_flag
@@ -79,10 +73,6 @@ Bytes SetOfConfiguration(Bytes Extradata) {
     return Extradata.subspan(FIRST_SET).first(std::min(nSize, Extradata.size() - FIRST_SET));
 }
 
-bool IsSlice(int nType, bool bHevc) {
-    return bHevc ? nType >= 0 && nType < FIRST_NON_VCL_HEVC : nType >= FIRST_SLICE_TYPE && nType <= LAST_SLICE_TYPE;
-}
-
 } // namespace
 
 TimecodeSeiReader::TimecodeSeiReader(NalFormat Format, Bytes Extradata) : m_Format(Format) {
@@ -97,8 +87,7 @@ TimecodeSeiReader::TimecodeSeiReader(NalFormat Format, Bytes Extradata) : m_Form
 std::optional<TimecodeLabel> TimecodeSeiReader::Read(Bytes AccessUnit) {
     NalReader Nals(AccessUnit, m_Format);
     while (const auto Nal = Nals.Next()) {
-        const int nType = NalType(*Nal, m_Format.bHevc);
-        if (IsSlice(nType, m_Format.bHevc))
+        if (IsSlice(*Nal, m_Format.bHevc))
             break;
         if (!m_Format.bHevc)
             m_Headers.Take(*Nal);
