@@ -6,9 +6,12 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
+#include <exception>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <optional>
+#include <pthread.h>
 #include <thread>
 #include <unistd.h>
 #include <vector>
@@ -107,10 +110,62 @@ ExitCode Run::Carry() {
     return m_Outcome.Code();
 }
 
+// Opens the inputs at once, each in a thread of its own, so that none loses its beginning while another is looked into.
+// One that fails ends the run: the others need not wait for their inputs.
+class Opening {
+public:
+    Opening(const Options &Settings, Console &Out) : m_Opened(Settings.Inputs.size()) {
+        for (size_t n = 0; n < m_Opened.size(); n++)
+            m_Threads.emplace_back([this, n, &Settings, &Out] { Open(n, Settings, Out); });
+    }
+    ~Opening() {
+        for (std::thread &Input : m_Threads)
+            Input.join();
+    }
+    Opening(const Opening &) = delete;
+    Opening &operator=(const Opening &) = delete;
+
+    bool IsDone() const { return m_nDone == m_Opened.size(); }
+    // Wakes those that wait for data, so that they see the stop flag.
+    void Interrupt() {
+        for (std::thread &Input : m_Threads)
+            pthread_kill(Input.native_handle(), SIGUSR1);
+    }
+    // When all are done: the inputs, or the first failure.
+    std::vector<std::unique_ptr<Pipeline>> Result() {
+        if (m_Failed)
+            std::rethrow_exception(m_Failed);
+        return std::move(m_Opened);
+    }
+
+private:
+    void Open(size_t nInput, const Options &Settings, Console &Out) {
+        try {
+            m_Opened[nInput] = std::make_unique<Pipeline>(static_cast<int>(nInput), Settings, Out, g_bStop);
+        } catch (...) {
+            const std::lock_guard Lock(m_Mutex);
+            m_Failed = m_Failed ? m_Failed : std::current_exception();
+            g_bStop = true;
+        }
+        m_nDone++;
+    }
+
+    std::vector<std::unique_ptr<Pipeline>> m_Opened;
+    std::mutex m_Mutex;
+    std::exception_ptr m_Failed;
+    std::atomic<size_t> m_nDone{0};
+    std::vector<std::thread> m_Threads;
+};
+
 // All inputs are open before anything is written: a wrong name costs no output.
 void Run::OpenInputs() {
-    for (size_t n = 0; n < m_Options.Inputs.size(); n++)
-        m_Pipelines.push_back(std::make_unique<Pipeline>(static_cast<int>(n), m_Options, m_Console, g_bStop));
+    Opening Inputs(m_Options, m_Console);
+    while (!Inputs.IsDone()) {
+        std::this_thread::sleep_for(WATCH_PERIOD);
+        if (g_bStop)
+            Inputs.Interrupt();
+    }
+    m_Pipelines = Inputs.Result();
 }
 
 void Run::OpenOutputs() {
