@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "common/pts.h"
+
 namespace encoder {
 namespace {
 
@@ -25,8 +27,6 @@ constexpr std::uint8_t LEVEL_ZERO = 16;
 constexpr std::uint8_t LEVEL_ONE = 192;
 constexpr int MAX_SINGLE_RATE = 30;
 constexpr int MAX_RATE = 60;
-constexpr double TICKS_PER_SECOND = 90000;
-constexpr int PTS_BITS = 33;
 
 using LineBits = std::array<bool, LINE_BITS>;
 
@@ -58,13 +58,6 @@ LineBits BitsOf(const TimecodeLabel &Label, int nRate) {
     return Line;
 }
 
-// The signed distance between two PTS that may have wrapped.
-std::int64_t PtsDistance(std::uint64_t nFrom, std::uint64_t nTo) {
-    constexpr std::int64_t RANGE = std::int64_t{1} << PTS_BITS;
-    const auto nForward = static_cast<std::int64_t>((nTo - nFrom) & (static_cast<std::uint64_t>(RANGE) - 1));
-    return nForward < RANGE / 2 ? nForward : nForward - RANGE;
-}
-
 int WholeRate(int nNumerator, int nDenominator) {
     if (nNumerator <= 0 || nDenominator <= 0)
         return 0;
@@ -93,7 +86,7 @@ TimecodeFilter::TimecodeFilter(int nRateNumerator, int nRateDenominator)
     : m_FramesPerTick(0), m_nRate(WholeRate(nRateNumerator, nRateDenominator)),
       m_nFramesPerRead(m_nRate > MAX_SINGLE_RATE ? 2 : 1) {
     if (m_nRate > 0)
-        m_FramesPerTick = nRateNumerator / (TICKS_PER_SECOND * nRateDenominator);
+        m_FramesPerTick = nRateNumerator / (static_cast<double>(TICKS_PER_SECOND) * nRateDenominator);
 }
 
 std::vector<TimecodeReading> TimecodeFilter::Offer(const TimecodeLabel &Label, std::uint64_t nPTS) {

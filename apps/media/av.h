@@ -15,11 +15,13 @@ extern "C" {
 }
 
 #include "common/failure.h"
+#include "common/pts.h"
+#include "formats/result.h"
 
 namespace encoder {
 
 // PTS and DTS travel in ticks of 90 kHz everywhere in this program.
-constexpr AVRational k90kHz{1, 90000};
+constexpr AVRational k90kHz{1, TICKS_PER_SECOND};
 
 struct AvFree {
     void operator()(AVPacket *pPacket) const { av_packet_free(&pPacket); }
@@ -32,6 +34,19 @@ using PacketPtr = std::unique_ptr<AVPacket, AvFree>;
 using FramePtr = std::unique_ptr<AVFrame, AvFree>;
 using CodecContextPtr = std::unique_ptr<AVCodecContext, AvFree>;
 using FilterGraphPtr = std::unique_ptr<AVFilterGraph, AvFree>;
+
+inline Bytes BytesOf(const AVPacket &Packet) {
+    return {Packet.data, static_cast<std::size_t>(Packet.size)};
+}
+
+inline bool IsDamaged(const AVPacket &Packet) {
+    return (Packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
+}
+
+// Parameter sets beside the stream.
+inline Bytes HeadersOf(const AVCodecParameters &Parameters) {
+    return {Parameters.extradata, static_cast<std::size_t>(Parameters.extradata_size)};
+}
 
 PacketPtr MakePacket();
 FramePtr MakeFrame();

@@ -5,8 +5,6 @@
 #include <algorithm>
 #include <new>
 
-#include "media/timeline.h"
-
 namespace encoder {
 
 namespace {
@@ -58,12 +56,31 @@ void CopyCoder::Place(std::int64_t nPacket, std::int64_t llPTS) {
         Of->PTS = llPTS;
 }
 
+template <typename Condition>
+std::optional<CopyCoder::Waiting> CopyCoder::TakeFirst(Condition IsWanted) {
+    const std::lock_guard Lock(m_Mutex);
+    if (m_Waiting.empty() || !IsWanted(m_Waiting.front()))
+        return std::nullopt;
+    Waiting Item = std::move(m_Waiting.front());
+    m_Waiting.pop_front();
+    return Item;
+}
+
+// An output that stalls does not keep the producer from its packets.
+template <typename Condition>
+void CopyCoder::HandOnWhile(Condition IsWanted, const PacketSink &Sink) {
+    while (const std::optional<Waiting> Item = TakeFirst(IsWanted))
+        HandOn(*Item, Sink);
+}
+
 void CopyCoder::Encode(AVFrame &Frame, bool, const PacketSink &Sink) {
     const std::int64_t llPTS = Frame.pts;
     av_frame_unref(&Frame);
-    const std::lock_guard Lock(m_Mutex);
-    while (!m_Waiting.empty() && IsDue(m_Waiting.front(), llPTS))
-        HandOnFirst(Sink);
+    HandOnWhile([=, this](const Waiting &Item) { return IsDue(Item, llPTS); }, Sink);
+}
+
+void CopyCoder::HandOnUpTo(std::int64_t nPacket, const PacketSink &Sink) {
+    HandOnWhile([=](const Waiting &Item) { return Item.nPacket <= nPacket; }, Sink);
 }
 
 // The picture of this PTS has come. A packet without a picture waits for a while, since a picture may have been put
@@ -77,9 +94,7 @@ bool CopyCoder::IsDue(const Waiting &Item, std::int64_t llPTS) const {
 }
 
 // Where a stretch of the input follows another, its first DTS may lie before the last ones.
-void CopyCoder::HandOnFirst(const PacketSink &Sink) {
-    const Waiting Item = std::move(m_Waiting.front());
-    m_Waiting.pop_front();
+void CopyCoder::HandOn(const Waiting &Item, const PacketSink &Sink) {
     AVPacket &Packet = *Item.Packet;
     if (Item.PTS)
         Packet.pts = *Item.PTS;
@@ -96,9 +111,7 @@ void CopyCoder::HandOnFirst(const PacketSink &Sink) {
 }
 
 void CopyCoder::Flush(const PacketSink &Sink) {
-    const std::lock_guard Lock(m_Mutex);
-    while (!m_Waiting.empty())
-        HandOnFirst(Sink);
+    HandOnWhile([](const Waiting &) { return true; }, Sink);
 }
 
 } // namespace encoder

@@ -13,6 +13,7 @@ extern "C" {
 }
 
 #include "media/picture_coder.h"
+#include "media/timeline.h"
 
 namespace encoder {
 
@@ -28,6 +29,7 @@ public:
     void Place(std::int64_t nPacket, std::int64_t llPTS);
 
     void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) override;
+    void HandOnUpTo(std::int64_t nPacket, const PacketSink &Sink) override;
     void Flush(const PacketSink &Sink) override;
     bool KeepsFields() const override { return true; }
 
@@ -45,7 +47,11 @@ private:
     };
 
     bool IsDue(const Waiting &Item, std::int64_t llPTS) const;
-    void HandOnFirst(const PacketSink &Sink);
+    template <typename Condition>
+    std::optional<Waiting> TakeFirst(Condition IsWanted);
+    template <typename Condition>
+    void HandOnWhile(Condition IsWanted, const PacketSink &Sink);
+    void HandOn(const Waiting &Item, const PacketSink &Sink);
 
     std::unique_ptr<AVBSFContext, FreeFilter> m_Filter;
     const std::int64_t m_llPeriod;
@@ -54,7 +60,7 @@ private:
     std::deque<Waiting> m_Waiting;
     std::int64_t m_nLatestPlaced = 0;
     std::optional<std::int64_t> m_LastDTS;
-    std::int64_t m_llLastPTS = 0;
+    std::int64_t m_llLastPTS = FIRST_COUNTED_PTS;
 };
 
 } // namespace encoder

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "common/our_time.h"
 #include "timecode.h"
 
 namespace encoder {
@@ -21,10 +22,11 @@ struct CarriageRow {
 
 // In the order of Carriage.
 constexpr CarriageRow CARRIAGE_ROWS[] = {
-    {TCSOURCE_HIGH_PRECISION_TIMESTAMP, "high-precision", "precision time stamps beside the pictures (MISB ST 0604)"},
-    {TCSOURCE_SMPTE12M_TIMESTAMP, "smpte12m", "timecode beside the pictures (SMPTE ST 12-1, in SEI)"},
-    {TCSOURCE_SMPTE12M_TIMESTAMP, "vitc", "timecode in the pictures' lines (VITC)"},
-    {TCSOURCE_LDS_TIMESTAMP, "lds", "KLV local sets (MISB ST 0601, tag 2)"},
+    {TCSOURCE_HIGH_PRECISION_TIMESTAMP, WORD_HIGH_PRECISION,
+     "precision time stamps beside the pictures (MISB ST 0604)"},
+    {TCSOURCE_SMPTE12M_TIMESTAMP, WORD_SMPTE12M, "timecode beside the pictures (SMPTE ST 12-1, in SEI)"},
+    {TCSOURCE_SMPTE12M_TIMESTAMP, WORD_VITC, "timecode in the pictures' lines (VITC)"},
+    {TCSOURCE_LDS_TIMESTAMP, WORD_LDS, "KLV local sets (MISB ST 0601, tag 2)"},
 };
 
 const CarriageRow &RowOf(Carriage enCarriage) {
@@ -63,9 +65,7 @@ const char *CarriageText(Carriage enCarriage) {
 }
 
 bool IsOfOurTime(const Sighting &Stamp, Carriage enCarriage) {
-    constexpr std::int64_t YEAR_1990_USEC = 631'152'000'000'000;
-    constexpr std::int64_t YEAR_2100_USEC = 4'102'444'800'000'000;
-    return IsTimecode(enCarriage) || (Stamp.llUTC >= YEAR_1990_USEC && Stamp.llUTC < YEAR_2100_USEC);
+    return IsTimecode(enCarriage) || IsOfOurTime(Stamp.llUTC);
 }
 
 std::int64_t PicturePeriod(const Survey &Seen) {
@@ -112,7 +112,7 @@ const StampSeries *BestSeries(const Survey &Seen) {
     for (const StampSeries &Series : Seen.Series) {
         const auto IsUsable = [&](const Sighting &Stamp) { return IsOfOurTime(Stamp, Series.enCarriage); };
         // Beside pictures without a PTS, time stamps have no place and serve their pictures all the same.
-        const bool bBeside = Series.enCarriage == Carriage::Stamp && Series.nWithoutPlace > 0;
+        const bool bBeside = Series.enCarriage == Carriage::Stamp && Series.nWithoutPlace > Series.nAbsurdWithoutPlace;
         if ((bBeside || std::ranges::any_of(Series.Sightings, IsUsable)) &&
             (pBest == nullptr || Merit(Seen, Series) > Merit(Seen, *pBest)))
             pBest = &Series;

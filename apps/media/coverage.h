@@ -27,6 +27,12 @@ std::int64_t PicturePeriod(const Survey &Seen);
 // A time between the years 1990 and 2100; any timecode.
 bool IsOfOurTime(const Sighting &Stamp, Carriage enCarriage);
 
+// The words for the library's sources.
+constexpr const char *WORD_HIGH_PRECISION = "high-precision";
+constexpr const char *WORD_SMPTE12M = "smpte12m";
+constexpr const char *WORD_VITC = "vitc";
+constexpr const char *WORD_LDS = "lds";
+
 // What stamp-encoder's --source and --timecode call it, and people.
 int SourceOf(Carriage enCarriage); // TCSOURCE_...
 const char *SourceWord(Carriage enCarriage);

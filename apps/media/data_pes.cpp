@@ -11,6 +11,7 @@ namespace {
 constexpr std::size_t TS_PAYLOAD = 184;
 constexpr std::size_t HEADER_SIZE = 9;
 constexpr std::size_t PTS_SIZE = 5;
+constexpr std::size_t MAX_LENGTH = 0xFFFF;
 
 std::uint8_t Low(std::size_t n) {
     return static_cast<std::uint8_t>(n & 0xFF);
@@ -29,10 +30,11 @@ void DataPes::Count(std::size_t nSize) {
 
 std::vector<std::uint8_t> DataPes::Packetize(Bytes Data, std::optional<std::uint64_t> PTS) {
     const std::size_t nHeaderData = PTS ? PTS_SIZE : 0;
-    const std::size_t nLength = Data.size() + nHeaderData + 3; // what follows the length
-    // Start code, private stream 1, length; marker bits with data alignment; whether there is a PTS; its size.
+    const std::size_t nRest = Data.size() + nHeaderData + 3; // what follows the length
+    const std::size_t nLength = nRest <= MAX_LENGTH ? nRest : 0;
+    // Start code, stream, length; marker bits with data alignment; whether there is a PTS; its size.
     std::vector<std::uint8_t> Pes = {
-        0, 0, 1, 0xBD, Low(nLength >> 8), Low(nLength), 0x84, Low(PTS ? 0x80U : 0U), Low(nHeaderData)};
+        0, 0, 1, m_nStreamId, Low(nLength >> 8), Low(nLength), 0x84, Low(PTS ? 0x80U : 0U), Low(nHeaderData)};
     if (PTS)
         AppendPTS(Pes, *PTS);
     Pes.insert(Pes.end(), Data.begin(), Data.end());

@@ -12,18 +12,21 @@ namespace encoder {
 
 class DataPes {
 public:
-    static constexpr std::size_t MAX_SIZE = 65'527;
+    static constexpr std::uint8_t PRIVATE_STREAM = 0xBD;  // of data in asynchronous carriage
+    static constexpr std::uint8_t METADATA_STREAM = 0xFC; // in synchronous carriage
 
-    explicit DataPes(int nPid) : m_nPid(static_cast<unsigned>(nPid)) {}
+    DataPes(int nPid, std::uint8_t nStreamId) : m_nPid(static_cast<unsigned>(nPid)), m_nStreamId(nStreamId) {}
 
     // The muxer has written data of this size with a PTS: its packets are counted.
     void Count(std::size_t nSize);
 
-    // One PES packet of private stream 1, as whole packets of 188 bytes. The data has at most MAX_SIZE bytes.
+    // One PES packet as whole packets of 188 bytes. What is too long for the length of a PES packet has none, as FFmpeg
+    // writes it.
     std::vector<std::uint8_t> Packetize(Bytes Data, std::optional<std::uint64_t> PTS);
 
 private:
     unsigned m_nPid;
+    std::uint8_t m_nStreamId;
     std::size_t m_nContinuity = 0; // of the next packet, modulo 16
 };
 

@@ -10,8 +10,6 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
-#include "media/program_map.h"
-#include "media/pts_clock.h"
 #include "media/ts_writer.h"
 
 namespace encoder {
@@ -19,7 +17,6 @@ namespace encoder {
 namespace {
 
 constexpr int64_t TS_PACKET_SIZE = 188;
-constexpr size_t BYTES_WITH_MAP = 4 << 20; // a program map comes every half second
 constexpr uint8_t TS_SYNC_BYTE = 0x47;
 
 // The data streams of another program carry another video's times.
@@ -86,10 +83,9 @@ void Demuxer::CheckStop() const {
 void Demuxer::ChooseStreams() {
     ChooseVideo();
     CheckVideo();
-    for (unsigned n = 0; n < m_pContext->nb_streams; n++)
-        if (static_cast<int>(n) != m_nVideo)
-            ChooseBeside(*m_pContext->streams[n]);
+    ChooseNewStreams();
     CheckKlv();
+    m_bOpen = true;
 }
 
 void Demuxer::CheckKlv() const {
@@ -109,19 +105,24 @@ void Demuxer::CheckKlv() const {
                                        (szList.empty() ? "none" : szList));
 }
 
-// A live input cannot be read twice; its KLV goes on in asynchronous carriage, which has no header to be rebuilt.
 bool Demuxer::IsSynchronousKlv(const AVStream &Stream) const {
-    if (Stream.codecpar->codec_id != AV_CODEC_ID_SMPTE_KLV || m_pContext->pb == nullptr ||
-        (m_pContext->pb->seekable & AVIO_SEEKABLE_NORMAL) == 0)
-        return false;
-    AVIOContext *pFile = nullptr;
-    if (avio_open(&pFile, m_pContext->url, AVIO_FLAG_READ) < 0)
-        return false;
-    std::vector<std::uint8_t> Begin(BYTES_WITH_MAP);
-    const int nRead = avio_read(pFile, Begin.data(), static_cast<int>(Begin.size()));
-    avio_closep(&pFile);
-    Begin.resize(static_cast<std::size_t>(std::max(nRead, 0)));
-    return StreamTypeOf(Begin, Stream.id) == STREAM_TYPE_METADATA;
+    return Stream.codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV && m_Source.IsSynchronous(Stream.id);
+}
+
+// FFmpeg takes the header off in most cases, but not in all.
+void Demuxer::RestoreCellHeader(AVPacket &Packet) {
+    const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
+    if (Packet.pos < 0 || !IsSynchronousKlv(Stream))
+        return;
+    const std::optional<CellHeader> Header = m_Source.TakeCellHeader(Stream.id, Packet.pos);
+    const Bytes Data = BytesOf(Packet);
+    if (!Header || (Data.size() >= Header->size() && std::ranges::equal(*Header, Data.first(Header->size()))))
+        return;
+    const int nSize = Packet.size;
+    Check(av_packet_make_writable(&Packet), ExitCode::Encoder, "KLV");
+    Check(av_grow_packet(&Packet, static_cast<int>(Header->size())), ExitCode::Encoder, "KLV");
+    std::copy_backward(Packet.data, Packet.data + nSize, Packet.data + Packet.size);
+    std::ranges::copy(*Header, Packet.data);
 }
 
 void Demuxer::ChooseVideo() {
@@ -147,6 +148,19 @@ std::string Demuxer::VideoStreams() const {
     return szList.empty() ? "none" : szList;
 }
 
+// A program map may come late or change: then streams turn up while the input is read, or turn out to be KLV.
+void Demuxer::ChooseNewStreams() {
+    m_Kinds.resize(m_pContext->nb_streams, AV_CODEC_ID_NONE);
+    for (unsigned n = 0; n < m_pContext->nb_streams; n++) {
+        AVStream &Stream = *m_pContext->streams[n];
+        const bool bNew = n >= m_nMet || Stream.codecpar->codec_id != m_Kinds[n];
+        m_Kinds[n] = Stream.codecpar->codec_id;
+        if (bNew && static_cast<int>(n) != m_nVideo && std::ranges::count(m_Passed, &Stream) == 0)
+            ChooseBeside(Stream);
+    }
+    m_nMet = m_pContext->nb_streams;
+}
+
 // KLV is always read, for the time stamps in it.
 void Demuxer::ChooseBeside(AVStream &Stream) {
     const AVCodecParameters &Kind = *Stream.codecpar;
@@ -159,6 +173,8 @@ void Demuxer::ChooseBeside(AVStream &Stream) {
     else if (!TsWriter::CanPass(Kind.codec_id))
         pszWhy = "an MPEG-TS has no place for it";
     const bool bKlv = pszWhy == nullptr && Kind.codec_id == AV_CODEC_ID_SMPTE_KLV;
+    if (pszWhy == nullptr && m_bOpen)
+        pszWhy = bKlv ? "it began too late for that; its time stamps are read" : "it began too late";
     const bool bPassed = pszWhy == nullptr && m_Choice.bPass;
     Stream.discard = bKlv || bPassed ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
     if (bPassed)
@@ -233,13 +249,14 @@ bool Demuxer::Read(AVPacket &Packet) {
             throw Failure(ExitCode::Input, BrokeOff() + ": " + AvErrorText(nResult));
         if (Packet.pos >= 0)
             m_llPosition = Packet.pos;
+        ChooseNewStreams();
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
-        // A KLV stream may also turn up in the middle of the input.
         const bool bPassed = std::ranges::find(m_Passed, &Stream) != m_Passed.end();
         if (IsVideo(Packet) || bPassed || (IsKlv(Packet) && Stream.discard != AVDISCARD_ALL)) {
             av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
             MakeStreamTime(Packet.pts);
             MakeStreamTime(Packet.dts);
+            RestoreCellHeader(Packet);
             return true;
         }
     }
@@ -296,6 +313,32 @@ AVRational Demuxer::Rate() const {
     const AVRational Guess = av_guess_frame_rate(m_pContext, m_pContext->streams[m_nVideo], nullptr);
     const AVRational Average = Video().avg_frame_rate;
     return av_cmp_q(Guess, av_mul_q(Average, TOO_LOW)) < 0 ? Average : Guess;
+}
+
+std::deque<PacketPtr> ReadAhead(Demuxer &In, const std::function<bool(const AVPacket &)> &IsEnough) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::size_t MOST_PACKETS = 20'000;
+    constexpr std::int64_t MOST_BYTES = 32 << 20;
+    constexpr std::chrono::seconds LONGEST_LOOK{5}; // since the first packet
+    std::deque<PacketPtr> Packets;
+    try {
+        std::int64_t llBytes = 0;
+        auto Until = Clock::time_point::max();
+        while (Packets.size() < MOST_PACKETS && llBytes < MOST_BYTES && Clock::now() < Until) {
+            PacketPtr Packet = MakePacket();
+            if (!In.Read(*Packet))
+                break;
+            if (Packets.empty())
+                Until = Clock::now() + LONGEST_LOOK;
+            llBytes += Packet->size;
+            const bool bEnough = IsEnough(*Packet);
+            Packets.push_back(std::move(Packet));
+            if (bEnough)
+                break;
+        }
+    } catch (const Failure &) {
+    }
+    return Packets;
 }
 
 } // namespace encoder

@@ -3,11 +3,15 @@
 #ifndef ENCODER_MEDIA_DEMUXER_H
 #define ENCODER_MEDIA_DEMUXER_H
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <functional>
+#include <iterator>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "media/av.h"
@@ -43,7 +47,10 @@ public:
     // For each video packet once: the stream marks a discontinuity of its clock between the one before and it.
     bool IsMarked(const AVPacket &Packet);
     // Has Read give these packets again, before any other.
-    void PutBack(std::deque<PacketPtr> Packets) { m_PutBack = std::move(Packets); }
+    void PutBack(std::deque<PacketPtr> Packets) {
+        std::ranges::move(m_PutBack, std::back_inserter(Packets));
+        m_PutBack = std::move(Packets);
+    }
     bool HasPutBack() const { return !m_PutBack.empty(); }
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
@@ -53,10 +60,10 @@ public:
 
     // The streams that go with the video and that an MPEG-TS can carry on. None unless they are wanted.
     const std::vector<const AVStream *> &Passed() const { return m_Passed; }
-    // KLV in synchronous carriage (stream type 0x15): each set has a header of the carriage before it.
+    // KLV in synchronous carriage (stream type 0x15): its packets are metadata AU cells, with their headers.
     bool IsSynchronousKlv(const AVStream &Stream) const;
-    // A sentence for each stream that is not read, with the reason.
-    const std::vector<std::string> &LeftOut() const { return m_LeftOut; }
+    // A sentence for each stream that is not passed on, with the reason; once. More may come while packets are read.
+    std::vector<std::string> TakeLeftOut() { return std::exchange(m_LeftOut, {}); }
 
     const AVStream &Video() const { return *m_pContext->streams[m_nVideo]; }
     AVRational Rate() const; // as FFmpeg guesses it
@@ -77,7 +84,9 @@ private:
     void Open();
     void ChooseStreams();
     void ChooseVideo();
+    void ChooseNewStreams();
     void ChooseBeside(AVStream &Stream);
+    void RestoreCellHeader(AVPacket &Packet);
     std::string VideoStreams() const;
     void CheckStop() const;
     void CheckVideo() const;
@@ -96,6 +105,9 @@ private:
     MarkedSource m_Source;
     AVFormatContext *m_pContext = nullptr;
     int m_nVideo = -1;
+    bool m_bOpen = false;           // streams that turn up from now on are late
+    std::vector<AVCodecID> m_Kinds; // of the streams, when they were looked at last
+    unsigned m_nMet = 0;            // streams
     std::vector<const AVStream *> m_Passed;
     std::vector<std::string> m_LeftOut;
     std::deque<PacketPtr> m_PutBack;
@@ -103,6 +115,10 @@ private:
     int64_t m_llVideoPosition = -1;       // of the video packet asked for last
     std::atomic<int64_t> m_llPosition{0}; // of the packet last read
 };
+
+// Reads packets until one is enough, or till the end. The look ends sooner where there are many, or where data go on for
+// seconds without what is looked for. What cannot be read is told when it is read again.
+std::deque<PacketPtr> ReadAhead(Demuxer &In, const std::function<bool(const AVPacket &)> &IsEnough);
 
 } // namespace encoder
 

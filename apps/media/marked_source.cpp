@@ -1,8 +1,10 @@
-// The bytes of an input on their way to FFmpeg, in which marked discontinuities of a transport stream are looked for.
+// The bytes of an input on their way to FFmpeg, in which is looked for what FFmpeg does not tell.
 #include "media/marked_source.h"
 
 #include <algorithm>
 #include <new>
+
+#include "media/program_map.h"
 
 namespace encoder {
 
@@ -13,12 +15,12 @@ constexpr std::uint8_t SYNC_BYTE = 0x47;
 constexpr int BUFFER_SIZE = 32 * static_cast<int>(PACKET_SIZE);
 
 // ISO/IEC 13818-1, 2.4.3.4: the first flag of an adaptation field, where there is one that is not empty.
-bool MarksDiscontinuity(const std::uint8_t *pPacket) {
-    return (pPacket[3] & 0x20) != 0 && pPacket[4] > 0 && (pPacket[5] & 0x80) != 0;
+bool MarksDiscontinuity(Bytes Packet) {
+    return (Packet[3] & 0x20) != 0 && Packet[4] > 0 && (Packet[5] & 0x80) != 0;
 }
 
-int PidOf(const std::uint8_t *pPacket) {
-    return (pPacket[1] & 0x1F) << 8 | pPacket[2];
+int PidOf(Bytes Packet) {
+    return (Packet[1] & 0x1F) << 8 | Packet[2];
 }
 
 } // namespace
@@ -58,8 +60,11 @@ std::int64_t MarkedSource::Seek(void *pSelf, std::int64_t llOffset, int nWhence)
     if ((nWhence & AVSEEK_SIZE) != 0)
         return avio_size(Self.m_pIn);
     const std::int64_t llPlace = avio_seek(Self.m_pIn, llOffset, nWhence);
+    // A pipe goes on where it was.
+    if (llPlace < 0)
+        return llPlace;
     Self.m_Rest.clear();
-    Self.m_llRestBegins = std::max<std::int64_t>(llPlace, 0);
+    Self.m_llRestBegins = llPlace;
     return llPlace;
 }
 
@@ -73,12 +78,34 @@ void MarkedSource::LookAt(const std::uint8_t *pBytes, size_t nSize) {
             nAt++;
             continue;
         }
-        if (MarksDiscontinuity(pPacket))
-            m_Marks.emplace(m_llRestBegins + static_cast<std::int64_t>(nAt), PidOf(pPacket));
+        LookAtPacket({pPacket, PACKET_SIZE}, m_llRestBegins + static_cast<std::int64_t>(nAt));
         nAt += PACKET_SIZE;
     }
     m_Rest.erase(m_Rest.begin(), m_Rest.begin() + static_cast<std::ptrdiff_t>(nAt));
     m_llRestBegins += static_cast<std::int64_t>(nAt);
+}
+
+void MarkedSource::LookAtPacket(Bytes Packet, std::int64_t llPlace) {
+    const int nPid = PidOf(Packet);
+    if (MarksDiscontinuity(Packet))
+        m_Marks.emplace(llPlace, nPid);
+    for (const MapEntry &Stream : ReadProgramMap(Packet))
+        if (Stream.nStreamType == STREAM_TYPE_METADATA)
+            m_Cells.try_emplace(Stream.nPid);
+        else
+            m_Cells.erase(Stream.nPid);
+    const auto Cells = m_Cells.find(nPid);
+    if (Cells != m_Cells.end())
+        Cells->second.LookAt(Packet, llPlace);
+}
+
+bool MarkedSource::IsSynchronous(int nPid) const {
+    return m_Cells.contains(nPid);
+}
+
+std::optional<CellHeader> MarkedSource::TakeCellHeader(int nPid, std::int64_t llPlace) {
+    const auto Cells = m_Cells.find(nPid);
+    return Cells == m_Cells.end() ? std::nullopt : Cells->second.Take(llPlace);
 }
 
 bool MarkedSource::TakeMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo) {

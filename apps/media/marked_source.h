@@ -1,13 +1,16 @@
-// The bytes of an input on their way to FFmpeg, in which marked discontinuities of a transport stream are looked for:
-// FFmpeg itself tells of none.
+// The bytes of an input on their way to FFmpeg, in which is looked for what FFmpeg does not tell of a transport stream:
+// marked discontinuities, stream types, the headers of synchronous KLV.
 #ifndef ENCODER_MEDIA_MARKED_SOURCE_H
 #define ENCODER_MEDIA_MARKED_SOURCE_H
 
+#include <map>
+#include <optional>
 #include <set>
 #include <utility>
 #include <vector>
 
 #include "media/av.h"
+#include "media/cell_headers.h"
 
 namespace encoder {
 
@@ -25,16 +28,23 @@ public:
     // Asked once for each stretch of bytes, in order.
     bool TakeMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo);
 
+    // KLV of this PID is in synchronous carriage, by the last program map that has it.
+    bool IsSynchronous(int nPid) const;
+    // The cell header of synchronous KLV whose PES packet begins at a place. Asked in order for each PID.
+    std::optional<CellHeader> TakeCellHeader(int nPid, std::int64_t llPlace);
+
 private:
     static int Read(void *pSelf, std::uint8_t *pBuffer, int nSize);
     static std::int64_t Seek(void *pSelf, std::int64_t llOffset, int nWhence);
     void LookAt(const std::uint8_t *pBytes, size_t nSize);
+    void LookAtPacket(Bytes Packet, std::int64_t llPlace);
 
     AVIOContext *m_pIn = nullptr;
     AVIOContext *m_pOut = nullptr;
     std::vector<std::uint8_t> m_Rest; // read last, and not yet a packet and the beginning of the next
     std::int64_t m_llRestBegins = 0;
     std::set<std::pair<std::int64_t, int>> m_Marks; // place of the packet, PID
+    std::map<int, CellHeaders> m_Cells;             // by PID, of synchronous KLV
 };
 
 } // namespace encoder

@@ -24,6 +24,10 @@ public:
     // start is a picture before which a stretch of the input ends; all pictures before it come out first.
     virtual void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) = 0;
 
+    // Hands out what was given up to the packet of this number and has become no picture; for a coder that is given
+    // packets.
+    virtual void HandOnUpTo(std::int64_t, const PacketSink &) {}
+
     // Hands out what is still held. Nothing can be coded afterwards.
     virtual void Flush(const PacketSink &Sink) = 0;
 

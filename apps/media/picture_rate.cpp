@@ -3,6 +3,8 @@
 
 #include <cmath>
 
+#include "common/pts.h"
+
 namespace encoder {
 
 namespace {
@@ -10,7 +12,6 @@ namespace {
 constexpr double MIN_RATE = 1;
 constexpr double MAX_RATE = 300;
 constexpr double TOLERANCE = 0.01;
-constexpr int TICKS_PER_SECOND = 90000;
 
 struct FractionalRate {
     int nWhole;

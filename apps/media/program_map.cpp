@@ -1,8 +1,9 @@
-// What the program map of a transport stream says about one of its streams.
+// What the program maps of a transport stream say about its streams.
 // Only a map within one packet is read: more than forty streams would be needed to fill it.
 #include "media/program_map.h"
 
 #include <cstddef>
+#include <optional>
 
 extern "C" {
 #include <libavutil/crc.h>
@@ -14,7 +15,6 @@ namespace {
 
 constexpr std::size_t PACKET_SIZE = 188;
 constexpr std::size_t HEADER_SIZE = 4;
-constexpr std::uint8_t SYNC_BYTE = 0x47;
 constexpr std::uint8_t TABLE_PROGRAM_MAP = 2;
 constexpr std::size_t MAP_HEADER_SIZE = 12; // up to the descriptors of the program
 constexpr std::size_t CRC_SIZE = 4;
@@ -39,27 +39,18 @@ std::optional<Bytes> MapIn(Bytes Packet) {
     return Rest.first(nSize - CRC_SIZE);
 }
 
-std::optional<int> TypeIn(Bytes Map, int nPid) {
-    std::size_t nAt = MAP_HEADER_SIZE + TwelveBits(Map, MAP_HEADER_SIZE - 2);
-    for (; nAt + ENTRY_SIZE <= Map.size(); nAt += ENTRY_SIZE + TwelveBits(Map, nAt + 3))
-        if (((Map[nAt + 1] & 0x1F) << 8 | Map[nAt + 2]) == nPid)
-            return Map[nAt];
-    return std::nullopt;
-}
-
 } // namespace
 
-std::optional<int> StreamTypeOf(Bytes Stream, int nPid) {
-    for (std::size_t n = 0; n + PACKET_SIZE <= Stream.size();) {
-        const bool bAligned =
-            Stream[n] == SYNC_BYTE && (n + PACKET_SIZE == Stream.size() || Stream[n + PACKET_SIZE] == SYNC_BYTE);
-        const std::optional<Bytes> Map = bAligned ? MapIn(Stream.subspan(n, PACKET_SIZE)) : std::nullopt;
-        const std::optional<int> Type = Map ? TypeIn(*Map, nPid) : std::nullopt;
-        if (Type)
-            return Type;
-        n += bAligned ? PACKET_SIZE : 1;
-    }
-    return std::nullopt;
+std::vector<MapEntry> ReadProgramMap(Bytes Packet) {
+    std::vector<MapEntry> Streams;
+    const std::optional<Bytes> Found = MapIn(Packet);
+    if (!Found)
+        return Streams;
+    const Bytes Map = *Found;
+    std::size_t nAt = MAP_HEADER_SIZE + TwelveBits(Map, MAP_HEADER_SIZE - 2);
+    for (; nAt + ENTRY_SIZE <= Map.size(); nAt += ENTRY_SIZE + TwelveBits(Map, nAt + 3))
+        Streams.push_back({(Map[nAt + 1] & 0x1F) << 8 | Map[nAt + 2], Map[nAt]});
+    return Streams;
 }
 
 } // namespace encoder

@@ -1,9 +1,9 @@
-// What the program map of a transport stream says about one of its streams (ISO/IEC 13818-1).
+// What the program maps of a transport stream say about its streams (ISO/IEC 13818-1).
 // FFmpeg does not tell, and how KLV is carried can be seen nowhere else.
 #ifndef ENCODER_MEDIA_PROGRAM_MAP_H
 #define ENCODER_MEDIA_PROGRAM_MAP_H
 
-#include <optional>
+#include <vector>
 
 #include "formats/result.h"
 
@@ -11,8 +11,13 @@ namespace encoder {
 
 constexpr int STREAM_TYPE_METADATA = 0x15; // of KLV in synchronous carriage
 
-// The stream type of a PID by the first whole program map that has it, in any bytes of a stream of 188-byte packets.
-std::optional<int> StreamTypeOf(Bytes Stream, int nPid);
+struct MapEntry {
+    int nPid = 0;
+    int nStreamType = 0;
+};
+
+// The streams of the whole program map in a packet of 188 bytes; none where the packet holds no such map.
+std::vector<MapEntry> ReadProgramMap(Bytes Packet);
 
 } // namespace encoder
 

@@ -1,5 +1,4 @@
-// The PTS that a stream carries, and a clock that keeps pace with the wall by them.
-// A stream carries 33 bits of PTS and starts again at 0 every 26.5 hours.
+// A clock that keeps pace with the wall by a video's PTS.
 #ifndef ENCODER_MEDIA_PTS_CLOCK_H
 #define ENCODER_MEDIA_PTS_CLOCK_H
 
@@ -8,16 +7,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "common/pts.h"
+
 namespace encoder {
 
-constexpr std::int64_t PTS_WRAP = std::int64_t{1} << 33;
-constexpr std::int64_t TICKS_PER_SECOND = 90000;
 constexpr std::int64_t MAX_START_DISTANCE_USEC = 86'400'000'000; // a day
-
-// The PTS as the stream carries it: what the timecode library and the reports are given.
-constexpr std::uint64_t StreamPTS(std::int64_t llPTS) {
-    return static_cast<std::uint64_t>(llPTS) & static_cast<std::uint64_t>(PTS_WRAP - 1);
-}
 
 // Holds a thread up until a picture is due, as a camera would have delivered it.
 class Pacer {

@@ -53,7 +53,7 @@ int RtpSender::Send(std::uint8_t *pData, int nSize) {
     Packet->size = nSize;
     const auto Now = std::chrono::steady_clock::now().time_since_epoch();
     Packet->pts = Packet->dts =
-        std::chrono::duration_cast<std::chrono::duration<std::int64_t, std::ratio<1, 90000>>>(Now).count();
+        std::chrono::duration_cast<std::chrono::duration<std::int64_t, std::ratio<1, TICKS_PER_SECOND>>>(Now).count();
     const int nResult = av_write_frame(m_pContext, Packet.get());
     return nResult < 0 ? nResult : nSize;
 }

@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "common/our_time.h"
 #include "formats/klv.h"
-#include "formats/stamp_sei.h"
 
 namespace encoder {
 
@@ -15,26 +15,12 @@ namespace {
 constexpr std::int64_t TICKS_LOOKED_INTO = 2 * TICKS_PER_SECOND;
 constexpr std::int64_t FARTHEST_FROM_PICTURES = 10 * TICKS_PER_SECOND;
 
-// A packet that was sent before a video packet may be read up to so many video packets earlier.
-constexpr int MOST_VIDEO_AHEAD = 4;
-
-Bytes BytesOf(const AVPacket &Packet) {
-    return {Packet.data, static_cast<std::size_t>(Packet.size)};
-}
-
-Bytes ExtradataOf(const AVCodecParameters &Parameters) {
-    return {Parameters.extradata, static_cast<std::size_t>(Parameters.extradata_size)};
-}
-
-bool IsDamaged(const AVPacket &Packet) {
-    return (Packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
-}
-
-NalFormat NalFormatOfStream(const AVCodecParameters &Parameters) {
-    return NalFormatOf(Parameters.codec_id == AV_CODEC_ID_HEVC, ExtradataOf(Parameters));
-}
-
 } // namespace
+
+void StampSeries::CountWithoutPlace(std::int64_t llUTC) {
+    nWithoutPlace++;
+    nAbsurdWithoutPlace += IsOfOurTime(llUTC) ? 0 : 1;
+}
 
 std::uint64_t StampSeries::MalformedCount() const {
     std::uint64_t nCount = 0;
@@ -44,17 +30,20 @@ std::uint64_t StampSeries::MalformedCount() const {
 }
 
 Surveyor::Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc)
-    : m_Demuxer(In), m_Rate(Rate), m_enVitc(enVitc), m_NalFormat(NalFormatOfStream(*In.Video().codecpar)),
-      m_Labels(m_NalFormat, ExtradataOf(*In.Video().codecpar)), m_Timeline(Rate.value_or(PictureRate{}).Exact),
-      m_bLooksForVitc(enVitc != LookForVitc::Nowhere) {}
+    : m_Demuxer(In), m_Rate(Rate), m_enVitc(enVitc), m_Stamps(*In.Video().codecpar),
+      m_Labels(NalFormatOf(*In.Video().codecpar), HeadersOf(*In.Video().codecpar)),
+      m_Timeline(Rate.value_or(PictureRate{}).Exact), m_bLooksForVitc(enVitc != LookForVitc::Nowhere) {}
 
 void Surveyor::Take(AVPacket &Packet, bool bMarked) {
     m_Survey.nDamagedPackets += IsDamaged(Packet) ? 1 : 0;
     if (m_Demuxer.IsVideo(Packet)) {
         TakeVideo(Packet, bMarked);
-    } else if (!IsDamaged(Packet)) {
-        m_Beside.push_back({MakePacket(), 0});
-        av_packet_move_ref(m_Beside.back().Packet.get(), &Packet);
+    } else {
+        PacketPtr Taken = MakePacket();
+        av_packet_move_ref(Taken.get(), &Packet);
+        m_Beside.Put(std::move(Taken));
+        if (m_Beside.IsFull())
+            TakeBeside(nullptr);
     }
 }
 
@@ -75,8 +64,7 @@ void Surveyor::TakeVideo(AVPacket &Packet, bool bMarked) {
         for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
             SeriesOf(Carriage::LocalSet, nStream).Sightings.push_back({*At, llUTC, {}, 0});
     }
-    if (!IsDamaged(Packet))
-        TakeStamps(Packet, At);
+    TakeStamps(Packet, At);
     if (At && m_Demuxer.Video().codecpar->codec_id != AV_CODEC_ID_MPEG2VIDEO)
         TakeLabel(Packet, *At);
     if (At)
@@ -84,8 +72,7 @@ void Surveyor::TakeVideo(AVPacket &Packet, bool bMarked) {
 }
 
 void Surveyor::TakeStamps(const AVPacket &Packet, const std::optional<Place> &At) {
-    const bool bMpeg2 = m_Demuxer.Video().codecpar->codec_id == AV_CODEC_ID_MPEG2VIDEO;
-    const StampsRead Read = bMpeg2 ? ReadUserDataStamps(BytesOf(Packet)) : ReadStamps(BytesOf(Packet), m_NalFormat);
+    const StampsRead Read = m_Stamps.Of(Packet).Read;
     if (Read.Stamps.empty() && Read.Broken.empty())
         return;
     StampSeries &Series = SeriesOf(Carriage::Stamp, Packet.stream_index);
@@ -95,7 +82,7 @@ void Surveyor::TakeStamps(const AVPacket &Packet, const std::optional<Place> &At
         if (At)
             Series.Sightings.push_back({*At, Stamp.llUTC, {}, Stamp.nStatusByte});
         else
-            Series.nWithoutPlace++;
+            Series.CountWithoutPlace(Stamp.llUTC);
 }
 
 void Surveyor::TakeLabel(const AVPacket &Packet, const Place &At) {
@@ -112,18 +99,11 @@ void Surveyor::TakeLabel(const AVPacket &Packet, const Place &At) {
         EndVitc();
 }
 
-// Takes the packets that were sent before the video packet, or without one all that are left. Where the input does not
-// tell places, they were sent in the order in which they were read.
+// Takes the packets that were sent before the video packet, or without one all that are left.
 void Surveyor::TakeBeside(const AVPacket *pVideo) {
-    const auto IsBefore = [pVideo](const Beside &Waiting) {
-        const std::int64_t llPlace = Waiting.Packet->pos;
-        return pVideo == nullptr || llPlace < 0 || pVideo->pos < 0 || llPlace < pVideo->pos ||
-               Waiting.nVideoPackets >= MOST_VIDEO_AHEAD;
-    };
-    for (; !m_Beside.empty() && IsBefore(m_Beside.front()); m_Beside.pop_front())
-        TakeKlv(*m_Beside.front().Packet);
-    for (Beside &Waiting : m_Beside)
-        Waiting.nVideoPackets++;
+    while (const PacketPtr Packet = m_Beside.TakeBefore(pVideo))
+        TakeKlv(*Packet);
+    m_Beside.PassVideo();
 }
 
 void Surveyor::TakeKlv(AVPacket &Packet) {
@@ -141,7 +121,7 @@ void Surveyor::TakeKlv(AVPacket &Packet) {
         } else if (m_Begin && std::abs(Packet.pts - *m_Begin - m_Survey.llDuration) < FARTHEST_FROM_PICTURES) {
             Series.Sightings.push_back({{Packet.pts - *m_Begin, StreamPTS(llStreamPTS), nStretch}, llUTC, {}, 0});
         } else {
-            Series.nWithoutPlace++;
+            Series.CountWithoutPlace(llUTC);
         }
     }
 }
@@ -174,7 +154,7 @@ void Surveyor::Finish() {
     EndVitc();
     TakeBeside(nullptr);
     for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
-        SeriesOf(Carriage::LocalSet, nStream).nWithoutPlace++;
+        SeriesOf(Carriage::LocalSet, nStream).CountWithoutPlace(llUTC);
     std::ranges::sort(m_Survey.Pictures, {}, &Place::Order);
     std::ranges::stable_sort(m_Survey.Series, {}, &StampSeries::enCarriage);
     for (StampSeries &Series : m_Survey.Series)

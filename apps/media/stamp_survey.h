@@ -11,11 +11,12 @@
 #include <tuple>
 #include <vector>
 
-#include "formats/nal.h"
 #include "formats/timecode_sei.h"
 #include "media/demuxer.h"
+#include "media/packets_beside.h"
 #include "media/picture_rate.h"
 #include "media/timeline.h"
+#include "media/video_stamps.h"
 #include "media/vitc_finder.h"
 
 namespace encoder {
@@ -58,7 +59,9 @@ struct StampSeries {
     std::uint64_t nWithoutPts = 0;              // local sets that took the PTS of the picture behind them
     std::optional<std::int64_t> LookedUntil{};  // running time, where the rest of the input was not looked at
     std::uint64_t nWithoutPlace = 0;            // belong to no picture that has a PTS; not among the sightings
+    std::uint64_t nAbsurdWithoutPlace = 0;      // of those, outside the years 1990 to 2100
 
+    void CountWithoutPlace(std::int64_t llUTC);
     std::uint64_t Count() const { return Sightings.size() + nWithoutPlace; }
     std::uint64_t MalformedCount() const;
 };
@@ -91,11 +94,6 @@ public:
     const Survey &Result() const { return m_Survey; }
 
 private:
-    struct Beside {
-        PacketPtr Packet;
-        int nVideoPackets; // read since
-    };
-
     StampSeries &SeriesOf(Carriage enCarriage, int nStream);
     void NoteMalformed(StampSeries &Series, const std::string &szReason, const AVPacket &Packet);
     void TakeVideo(AVPacket &Packet, bool bMarked);
@@ -110,12 +108,12 @@ private:
     const Demuxer &m_Demuxer;
     const std::optional<PictureRate> m_Rate;
     const LookForVitc m_enVitc;
-    const NalFormat m_NalFormat;
+    VideoStamps m_Stamps;
     TimecodeSeiReader m_Labels;
     Survey m_Survey;
     Timeline m_Timeline;
-    std::optional<std::int64_t> m_Begin;                    // of the running time, on the timeline
-    std::deque<Beside> m_Beside;                            // read, but sent behind video that has not been read yet
+    std::optional<std::int64_t> m_Begin; // of the running time, on the timeline
+    PacketsBeside m_Beside;
     std::vector<std::pair<int, std::int64_t>> m_WithoutPts; // local sets, by stream, that wait for the next picture
     std::optional<VitcFinder> m_Vitc;
     std::int64_t m_llLookedInto = 0; // the running time of the last picture decoded

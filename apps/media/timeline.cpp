@@ -9,18 +9,19 @@ namespace encoder {
 namespace {
 
 constexpr std::int64_t LARGEST_LEAP = 5 * TICKS_PER_SECOND;
-constexpr std::int64_t FIRST_COUNTED_PTS = PTS_WRAP + TICKS_PER_SECOND;
-
-// From one 33-bit time to another.
-std::int64_t Distance(std::int64_t llFrom, std::int64_t llTo) {
-    const auto llAhead = static_cast<std::int64_t>(StreamPTS(llTo - llFrom));
-    return llAhead < PTS_WRAP / 2 ? llAhead : llAhead - PTS_WRAP;
-}
 
 } // namespace
 
 std::int64_t Timeline::Move(const Place &From, std::int64_t llTime) {
-    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + Distance(From.llStream, llTime);
+    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + PtsDistance(From.llStream, llTime);
+}
+
+std::int64_t Timeline::BeginAt(std::int64_t llTime) {
+    const auto llStream = static_cast<std::int64_t>(StreamPTS(llTime));
+    m_Now = {0, llStream, llStream + PTS_WRAP};
+    m_bBegun = true;
+    m_llLatest = m_Now.llMoved;
+    return m_Now.llMoved;
 }
 
 void Timeline::BeginStretch(std::int64_t llStream) {
@@ -32,14 +33,14 @@ void Timeline::BeginStretch(std::int64_t llStream) {
 // A PTS and a DTS that lie farther apart than pictures are reordered: takes away the one that goes astray.
 void Timeline::DropStray(AVPacket &Packet) const {
     if (Packet.dts == AV_NOPTS_VALUE || Packet.pts == AV_NOPTS_VALUE ||
-        std::abs(Distance(Packet.dts, Packet.pts)) <= m_llReordering)
+        std::abs(PtsDistance(Packet.dts, Packet.pts)) <= m_llReordering)
         return;
-    const bool bDtsStrays = m_bBegun && IsStep(Packet.dts, 0) && !IsStep(Packet.pts, m_llReordering);
+    const bool bDtsStrays = m_bVideo && IsStep(Packet.dts, 0) && !IsStep(Packet.pts, m_llReordering);
     (bDtsStrays ? Packet.dts : Packet.pts) = AV_NOPTS_VALUE;
 }
 
 bool Timeline::IsStep(std::int64_t llTime, std::int64_t llReordering) const {
-    const std::int64_t llStep = Distance(m_Now.llStream, llTime);
+    const std::int64_t llStep = PtsDistance(m_Now.llStream, llTime);
     return llStep < -m_llPeriod - llReordering || llStep > LARGEST_LEAP;
 }
 
@@ -50,11 +51,11 @@ void Timeline::MoveVideo(AVPacket &Packet, bool bMarked) {
     const std::int64_t llTime = bHasDts ? Packet.dts : Packet.pts;
     if (llTime == AV_NOPTS_VALUE)
         return;
-    if (!m_bBegun)
-        m_Now = {0, llTime, llTime + PTS_WRAP};
+    if (!m_bVideo)
+        m_Now = {0, llTime, m_bBegun ? Move(m_Now, llTime) : llTime + PTS_WRAP};
     else if (bMarked || IsStep(llTime, bHasDts ? 0 : m_llReordering))
         BeginStretch(Packet.pts != AV_NOPTS_VALUE ? Packet.pts : llTime);
-    m_bBegun = true;
+    m_bBegun = m_bVideo = true;
     if (bHasDts || !bHadDts)
         m_Now = {m_Now.nStretch, llTime, Move(m_Now, llTime)};
     Packet.pts = Move(m_Now, Packet.pts);
@@ -66,7 +67,7 @@ unsigned Timeline::MoveOther(AVPacket &Packet) const {
     const std::int64_t llTime = Packet.dts != AV_NOPTS_VALUE ? Packet.dts : Packet.pts;
     const bool bHasTwo = m_Before && llTime != AV_NOPTS_VALUE && m_Now.llMoved - m_llBegan < LARGEST_LEAP;
     const bool bBefore =
-        bHasTwo && std::abs(Distance(m_Before->llStream, llTime)) < std::abs(Distance(m_Now.llStream, llTime));
+        bHasTwo && std::abs(PtsDistance(m_Before->llStream, llTime)) < std::abs(PtsDistance(m_Now.llStream, llTime));
     const Place &From = bBefore ? *m_Before : m_Now;
     Packet.pts = Move(From, Packet.pts);
     Packet.dts = Move(From, Packet.dts);

@@ -6,10 +6,13 @@
 #include <algorithm>
 #include <optional>
 
+#include "common/pts.h"
 #include "media/av.h"
-#include "media/pts_clock.h"
 
 namespace encoder {
+
+// Where the times of an input begin that has none.
+constexpr std::int64_t FIRST_COUNTED_PTS = PTS_WRAP + TICKS_PER_SECOND;
 
 // The duration of so many pictures in ticks of 90 kHz.
 inline std::int64_t TicksOf(std::int64_t nPictures, AVRational Rate) {
@@ -23,6 +26,10 @@ class Timeline {
 public:
     explicit Timeline(AVRational Rate)
         : m_llPeriod(TicksOf(1, Rate)), m_llReordering(std::max(TICKS_PER_SECOND, MOST_REORDERED * m_llPeriod)) {}
+
+    // Before any packet: the time at which the input begins, where its first packets do not tell. Gives it as it lies on
+    // the timeline.
+    std::int64_t BeginAt(std::int64_t llTime);
 
     // Video packets come in decoding order. A DTS that goes back, or ahead by more than 5 s, is a step; without a DTS a
     // PTS that goes back by more than pictures are reordered. A single time that lies far from the other is taken away.
@@ -51,6 +58,7 @@ private:
     const std::int64_t m_llPeriod;
     const std::int64_t m_llReordering;
     bool m_bBegun = false;
+    bool m_bVideo = false; // a video packet had a time
     Place m_Now;
     std::optional<Place> m_Before; // where the stretch before ended
     std::int64_t m_llBegan = 0;    // of this stretch, on the timeline

@@ -9,8 +9,6 @@
 #include <unistd.h>
 #include <utility>
 
-#include "media/pts_clock.h"
-
 namespace encoder {
 
 namespace {
@@ -79,7 +77,7 @@ AVStream &TsWriter::AddStream() {
         throw std::bad_alloc();
     pStream->time_base = k90kHz;
     pStream->id = FIRST_PID + pStream->index;
-    m_Tracks.push_back({DataPes(pStream->id)});
+    m_Tracks.push_back({DataPes(pStream->id, DataPes::PRIVATE_STREAM)});
     if (m_pProgram != nullptr)
         av_program_add_stream_index(m_pContext, m_pProgram->id, static_cast<unsigned>(pStream->index));
     return *pStream;
@@ -120,9 +118,10 @@ int TsWriter::AddPassed(const AVStream &Input, bool bSynchronousKlv) {
     AVStream &Stream = AddStream();
     Check(avcodec_parameters_copy(Stream.codecpar, Input.codecpar), ExitCode::Output, "output '" + m_szPath + "'");
     Stream.codecpar->codec_tag = 0; // the input's container had its own
-    if (bSynchronousKlv)
+    if (bSynchronousKlv) {
         Stream.codecpar->profile = FF_PROFILE_KLVA_SYNC;
-    m_Tracks.back().bCells = bSynchronousKlv;
+        m_Tracks.back().Pes = DataPes(Stream.id, DataPes::METADATA_STREAM);
+    }
     Stream.disposition = Input.disposition;
     av_dict_copy(&Stream.metadata, Input.metadata, 0); // the language
     return Stream.index;
@@ -176,8 +175,6 @@ void TsWriter::Write(AVPacket &Packet, int nStream) {
     const std::lock_guard Lock(m_Mutex);
     m_Patience.Begin();
     Track &To = m_Tracks[static_cast<size_t>(nStream)];
-    if (To.bCells)
-        AddCellHeader(Packet, To);
     // Nobody could read what comes before the program tables. The muxer writes them with its first packet, so what
     // comes first gets its DTS for a PTS.
     const bool bTablesWritten = avio_tell(m_pContext->pb) > 0;
@@ -188,19 +185,6 @@ void TsWriter::Write(AVPacket &Packet, int nStream) {
         Mux(Packet, To, nStream);
     m_WholeBytes = avio_tell(m_pContext->pb);
     av_packet_unref(&Packet);
-}
-
-// Service 0, the number, a whole unit that can be read by itself, the size (ISO/IEC 13818-1, metadata AU cells).
-void TsWriter::AddCellHeader(AVPacket &Packet, Track &To) {
-    constexpr int HEADER_SIZE = 5;
-    constexpr std::uint8_t WHOLE_UNIT = 0xDF;
-    const int nSize = Packet.size;
-    Check(av_packet_make_writable(&Packet), ExitCode::Output, "KLV");
-    Check(av_grow_packet(&Packet, HEADER_SIZE), ExitCode::Output, "KLV");
-    std::copy_backward(Packet.data, Packet.data + nSize, Packet.data + nSize + HEADER_SIZE);
-    const std::uint8_t Header[HEADER_SIZE] = {0, To.nCell++, WHOLE_UNIT, static_cast<std::uint8_t>(nSize >> 8),
-                                              static_cast<std::uint8_t>(nSize & 0xFF)};
-    std::copy(std::begin(Header), std::end(Header), Packet.data);
 }
 
 void TsWriter::Mux(AVPacket &Packet, Track &To, int nStream) {
@@ -216,7 +200,7 @@ void TsWriter::WriteOwnPackets(const AVPacket &Packet, Track &To) {
     std::optional<std::uint64_t> PTS;
     if (Packet.pts != AV_NOPTS_VALUE)
         PTS = StreamPTS(Packet.pts);
-    const auto Packets = To.Pes.Packetize({Packet.data, static_cast<size_t>(Packet.size)}, PTS);
+    const auto Packets = To.Pes.Packetize(BytesOf(Packet), PTS);
     avio_write(m_pContext->pb, Packets.data(), static_cast<int>(Packets.size()));
     if (m_pContext->flush_packets == 1)
         avio_flush(m_pContext->pb);

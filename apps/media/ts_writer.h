@@ -32,7 +32,7 @@ public:
     int AddVideo(const AVCodecContext &Encoder);
     int AddVideo(const AVCodecParameters &Parameters, AVRational Rate);
     int AddKlv();
-    // A stream that goes over from an input as it is.
+    // A stream that goes over from an input as it is. Packets of synchronous KLV are metadata AU cells.
     int AddPassed(const AVStream &Input, bool bSynchronousKlv);
     // Whether an MPEG-TS has a place for such a stream, in which readers find it again.
     static bool CanPass(AVCodecID enCodec);
@@ -43,7 +43,7 @@ public:
 
     // Writes a packet with PTS and DTS in 90 kHz; its content is gone afterwards. DTS must not go back within a
     // stream. One packet at a time is written, whichever thread calls. A data packet may have no PTS: its DTS then only
-    // tells when it is sent, and it has at most DataPes::MAX_SIZE bytes.
+    // tells when it is sent.
     void Write(AVPacket &Packet, int nStream);
 
     // Waits until no other program is behind: programs that are coded at different speed lie side by side in the
@@ -59,14 +59,11 @@ private:
     struct Track {
         DataPes Pes;
         bool bOwnPackets = false; // since a packet without a PTS has come
-        bool bCells = false;      // KLV in synchronous carriage: FFmpeg takes the header of each cell off
-        std::uint8_t nCell = 0;   // number of the next
     };
 
     AVStream &AddStream();
     void OpenTarget();
     int CloseTarget();
-    static void AddCellHeader(AVPacket &Packet, Track &To);
     void Mux(AVPacket &Packet, Track &To, int nStream);
     void WriteOwnPackets(const AVPacket &Packet, Track &To);
     void CheckWritten(int nResult, const char *szWhat) const;

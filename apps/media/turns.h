@@ -12,6 +12,8 @@
 #include <optional>
 #include <vector>
 
+#include "common/pts.h"
+
 namespace encoder {
 
 class Turns {
@@ -54,7 +56,7 @@ private:
     using Clock = std::chrono::steady_clock;
     static constexpr std::chrono::seconds LONGEST_WAIT{2};
     static constexpr std::chrono::milliseconds STOP_CHECK{50};
-    static constexpr std::int64_t TICKS_LATE = 90000; // a program that returns later than that starts anew
+    static constexpr std::int64_t TICKS_LATE = TICKS_PER_SECOND; // a program that returns later than that starts anew
 
     struct Program {
         std::optional<std::int64_t> Begin;

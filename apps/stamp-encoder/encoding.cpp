@@ -8,7 +8,7 @@
 #include <ctime>
 #include <utility>
 
-#include "media/pts_clock.h"
+#include "common/pts.h"
 #include "stamp_intake.h"
 
 namespace encoder {
@@ -18,7 +18,7 @@ namespace {
 constexpr Event HANDED_IN[] = {Event::NumberOfEvents, Event::StampHighPrecision, Event::StampSmpte12M, Event::StampLds};
 
 // Ticks by which a picture may leave the encoder behind its DTS, with room to spare for a copy, whose DTS are mended.
-constexpr std::int64_t LONGEST_IN_ENCODER = std::int64_t{60} * 90000;
+constexpr std::int64_t LONGEST_IN_ENCODER = 60 * TICKS_PER_SECOND;
 
 // Counts the CPU time of a scope as the library's.
 class LibraryTime {
@@ -62,6 +62,12 @@ void Encoding::Run() {
 }
 
 void Encoding::TakePicture(Picture Taken) {
+    const auto TakeCoded = [this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); };
+    if (!Taken.Frame) {
+        m_Coding.Coder.HandOnUpTo(Taken.nUndecodedUpTo, TakeCoded);
+        m_Target.Passed.WriteExcess();
+        return;
+    }
     const bool bNewStretch = Taken.nStretch != m_nStretchTaken;
     if (bNewStretch)
         BeginStretch(Taken.nStretch);
@@ -74,8 +80,7 @@ void Encoding::TakePicture(Picture Taken) {
     m_InEncoder[Taken.Frame->pts] = {Taken.nStretch, std::move(Taken.Stamps)};
     if (Taken.Frame->interlaced_frame != 0 && !m_Coding.Coder.KeepsFields())
         m_Tally.Count(Event::FieldsTogether);
-    m_Coding.Coder.Encode(*Taken.Frame, bNewStretch,
-                          [this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); });
+    m_Coding.Coder.Encode(*Taken.Frame, bNewStretch, TakeCoded);
 }
 
 // Where the input's PTS step, nothing that was known before holds. The flush takes the time stamps of the pictures in
@@ -181,8 +186,7 @@ vitc_t Encoding::TimecodeOfUTC(INT64 llUTC) const {
 }
 
 void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std::optional<TimecodeLabel> &Timecode) {
-    const SeiWriter::Result Stamped =
-        m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, Time.Stamp(), Timecode);
+    const SeiWriter::Result Stamped = m_Sei.Insert(BytesOf(Packet), Time.Stamp(), Timecode);
     m_Tally.Count(Event::NoPlaceForTimecode, Timecode && !Stamped.bTimecode ? 1 : 0);
     WriteOut(Packet, Stamped.AccessUnit);
 }
@@ -190,7 +194,7 @@ void Encoding::Write(const AVPacket &Packet, const PictureTime &Time, const std:
 // A coded picture that was not decoded. It may bring the headers of those behind it.
 void Encoding::HandOn(const AVPacket &Packet) {
     m_Tally.Count(Event::NotDecoded);
-    WriteOut(Packet, m_Sei.Insert({Packet.data, static_cast<size_t>(Packet.size)}, {}, {}).AccessUnit);
+    WriteOut(Packet, m_Sei.Insert(BytesOf(Packet), {}, {}).AccessUnit);
 }
 
 void Encoding::WriteOut(const AVPacket &Packet, Bytes AccessUnit) {

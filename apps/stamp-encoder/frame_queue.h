@@ -22,11 +22,12 @@ struct TimeStamp {
 
 // A decoded picture on its way to the encoder, with its time stamps.
 struct Picture {
-    FramePtr Frame;            // pts: 90 kHz, on the output's timeline
+    FramePtr Frame;            // pts: 90 kHz, on the output's timeline; none: only what waits too long is to leave
     std::int64_t llOwnPTS = 0; // its place among the local sets: what the input says, where it says something
     unsigned nStretch = 0;     // changes where the input's PTS step
     INT64 llReadUTC = 0;       // system time at which it was read, microseconds
     std::vector<TimeStamp> Stamps;
+    std::int64_t nUndecodedUpTo = 0; // without a frame: the video packet up to which all is handed on
 };
 
 class FrameQueue {

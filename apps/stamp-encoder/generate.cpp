@@ -11,6 +11,7 @@
 #include <new>
 
 #include "clock_api.h"
+#include "common/pts.h"
 #include "common/utc_text.h"
 #include "formats/klv.h"
 #include "formats/sei_writer.h"
@@ -30,7 +31,6 @@ constexpr int WIDTH = 640;
 constexpr int HEIGHT = 360;
 constexpr int VITC_ROWS = 8; // as many as a transform block, so that no bit rate can blur them with other rows
 constexpr std::uint8_t NEUTRAL_CHROMA = 128;
-constexpr std::int64_t TICKS_PER_SECOND = 90000;
 constexpr std::int64_t USEC_PER_SECOND = 1000000;
 constexpr std::int64_t FIRST_PTS = 10 * TICKS_PER_SECOND; // DTS must stay above 0
 constexpr int MIN_RATE = 10;

@@ -30,8 +30,9 @@ Input
                       source 1  the precision time stamp (MISB ST 0604): SEI of H.264 and HEVC, user data of MPEG-2,
                       source 2  SMPTE 12M timecode in SEI, or VITC lines in the picture,
                       source 3  KLV local sets (MISB ST 0601, tag 2) in data streams.
-                    A local set without a PTS (asynchronous carriage) belongs to the picture that is sent next. Pictures
-                    without a PTS, as in elementary streams and AVI, are counted on at the picture rate. Where the PTS
+                    A local set without a PTS (asynchronous carriage) belongs to the picture that is sent next, which
+                    with B pictures may be shown up to 100 ms off. Pictures without a PTS, as in elementary streams and
+                    AVI, are counted on at the picture rate, those before the first PTS back from it. Where the PTS
                     step back, or ahead by more than 5 s, or the stream marks a discontinuity, all starts anew: time
                     stamps from before serve no picture behind, and the output goes on with moved PTS, without a gap.
                     "-" is the standard input, which serves one input only.
@@ -99,7 +100,9 @@ Output
                     same in RTP packets
   --no-pass         leave sound, subtitles and KLV out. They are in the output otherwise, with the PTS that they have in
                     the input: what belongs to the video's program and has a place in an MPEG-TS. What is left out is
-                    named. KLV of a live input goes on in asynchronous carriage (stream type 0x06), whatever it had
+                    named, and so is what begins in mid-input, when the output's tables are written: of KLV among it,
+                    the time stamps are read all the same. KLV keeps its carriage: stream type 0x06, or 0x15 with its
+                    metadata cells as they are
   --csv FILE        a table with a row for each coded picture, in coding order; "-" for the standard output. Columns:
                       input            from 1
                       coding_index     from 0

@@ -15,6 +15,8 @@ extern "C" {
 }
 
 #include "clock_api.h"
+#include "common/pts.h"
+#include "media/coverage.h"
 #include "media/pts_clock.h"
 
 namespace encoder {
@@ -72,11 +74,11 @@ constexpr Word SOURCES[] = {{"auto", TCSOURCE_NONE},
                             {"2", 2},
                             {"3", 3},
                             {"4", 4},
-                            {"high-precision", 1},
+                            {WORD_HIGH_PRECISION, 1},
                             {"klv", 1},
-                            {"vitc", 2},
-                            {"smpte12m", 2},
-                            {"lds", 3},
+                            {WORD_VITC, 2},
+                            {WORD_SMPTE12M, 2},
+                            {WORD_LDS, 3},
                             {"system", 4}};
 constexpr Word TIMECODES[] = {{"auto", static_cast<int>(TimecodeFrom::Auto)},
                               {"sei", static_cast<int>(TimecodeFrom::Sei)},

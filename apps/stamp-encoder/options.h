@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "common/pts.h"
 #include "formats/timecode_label.h"
 #include "generate.h"
 #include "media/picture_rate.h"
@@ -25,8 +26,8 @@ struct Options {
     std::vector<std::string> Inputs; // one for each video input, at most NUM_VIDEO_INPUTS
     TimecodeFrom enTimecodeFrom = TimecodeFrom::Auto;
     BYTE nLdsStatus = 0x1F;
-    int64_t llLdsReach = 90000;      // ticks for which a local set serves the pictures behind it
-    std::optional<PictureRate> Rate; // else what the input says
+    int64_t llLdsReach = TICKS_PER_SECOND; // ticks for which a local set serves the pictures behind it
+    std::optional<PictureRate> Rate;       // else what the input says
     bool bRealtime = false;
     std::optional<size_t> nHold;         // pictures held back, see HeldPictures
     std::optional<int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once

@@ -12,6 +12,7 @@ namespace {
 
 // Video that has ended or stalled does not let the rest pile up.
 constexpr std::size_t MAX_BYTES = 64 << 20;
+constexpr std::size_t MAX_PACKETS = 20'000;
 
 } // namespace
 
@@ -21,66 +22,87 @@ void PassedStreams::AddTo(TsWriter &Writer) {
         m_Tracks[pStream->index].nStream = Writer.AddPassed(*pStream, m_Demuxer.IsSynchronousKlv(*pStream));
 }
 
-void PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
+bool PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
     const std::lock_guard Lock(m_Mutex);
     const auto Into = m_Tracks.find(Packet.stream_index);
     if (Into == m_Tracks.end())
-        return;
+        return false;
     PacketPtr Copy(av_packet_clone(&Packet));
     if (!Copy)
         throw std::bad_alloc();
-    const bool bDoesWithout = m_Demuxer.IsKlv(Packet) && static_cast<std::size_t>(Packet.size) <= DataPes::MAX_SIZE &&
-                              Packet.dts == AV_NOPTS_VALUE;
+    const bool bDoesWithout = m_Demuxer.IsKlv(Packet) && Packet.dts == AV_NOPTS_VALUE;
     // Behind the last picture, and where that has no PTS either, the place is that of the packet before.
     m_llPlace = llVideoPTS != AV_NOPTS_VALUE ? llVideoPTS : m_llPlace;
     if (Copy->dts == AV_NOPTS_VALUE)
         Copy->dts = Copy->pts != AV_NOPTS_VALUE ? Copy->pts : m_llPlace;
     if (Copy->dts == AV_NOPTS_VALUE || (Copy->pts == AV_NOPTS_VALUE && !bDoesWithout)) {
         m_Tally.Count(Event::PassedLost);
-        return;
+        return false;
     }
     m_nBytes += static_cast<std::size_t>(Packet.size);
+    m_nPackets++;
     Into->second.Waiting.push_back(std::move(Copy));
-    while (m_nBytes > MAX_BYTES && !Into->second.Waiting.empty())
-        WriteFirst(Into->second);
+    return IsTooMuch();
+}
+
+bool PassedStreams::IsTooMuch() const {
+    return m_nBytes > MAX_BYTES || m_nPackets > MAX_PACKETS;
+}
+
+template <typename Condition>
+PacketPtr PassedStreams::TakeFirst(Track &From, Condition IsWanted) {
+    const std::lock_guard Lock(m_Mutex);
+    if (From.Waiting.empty() || !IsWanted(*From.Waiting.front()))
+        return nullptr;
+    PacketPtr Packet = std::move(From.Waiting.front());
+    From.Waiting.pop_front();
+    m_nBytes -= static_cast<std::size_t>(Packet->size);
+    m_nPackets--;
+    return Packet;
+}
+
+// An output that stalls does not keep the producer from its packets.
+template <typename Condition>
+void PassedStreams::WriteWhile(Track &From, Condition IsWanted) {
+    while (const PacketPtr Packet = TakeFirst(From, IsWanted))
+        Write(From, *Packet);
 }
 
 // A packet without a PTS goes right before the picture that it was sent before; any other before the pictures that are
 // decoded later than it is.
 void PassedStreams::WriteBefore(std::int64_t llPTS, std::int64_t llDTS) {
-    const std::lock_guard Lock(m_Mutex);
-    for (auto &[nInput, From] : m_Tracks) {
-        const auto IsDue = [&](const AVPacket &Packet) {
-            return Packet.dts <= (Packet.pts == AV_NOPTS_VALUE ? llPTS : llDTS);
-        };
-        while (!From.Waiting.empty() && IsDue(*From.Waiting.front()))
-            WriteFirst(From);
-    }
+    const auto IsDue = [=](const AVPacket &Packet) {
+        return Packet.dts <= (Packet.pts == AV_NOPTS_VALUE ? llPTS : llDTS);
+    };
+    for (auto &[nInput, From] : m_Tracks)
+        WriteWhile(From, IsDue);
+}
+
+void PassedStreams::WriteExcess() {
+    for (auto &[nInput, From] : m_Tracks)
+        WriteWhile(
+            From, [this](const AVPacket &) { return IsTooMuch(); });
 }
 
 void PassedStreams::WriteRest() {
-    const std::lock_guard Lock(m_Mutex);
     for (auto &[nInput, From] : m_Tracks)
-        while (!From.Waiting.empty())
-            WriteFirst(From);
+        WriteWhile(
+            From, [](const AVPacket &) { return true; });
 }
 
 // The muxer takes no sound that does not come later than what it has: where a step of the PTS lets two pieces overlap,
 // the second waits. Several packets of data may have one time.
-void PassedStreams::WriteFirst(Track &From) {
-    const PacketPtr Packet = std::move(From.Waiting.front());
-    From.Waiting.pop_front();
-    m_nBytes -= static_cast<std::size_t>(Packet->size);
-    if (Packet->pts != AV_NOPTS_VALUE) {
-        const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (m_Demuxer.IsKlv(*Packet) ? 0 : 1) : Packet->dts;
-        if (Packet->dts < llEarliest) {
-            Packet->dts = llEarliest;
-            Packet->pts = std::max(Packet->pts, llEarliest);
+void PassedStreams::Write(Track &From, AVPacket &Packet) {
+    if (Packet.pts != AV_NOPTS_VALUE) {
+        const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (m_Demuxer.IsKlv(Packet) ? 0 : 1) : Packet.dts;
+        if (Packet.dts < llEarliest) {
+            Packet.dts = llEarliest;
+            Packet.pts = std::max(Packet.pts, llEarliest);
             m_Tally.Count(Event::PassedLater);
         }
-        From.LastDTS = Packet->dts;
+        From.LastDTS = Packet.dts;
     }
-    m_pWriter->Write(*Packet, From.nStream);
+    m_pWriter->Write(Packet, From.nStream);
     m_Tally.Count(Event::PassedOn);
 }
 

@@ -24,11 +24,14 @@ public:
 
     // Producer: a packet of another stream than the video, with times on the timeline. The PTS of the video packet
     // behind it in the file is the place of KLV without a PTS. Packets of streams that are not passed on are ignored.
-    void Take(const AVPacket &Packet, std::int64_t llVideoPTS);
+    // True when too many wait: the encoding thread is to write those in excess.
+    [[nodiscard]] bool Take(const AVPacket &Packet, std::int64_t llVideoPTS);
 
     // Encoding thread: writes what goes before the picture with these times, which is written next. Throws as
     // TsWriter::Write does.
     void WriteBefore(std::int64_t llPTS, std::int64_t llDTS);
+    // Writes those in excess.
+    void WriteExcess();
     // No picture comes any more.
     void WriteRest();
 
@@ -39,14 +42,20 @@ private:
         std::optional<std::int64_t> LastDTS; // written
     };
 
-    void WriteFirst(Track &From);
+    bool IsTooMuch() const;
+    template <typename Condition>
+    PacketPtr TakeFirst(Track &From, Condition IsWanted);
+    template <typename Condition>
+    void WriteWhile(Track &From, Condition IsWanted);
+    void Write(Track &From, AVPacket &Packet);
 
     const Demuxer &m_Demuxer;
     Tally &m_Tally;
     TsWriter *m_pWriter = nullptr;
     std::mutex m_Mutex;
-    std::map<int, Track> m_Tracks; // by stream of the input
+    std::map<int, Track> m_Tracks; // by stream of the input; the mutex guards what waits
     std::size_t m_nBytes = 0;      // that wait
+    std::size_t m_nPackets = 0;    // that wait
     std::int64_t m_llPlace = AV_NOPTS_VALUE;
 };
 

@@ -34,16 +34,15 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
                 Settings.LongestSilence, bStop),
       m_Rate(ChooseRate()), m_Passed(m_Demuxer, m_Tally) {
     OpenCoder();
-    const std::string szInput = "input " + std::to_string(nInput + 1) + " '" + m_Demuxer.Path() + "': ";
-    for (const std::string &szStream : m_Demuxer.LeftOut())
-        Out.Notice(szInput + szStream);
+    for (const std::string &szStream : m_Demuxer.TakeLeftOut())
+        m_Tally.Tell(szStream);
     const auto enPixels = static_cast<AVPixelFormat>(m_Demuxer.Video().codecpar->format);
     const AVPixelFormat enCoded = m_Encoder ? m_Encoder->Context().pix_fmt : AV_PIX_FMT_NONE;
     if (m_Encoder && enPixels != AV_PIX_FMT_NONE && enPixels != enCoded) {
-        Out.Notice(szInput + "pictures are " + av_get_pix_fmt_name(enPixels) +
-                   ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
+        m_Tally.Tell(std::string("pictures are ") + av_get_pix_fmt_name(enPixels) +
+                     ", which the encoder does not take; they are coded as " + av_get_pix_fmt_name(enCoded));
     }
-    m_Producer.emplace(WithSource(Out), m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed,
+    m_Producer.emplace(WithSource(), m_Rate, enCoded, m_Copy ? &*m_Copy : nullptr, m_Demuxer, m_Queue, m_Passed,
                        m_Tally, bStop);
 }
 
@@ -72,12 +71,12 @@ PictureRate Pipeline::ChooseRate() const {
     return *Rate;
 }
 
-const Options &Pipeline::WithSource(Console &Out) {
+const Options &Pipeline::WithSource() {
     if (m_Options.enSource == TCSOURCE_NONE) {
         const SourceChoice Choice = ChooseSource(m_Demuxer, m_Rate, m_Options.KlvStream);
         m_Options.enSource = Choice.enSource;
         m_Options.KlvStream = Choice.KlvStream;
-        Out.Notice("input " + std::to_string(m_nInput + 1) + " '" + m_Demuxer.Path() + "': " + Choice.szFound);
+        m_Tally.Tell(Choice.szFound);
     }
     return m_Options;
 }
@@ -142,12 +141,7 @@ Encoding::Coding Pipeline::HowToCode() {
     if (!m_Copy)
         return {m_Rate, bKeepCursor, *m_Encoder, m_Options.bHevc, {}, bLive};
     const AVCodecParameters &Copied = m_Copy->Parameters();
-    return {m_Rate,
-            bKeepCursor,
-            *m_Copy,
-            Copied.codec_id == AV_CODEC_ID_HEVC,
-            Bytes(Copied.extradata, static_cast<size_t>(Copied.extradata_size)),
-            bLive};
+    return {m_Rate, bKeepCursor, *m_Copy, Copied.codec_id == AV_CODEC_ID_HEVC, HeadersOf(Copied), bLive};
 }
 
 void Pipeline::Start(CsvWriter &Table, Outcome &Result) {

@@ -64,7 +64,7 @@ private:
     VideoEncoderOptions EncoderOptions() const;
     void OpenCoder();
     Encoding::Coding HowToCode();
-    const Options &WithSource(Console &Out);
+    const Options &WithSource();
     template <typename Body>
     std::thread StartThread(Outcome &Result, Body Run, void (FrameQueue::*pfnLeave)());
 

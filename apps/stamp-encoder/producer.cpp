@@ -12,11 +12,8 @@ namespace encoder {
 
 namespace {
 
-// A packet that was sent before a video packet may be read up to this many video packets earlier: a video packet is
-// complete only when the next one begins, and its parser looks one farther.
-constexpr int MOST_VIDEO_AHEAD = 4;
-constexpr size_t MOST_BESIDE = 2000;          // of an input whose video has ended
-constexpr std::int64_t MOST_IN_DECODER = 100; // packets; what has gone farther became no picture
+constexpr std::int64_t MOST_WITHOUT_TIME = 100; // video packets that are looked into for the first time
+constexpr std::int64_t MOST_IN_DECODER = 100;   // packets; what has gone farther became no picture
 
 } // namespace
 
@@ -27,7 +24,7 @@ Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelForm
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc,
                enPixels),
-      m_Intake(Settings, In.Video(), Rate, Counts), m_Timeline(Rate.Exact), m_Clock(Rate.Exact),
+      m_Intake(Settings, In.Video(), Rate, Counts), m_Rate(Rate.Exact), m_Timeline(m_Rate), m_Clock(Rate.Exact),
       m_KlvStream(Settings.KlvStream), m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach),
       m_Pacer(Settings.llStartAtUTC), m_nHeld(Settings.HeldPictures()) {}
 
@@ -41,7 +38,10 @@ void Producer::Run() {
                 Failed = std::current_exception();
         }
     };
-    Try([this] { ReadAll(); });
+    Try([this] {
+        FindBegin();
+        ReadAll();
+    });
     // Where the input breaks off, the decoder still has pictures that were read before.
     Try([this] {
         TakeRestBeside();
@@ -52,6 +52,28 @@ void Producer::Run() {
         std::rethrow_exception(Failed);
 }
 
+// Video may begin without times. The pictures before the first that has one are counted back from it, so that what lies
+// beside them keeps its place; where none comes soon, they begin together with what is sent beside them.
+void Producer::FindBegin() {
+    const AVStream &Video = m_Demuxer.Video();
+    std::int64_t nVideo = 0;
+    std::int64_t llVideo = AV_NOPTS_VALUE;
+    std::int64_t llBeside = AV_NOPTS_VALUE;
+    m_Demuxer.PutBack(ReadAhead(m_Demuxer, [&](const AVPacket &Packet) {
+        const bool bVideo = m_Demuxer.IsVideo(Packet);
+        const bool bHasDts = Packet.dts != AV_NOPTS_VALUE;
+        std::int64_t &llTime = bVideo ? llVideo : llBeside;
+        if (llTime == AV_NOPTS_VALUE)
+            llTime = bHasDts ? Packet.dts + (bVideo ? TicksOf(Video.codecpar->video_delay, m_Rate) : 0) : Packet.pts;
+        nVideo += bVideo ? 1 : 0;
+        return llVideo != AV_NOPTS_VALUE || nVideo > MOST_WITHOUT_TIME;
+    }));
+    if (llVideo != AV_NOPTS_VALUE && nVideo > 1)
+        m_llBegin = m_Timeline.BeginAt(llVideo - TicksOf(nVideo - 1, m_Rate));
+    else if (llVideo == AV_NOPTS_VALUE && llBeside != AV_NOPTS_VALUE)
+        m_llBegin = m_Timeline.BeginAt(llBeside);
+}
+
 void Producer::ReadAll() {
     // What was read ahead to find the source is coded in any case.
     while ((!m_bStop || m_Demuxer.HasPutBack()) && !m_bEnded) {
@@ -60,13 +82,14 @@ void Producer::ReadAll() {
             m_Tally.Count(Event::FallenSilent, m_Demuxer.HasFallenSilent() ? 1 : 0);
             return;
         }
-        if ((Packet->flags & AV_PKT_FLAG_CORRUPT) != 0)
-            m_Tally.Count(Event::DamagedPacket);
+        for (const std::string &szStream : m_Demuxer.TakeLeftOut())
+            m_Tally.Tell(szStream);
+        m_Tally.Count(Event::DamagedPacket, IsDamaged(*Packet) ? 1 : 0);
         if (m_Demuxer.IsVideo(*Packet))
             TakeVideoPacket(*Packet);
         else
-            m_Beside.push_back({std::move(Packet), 0});
-        if (m_Beside.size() > MOST_BESIDE)
+            m_Beside.Put(std::move(Packet));
+        if (m_Beside.IsFull())
             TakeRestBeside();
     }
 }
@@ -83,22 +106,29 @@ void Producer::TakeVideoPacket(AVPacket &Packet) {
     const auto Take = [this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); };
     if (!m_Decoder.Decode(Packet, m_nVideoPackets, Take))
         m_Tally.Count(Event::UndecodablePacket);
+    HandOnUndecoded();
 }
 
-// Takes the packets that lie before the video packet in the file, or without one all that are left. Where the file does
-// not tell, they were sent in the order in which they were read.
+// Packets that are copied leave with the pictures. Where none comes for long, they leave without, so that they do not
+// pile up, behind the pictures that came before.
+void Producer::HandOnUndecoded() {
+    if (m_pCopy == nullptr || m_bEnded || m_nVideoPackets - m_nLastDecoded <= MOST_IN_DECODER)
+        return;
+    Queue(0);
+    WakeEncoding(m_nVideoPackets - MOST_IN_DECODER);
+}
+
+void Producer::WakeEncoding(std::int64_t nUndecodedUpTo) {
+    Picture None;
+    None.nUndecodedUpTo = nUndecodedUpTo;
+    m_bEnded = m_bEnded || !m_Queue.Push(std::move(None));
+}
+
+// Takes the packets that lie before the video packet in the file, or without one all that are left.
 void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
-    const auto IsBefore = [pVideo](const Beside &Waiting) {
-        const std::int64_t llPlace = Waiting.Packet->pos;
-        return pVideo == nullptr || llPlace < 0 || pVideo->pos < 0 || llPlace < pVideo->pos ||
-               Waiting.nVideoPackets >= MOST_VIDEO_AHEAD;
-    };
-    while (!m_Beside.empty() && IsBefore(m_Beside.front())) {
-        TakePacketBeside(*m_Beside.front().Packet, pVideo, Into);
-        m_Beside.pop_front();
-    }
-    for (Beside &Waiting : m_Beside)
-        Waiting.nVideoPackets++;
+    while (const PacketPtr Packet = m_Beside.TakeBefore(pVideo))
+        TakePacketBeside(*Packet, pVideo, Into);
+    m_Beside.PassVideo();
 }
 
 void Producer::TakeRestBeside() {
@@ -109,7 +139,8 @@ void Producer::TakeRestBeside() {
 // Asynchronous carriage gives local sets no PTS: they belong to the picture that is sent next.
 void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
     const unsigned nStretch = m_Timeline.MoveOther(Packet);
-    m_Passed.Take(Packet, pVideo != nullptr ? pVideo->pts : AV_NOPTS_VALUE);
+    if (m_Passed.Take(Packet, pVideo != nullptr ? pVideo->pts : AV_NOPTS_VALUE))
+        WakeEncoding(0);
     if (!m_Demuxer.IsKlv(Packet))
         return;
     const std::vector<INT64> UTCs = m_Intake.OfKlvPacket(Packet);
@@ -143,12 +174,14 @@ void Producer::AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, I
 }
 
 void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
+    m_nLastDecoded = m_nVideoPackets;
     if (m_pCopy == nullptr)
         CheckSize(*Frame);
     const auto Found = m_InDecoder.extract(nPacket);
     Coded Of = Found.empty() ? Coded{m_Timeline.Stretch(), {}, {}} : std::move(Found.mapped());
     const std::int64_t llOwnPTS = Frame->pts;
-    Frame->pts = m_Clock.Next(llOwnPTS, Frame->best_effort_timestamp);
+    const std::int64_t llGuess = Frame->best_effort_timestamp;
+    Frame->pts = m_Clock.Next(llOwnPTS, llGuess != AV_NOPTS_VALUE ? llGuess : m_llBegin);
     if (llOwnPTS == AV_NOPTS_VALUE)
         m_Tally.Count(Event::PictureWithoutPts);
     else if (llOwnPTS != Frame->pts)

@@ -12,7 +12,9 @@
 #include "media/copy_coder.h"
 #include "media/decoder.h"
 #include "media/demuxer.h"
+#include "media/packets_beside.h"
 #include "media/picture_filter.h"
+#include "media/pts_clock.h"
 #include "media/timeline.h"
 #include "passed_streams.h"
 #include "stamp_intake.h"
@@ -37,12 +39,8 @@ private:
         std::vector<TimeStamp> Stamps;
         std::vector<INT64> LocalSets; // without a PTS, where the picture has none either
     };
-    // A packet of another stream, until the video packet behind it in the file is known.
-    struct Beside {
-        PacketPtr Packet;
-        int nVideoPackets = 0; // that have come since
-    };
 
+    void FindBegin();
     void ReadAll();
     void TakeVideoPacket(AVPacket &Packet);
     void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
@@ -53,6 +51,8 @@ private:
     void TakeFrame(FramePtr Frame, std::int64_t nPacket);
     void TakeTimecode(const AVFrame &Frame);
     void Queue(size_t nKeep);
+    void HandOnUndecoded();
+    void WakeEncoding(std::int64_t nUndecodedUpTo);
     void CheckSize(const AVFrame &Frame) const;
 
     const bool m_bRealtime;
@@ -66,15 +66,18 @@ private:
     Decoder m_Decoder;
     PictureFilter m_Filter;
     StampIntake m_Intake;
+    const AVRational m_Rate;
     Timeline m_Timeline;
     PictureClock m_Clock;
-    std::optional<int> m_KlvStream; // whose local sets are taken: each stream may tell another time
+    std::int64_t m_llBegin = AV_NOPTS_VALUE; // for a first picture without a PTS
+    std::optional<int> m_KlvStream;          // whose local sets are taken: each stream may tell another time
     LocalSets m_LocalSets;
     Pacer m_Pacer;
-    std::deque<Beside> m_Beside;
+    PacketsBeside m_Beside;
     std::map<std::int64_t, Coded> m_InDecoder; // by number of the video packet
     std::int64_t m_nVideoPackets = 0;
-    const size_t m_nHeld; // the last pictures decoded are held back until as many more have been
+    std::int64_t m_nLastDecoded = 0; // the number of the newest video packet when a picture came last
+    const size_t m_nHeld;            // the last pictures decoded are held back until as many more have been
     std::deque<Picture> m_Held;
     bool m_bEnded = false; // the encoding thread takes no more
 };

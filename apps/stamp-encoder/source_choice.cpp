@@ -2,7 +2,6 @@
 #include "source_choice.h"
 
 #include <algorithm>
-#include <chrono>
 #include <deque>
 #include <new>
 #include <utility>
@@ -14,33 +13,7 @@ namespace encoder {
 
 namespace {
 
-// Whichever comes first ends the look: the video may stall, or end, while its data go on.
 constexpr unsigned SECONDS_LOOKED_AT = 2; // of pictures
-constexpr std::size_t MOST_PACKETS = 20'000;
-constexpr std::int64_t MOST_BYTES = 32 << 20;
-constexpr std::chrono::seconds LONGEST_LOOK{5}; // since the first packet
-
-// What cannot be read now cannot be read later either, and is told then.
-std::deque<PacketPtr> ReadBegin(Demuxer &In, unsigned nPictures) {
-    using Clock = std::chrono::steady_clock;
-    std::deque<PacketPtr> Packets;
-    try {
-        std::int64_t llBytes = 0;
-        auto Until = Clock::time_point::max();
-        while (nPictures > 0 && Packets.size() < MOST_PACKETS && llBytes < MOST_BYTES && Clock::now() < Until) {
-            PacketPtr Packet = MakePacket();
-            if (!In.Read(*Packet))
-                break;
-            if (Packets.empty())
-                Until = Clock::now() + LONGEST_LOOK;
-            llBytes += Packet->size;
-            nPictures -= In.IsVideo(*Packet) ? 1 : 0;
-            Packets.push_back(std::move(Packet));
-        }
-    } catch (const Failure &) {
-    }
-    return Packets;
-}
 
 Survey Look(const Demuxer &In, const PictureRate &Rate, const std::deque<PacketPtr> &Packets,
             std::optional<int> KlvStream, Surveyor::LookForVitc enVitc) {
@@ -67,15 +40,14 @@ std::string FoundText(const Survey &Seen) {
 }
 
 struct SourceRow {
-    int enSource;
-    const char *szWord;
+    Carriage enCarriage;
     Event enStamps;
 };
 
 constexpr SourceRow SOURCE_ROWS[] = {
-    {TCSOURCE_HIGH_PRECISION_TIMESTAMP, "high-precision", Event::StampHighPrecision},
-    {TCSOURCE_SMPTE12M_TIMESTAMP, "vitc", Event::StampSmpte12M},
-    {TCSOURCE_LDS_TIMESTAMP, "lds", Event::StampLds},
+    {Carriage::Stamp, Event::StampHighPrecision},
+    {Carriage::Vitc, Event::StampSmpte12M},
+    {Carriage::LocalSet, Event::StampLds},
 };
 
 } // namespace
@@ -87,10 +59,10 @@ std::string WhyUntimed(const Tally &Counts, int enSource) {
     std::string szTry;
     for (const SourceRow &Row : SOURCE_ROWS) {
         const std::uint64_t nStamps = Counts.Times(Row.enStamps);
-        if (nStamps > 0 && Row.enSource == enSource)
+        if (nStamps > 0 && SourceOf(Row.enCarriage) == enSource)
             szWhy = "none lies within 4 ms of a time stamp of source " + std::to_string(enSource);
         else if (nStamps > 0)
-            szTry += std::string("--source ") + Row.szWord + ", ";
+            szTry += std::string("--source ") + SourceWord(Row.enCarriage) + ", ";
     }
     if (Counts.Times(Event::LocalSet) > 0 && Counts.Times(Event::StampLds) == 0)
         szTry += "a greater --lds-reach or --hold, ";
@@ -100,7 +72,9 @@ std::string WhyUntimed(const Tally &Counts, int enSource) {
 
 SourceChoice ChooseSource(Demuxer &In, const PictureRate &Rate, std::optional<int> KlvStream) {
     using Vitc = Surveyor::LookForVitc;
-    std::deque<PacketPtr> Packets = ReadBegin(In, SECONDS_LOOKED_AT * Rate.nWhole);
+    unsigned nPictures = SECONDS_LOOKED_AT * Rate.nWhole;
+    std::deque<PacketPtr> Packets =
+        ReadAhead(In, [&](const AVPacket &Packet) { return In.IsVideo(Packet) && --nPictures == 0; });
     Survey Seen = Look(In, Rate, Packets, KlvStream, Vitc::Nowhere);
     if (BestSeries(Seen) == nullptr)
         Seen = Look(In, Rate, Packets, KlvStream, Vitc::FirstSeconds);

@@ -5,63 +5,30 @@
 #include <algorithm>
 #include <utility>
 
+#include "common/our_time.h"
 #include "formats/klv.h"
-#include "formats/stamp_sei.h"
 #include "media/picture_filter.h"
-#include "media/pts_clock.h"
 
 namespace encoder {
 
 namespace {
 
 constexpr int MAX_RATE_WITHOUT_PAIRS = 30;
-constexpr INT64 YEAR_1990_USEC = 631'152'000'000'000;
-constexpr INT64 YEAR_2100_USEC = 4'102'444'800'000'000;
-
-Bytes BytesOf(const AVPacket &Packet) {
-    return {Packet.data, static_cast<size_t>(Packet.size)};
-}
-
-bool IsDamaged(const AVPacket &Packet) {
-    return (Packet.flags & AV_PKT_FLAG_CORRUPT) != 0;
-}
-
-NalFormat NalFormatOfStream(const AVCodecParameters &Parameters) {
-    return NalFormatOf(Parameters.codec_id == AV_CODEC_ID_HEVC,
-                       {Parameters.extradata, static_cast<size_t>(Parameters.extradata_size)});
-}
 
 } // namespace
 
 StampIntake::StampIntake(const Options &Settings, const AVStream &Video, const PictureRate &Rate, Tally &Counts)
-    : m_enTimecodeFrom(Settings.enTimecodeFrom), m_nLdsStatus(Settings.nLdsStatus), m_enCodec(Video.codecpar->codec_id),
-      m_NalFormat(NalFormatOfStream(*Video.codecpar)), m_nRate(static_cast<int>(Rate.nWhole)),
-      m_VitcFilter(Rate.Exact.num, Rate.Exact.den), m_Tally(Counts) {}
+    : m_enTimecodeFrom(Settings.enTimecodeFrom), m_nLdsStatus(Settings.nLdsStatus), m_VideoStamps(*Video.codecpar),
+      m_nRate(static_cast<int>(Rate.nWhole)), m_VitcFilter(Rate.Exact.num, Rate.Exact.den), m_Tally(Counts) {}
 
 std::vector<TimeStamp> StampIntake::OfVideoPacket(const AVPacket &Packet) {
     std::vector<TimeStamp> Found;
-    // FFmpeg's parser puts the mark of damage on the packet that it completes with the damaged one's first bytes: the
-    // one before.
-    const bool bDamaged = std::exchange(m_bMarked, IsDamaged(Packet)) || IsDamaged(Packet);
-    const StampsRead Read = m_enCodec == AV_CODEC_ID_MPEG2VIDEO ? ReadUserDataStamps(BytesOf(Packet))
-                                                                : ReadStamps(BytesOf(Packet), m_NalFormat);
-    m_Tally.Count(Event::BrokenStampSei, Read.Broken.size());
-    for (const UtcStamp &Stamp : Read.Stamps)
-        if (IsBelieved(Stamp, Packet, bDamaged))
-            Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
+    const VideoStamps::Result Seen = m_VideoStamps.Of(Packet);
+    m_Tally.Count(Event::BrokenStampSei, Seen.Read.Broken.size());
+    m_Tally.Count(Event::DamagedStamp, Seen.nNotBelieved);
+    for (const UtcStamp &Stamp : Seen.Read.Stamps)
+        Found.push_back(OfUTC(TCSOURCE_HIGH_PRECISION_TIMESTAMP, Stamp.nStatusByte, Stamp.llUTC));
     return Found;
-}
-
-bool StampIntake::IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet, bool bDamaged) {
-    const bool bHasPTS = Packet.pts != AV_NOPTS_VALUE;
-    if (bDamaged) {
-        const bool bFollows = bHasPTS && m_Trust.Follows(StreamPTS(Packet.pts), Stamp);
-        m_Tally.Count(Event::DamagedStamp, bFollows ? 0 : 1);
-        return bFollows;
-    }
-    if (bHasPTS)
-        m_Trust.Believe(StreamPTS(Packet.pts), Stamp);
-    return true;
 }
 
 // In a damaged packet too, the checksum tells which sets are whole.
@@ -78,8 +45,7 @@ TimeStamp StampIntake::OfLocalSet(INT64 llUTC) {
 }
 
 TimeStamp StampIntake::OfUTC(int enSource, BYTE nStatusByte, INT64 llUTC) {
-    if (llUTC < YEAR_1990_USEC || llUTC >= YEAR_2100_USEC)
-        m_Tally.Count(Event::AbsurdTime);
+    m_Tally.Count(Event::AbsurdTime, IsOfOurTime(llUTC) ? 0 : 1);
     TimeStamp Stamp{enSource, {}};
     Stamp.Payload.KLVTC.MISPStatusByte = nStatusByte;
     Stamp.Payload.KLVTC.llUTCTime = llUTC;

@@ -5,12 +5,11 @@
 
 #include <vector>
 
-#include "formats/nal.h"
 #include "formats/vitc.h"
 #include "frame_queue.h"
 #include "media/av.h"
+#include "media/video_stamps.h"
 #include "options.h"
-#include "stamp_trust.h"
 #include "tally.h"
 
 namespace encoder {
@@ -41,20 +40,16 @@ public:
     static TimeStamp OfTimecode(const TimecodeLabel &Label);
 
 private:
-    bool IsBelieved(const UtcStamp &Stamp, const AVPacket &Packet, bool bDamaged);
     TimeStamp OfUTC(int enSource, BYTE nStatusByte, INT64 llUTC);
     std::optional<TimecodeLabel> TimecodeSeiOf(const AVFrame &Frame, AVRational DecoderRate);
     std::vector<TimecodeReading> VitcOf(const AVFrame &Frame);
 
     const TimecodeFrom m_enTimecodeFrom;
     const BYTE m_nLdsStatus;
-    const AVCodecID m_enCodec;
-    const NalFormat m_NalFormat;
+    VideoStamps m_VideoStamps;
     const int m_nRate;
     TimecodeFilter m_VitcFilter;
     std::uint64_t m_nVitcRejected = 0;
-    StampTrust m_Trust;
-    bool m_bMarked = false; // the video packet before is marked as damaged
     Tally &m_Tally;
 };
 

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "common/pts.h"
 #include "pts_api.h"
 
 namespace encoder {
@@ -50,8 +51,8 @@ public:
     INT64 UTC() const { return m_llUTC; }
 
 private:
-    static constexpr INT64 FIRST_TICKS = 5 * 90000;
-    static constexpr INT64 RENEWAL_TICKS = 60 * 90000;
+    static constexpr INT64 FIRST_TICKS = 5 * TICKS_PER_SECOND;
+    static constexpr INT64 RENEWAL_TICKS = 60 * TICKS_PER_SECOND;
     static constexpr INT64 AT_PACE_USEC = 1'000'000;
     static constexpr INT64 MOST_BACK_USEC = 5'000;
 

@@ -92,8 +92,11 @@ Tally::Tally(int nInput, std::string szPath, Console &Out)
 void Tally::Count(Event enEvent, std::uint64_t nTimes, const std::string &szWhere) {
     const std::uint64_t nBefore = m_Times[static_cast<size_t>(enEvent)].fetch_add(nTimes);
     if (nTimes > 0 && nBefore == 0 && RowOf(enEvent).szFirst != nullptr)
-        m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + szWhere +
-                         RowOf(enEvent).szFirst);
+        Tell(szWhere + RowOf(enEvent).szFirst);
+}
+
+void Tally::Tell(const std::string &szText) {
+    m_Console.Notice("input " + std::to_string(m_nInput) + " '" + m_szPath + "': " + szText);
 }
 
 void Tally::Begin() {

@@ -60,6 +60,9 @@ public:
     void Count(Event enEvent, std::uint64_t nTimes = 1, const std::string &szWhere = "");
     std::uint64_t Times(Event enEvent) const { return m_Times[static_cast<size_t>(enEvent)]; }
 
+    // A line about the input for whoever is watching.
+    void Tell(const std::string &szText);
+
     // The first picture has been read: from here on the run's seconds count.
     void Begin();
 

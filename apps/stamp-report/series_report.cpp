@@ -201,6 +201,7 @@ SeriesReport ReportSeries(const Survey &Seen, const StampSeries &Series, const s
                      .bLookedAtAll = !Series.LookedUntil || *Series.LookedUntil >= Seen.llDuration,
                      .nCount = Series.Count(),
                      .Sightings = Series.Sightings,
+                     .nAbsurd = Series.nAbsurdWithoutPlace,
                      .Malformed = Series.Malformed,
                      .nMalformed = Series.MalformedCount(),
                      .nWithoutPts = Series.nWithoutPts,

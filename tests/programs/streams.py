@@ -3,7 +3,7 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...    thin-klv=6  shift-klv=900  late-klv=400000  strip-klv  strip-video=15
-                                                 shift=90000  seconds=0:5  join=FILE  mark-join=FILE
+                                                 repeat-klv=40  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
 """
 
 import sys
@@ -120,6 +120,24 @@ class Stream:
         for number, packet in enumerate(self.starts_of(VIDEO_TYPES)):
             if keep_every == 0 or number % keep_every:
                 packet.strip()
+
+    def strip_begin(self, count):
+        for packet in self.starts_of(VIDEO_TYPES)[:count]:
+            packet.strip()
+
+    def repeat_klv(self, times):
+        klv = self.pid(KLV_TYPES)
+        self.packets = [Packet(packet.data) for packet in self.packets for _ in range(times if packet.pid == klv else 1)]
+
+    def payloads(self, types):
+        """Times and data of each PES of a stream."""
+        begins, data = [], []
+        for packet in (packet for packet in self.packets if packet.pid == self.pid(types)):
+            if packet.starts:
+                begins.append(packet)
+                data.append(bytearray())
+            data[-1] += packet.data[packet.payload:]
+        return [(begin.times(), bytes(pes[9 + pes[8]:])) for begin, pes in zip(begins, data)]
 
     def shift(self, ticks):
         for packet in self.packets:

@@ -11,6 +11,7 @@ looked for in packets of 188 bytes only, not in those of 192 and 204.
 import contextlib
 import fcntl
 import os
+import re
 import shutil
 import signal
 import socket
@@ -22,6 +23,7 @@ from pathlib import Path
 
 import pytest
 from running import HANG, pictures, table, whole
+from streams import KLV_TYPES, Stream
 
 DONE, BROKEN_INPUT, BROKEN_OUTPUT = 0, 2, 3  # exit codes
 RATE = 25
@@ -36,7 +38,8 @@ TRACE = {"TIMECODE_TRACE_LEVEL": "7"}
 def code(stamp_encoder, in_ts):
     """Starts to code inputs into out.ts and table.csv, or into what is named."""
     def start(*inputs, output="out.ts", csv="table.csv", **options):
-        return stamp_encoder.start("--preset", "ultrafast", *inputs, "-o", output, "--csv", csv, **options)
+        fast = () if "--copy" in inputs else ("--preset", "ultrafast")
+        return stamp_encoder.start(*fast, *inputs, "-o", output, "--csv", csv, **options)
     return start
 
 
@@ -308,6 +311,31 @@ def test_one_of_two_inputs_ends_early(code, stamp_encoder):
     run = code("in.ts", "short.ts").ended(DONE)
     assert len(whole(run, "out.ts", 1, stream=0)) == ALL
     assert len(whole(run, "out.ts", 2, stream=1)) == RATE
+
+
+# Video that brings no pictures any more: what comes does not pile up.
+
+def undecodable(stream):
+    """The recording, then five times the same with slices of a type that there is not."""
+    slices = re.compile(rb"(\x00\x00\x01[\x01\x21\x41\x61\x65])..", re.DOTALL)
+    stream.packets += 5 * Stream(slices.sub(lambda each: each[1] + b"\x80\x01", stream.bytes())).packets
+
+
+def klv_only(stream):
+    stream.packets += 60000 * stream.starts_of(KLV_TYPES)[-1:]
+
+
+@pytest.mark.parametrize("change, arguments", [(undecodable, ["--copy"]), (klv_only, [])])
+def test_what_gets_no_picture_piles_up(code, beside, in_ts, change, arguments):
+    stream = Stream(in_ts.read_bytes())
+    change(stream)
+    in_ts.write_bytes(stream.bytes())
+    live = beside("sh", "-c", f"cat in.ts; exec sleep {HANG}", stdout=subprocess.PIPE).stdout
+    out = Path("out.ts")
+    run = code("-", *arguments, stdin=live)
+    run.until(lambda: out.exists() and out.stat().st_size > in_ts.stat().st_size / 2, "output without pictures")
+    run.process.terminate()
+    run.ended(DONE)
 
 
 # Signals

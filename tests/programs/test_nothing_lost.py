@@ -5,10 +5,12 @@ FFmpeg makes the inputs and reads the outputs, which must give it no cause to co
 
 import collections
 import socket
+import subprocess
 from pathlib import Path
 
 import pytest
 from running import pictures, table, tool, wait_for, whole
+from streams import KLV_TYPES, Stream, change
 
 SIZE = 188
 VIDEO, KLV = 0x100, 0x101  # PIDs of the recording
@@ -42,18 +44,6 @@ def pid(packet):
     return (packet[1] & 0x1F) << 8 | packet[2]
 
 
-def without_klv_times(file):
-    """Takes the PTS of the KLV packets away; stuffing stands in their place."""
-    changed = []
-    for packet in ts_packets(file):
-        if pid(packet) == KLV and packet[1] & 0x40:
-            pes = 4 + (1 + packet[4] if packet[3] & 0x20 else 0)
-            packet[pes + 7] &= 0x3F
-            packet[pes + 9:pes + 9 + packet[pes + 8]] = b"\xff" * packet[pes + 8]
-        changed.append(packet)
-    file.write_bytes(b"".join(changed))
-
-
 def crc(data):
     value = 0xFFFFFFFF
     for byte in data:
@@ -63,30 +53,42 @@ def crc(data):
     return value.to_bytes(4, "big")
 
 
+def change_map(packet, to, tag=b"KLVA"):
+    """Gives the KLV stream another type and tag in a packet that has the program map."""
+    if pid(packet) == PMT and packet[1] & 0x40:
+        end = 5 + 3 + ((packet[6] & 0xF) << 8 | packet[7]) - 4
+        packet[packet.find(bytes([0x06, 0xE0 | KLV >> 8, KLV & 0xFF]))] = to
+        packet[:] = packet.replace(b"KLVA", tag)
+        packet[end:end + 4] = crc(packet[5:end])
+
+
+def as_packets(pes):
+    """A PES packet of the KLV stream; its header fills the first packet's end with stuffing if need be."""
+    for at in range(0, len(pes), 184):
+        part = pes[at:at + 184]
+        field = b"" if len(part) == 184 else (bytes([183 - len(part), 0]) + b"\xff" * 184)[:184 - len(part)]
+        yield bytearray([0x47, (at == 0) << 6 | KLV >> 8, KLV & 0xFF, 0x30 if field else 0x10]) + field + part
+
+
 def in_synchronous_carriage(file):
-    """Makes the KLV stream one of type 0x15, with a header of its own before each set."""
-    changed, number = [], 0
+    """Makes the KLV stream one of type 0x15: one cell a PES, but also two, one in two PES, two of more than 64 KiB."""
+    def cell(number, part, body):
+        return bytes([7, number % 256, part << 6 | 0x1F]) + (len(body) % 65536).to_bytes(2, "big") + body
+    changed, number, large = [], 0, bytes(range(256)) * 240
     for packet in ts_packets(file):
-        if pid(packet) == PMT and packet[1] & 0x40:
-            end = 5 + 3 + ((packet[6] & 0xF) << 8 | packet[7]) - 4
-            entry = packet.find(bytes([0x06, 0xE0 | KLV >> 8, KLV & 0xFF]))
-            packet[entry] = 0x15
-            packet[end:end + 4] = crc(packet[5:end])
+        change_map(packet, 0x15)
         if pid(packet) == KLV:
-            pes = packet[5 + packet[4]:]
-            body = pes[9 + pes[8]:]
-            pes = pes[:9 + pes[8]] + bytes([0, number % 256, 0xDF, len(body) >> 8, len(body) & 0xFF]) + body
-            pes[4:6] = (len(pes) - 6).to_bytes(2, "big")
-            packet[4:] = bytes([183 - len(pes), 0]) + b"\xff" * (182 - len(pes)) + pes
+            head, body = (pes := packet[5 + packet[4]:])[:9 + pes[8]], bytes(pes[9 + pes[8]:])
+            special = {10: [cell(10, 3, body) * 2], 20: [cell(20, 2, large), cell(21, 1, body)], 30: [cell(30, 3, large) * 2]}
+            for data in special.get(number, [cell(number, 3, body)]):
+                size = len(head) - 6 + len(data)
+                head[4:6] = (size if size < 65536 else 0).to_bytes(2, "big")
+                changed += as_packets(bytes(head) + data)
             number += 1
-        changed.append(packet)
+        else:
+            changed.append(packet)
     file.write_bytes(b"".join(changed))
-
-
-def stream_types(file):
-    table = next(packet for packet in ts_packets(file) if pid(packet) == PMT and packet[1] & 0x40)
-    return {(table[at + 1] & 0x1F) << 8 | table[at + 2]: table[at]
-            for at in range(17, 60) if table[at + 1:at + 3] in (b"\xe1\x00", b"\xe1\x01")}
+    change(file, file)  # counts the packets
 
 
 @pytest.fixture
@@ -102,9 +104,9 @@ def with_sound(in_ts):
 
 @pytest.fixture
 def code(stamp_encoder):
-    def run(*arguments, output="out.ts"):
+    def run(*arguments, output="out.ts", **options):
         fast = () if "--copy" in arguments else ("--preset", "ultrafast")
-        stamp_encoder(*fast, *arguments, "-o", output, "--csv", "table.csv")
+        stamp_encoder(*fast, *arguments, "-o", output, "--csv", "table.csv", **options)
         return stamp_encoder.runs[-1]
     return run
 
@@ -138,18 +140,31 @@ def test_what_is_not_wanted_is_left_out_and_another_video_is_chosen(code, with_s
     assert "its video streams are: 0, 4" in code("--stream", 1, with_sound).ended(2, "is no video").err
 
 
-@pytest.mark.parametrize("change, kind", [(lambda file: None, 0x06), (without_klv_times, 0x06),
-                                          (in_synchronous_carriage, 0x15)])
-def test_klv_changes_its_carriage(code, in_ts, change, kind):
-    change(in_ts)
-    assert code("--source", "lds", in_ts).claimed(what="with their time") >= 74
-    assert stream_types(in_ts.with_name("out.ts")) == {VIDEO: 0x1B, KLV: kind}
+@pytest.mark.parametrize("prepare, kind, live", [
+    (lambda file: None, 0x06, False), (lambda file: change(file, file, "strip-klv"), 0x06, False),
+    (in_synchronous_carriage, 0x15, False), (in_synchronous_carriage, 0x15, True),
+    (lambda file: (in_synchronous_carriage(file), change(file, file, "strip-klv")), 0x15, False)])
+def test_klv_changes_its_carriage(code, beside, in_ts, prepare, kind, live):
+    prepare(in_ts)
+    piped = {"stdin": beside("cat", in_ts, stdout=subprocess.PIPE).stdout} if live else {}
+    assert code("--source", "lds", "-" if live else in_ts, **piped).claimed(what="with their time") >= 72
+    in_stream, out = (Stream(in_ts.with_name(name).read_bytes()) for name in ("in.ts", "out.ts"))
+    assert out.types == {0x1B: VIDEO, kind: KLV}
+    came, went = in_stream.payloads(KLV_TYPES), out.payloads(KLV_TYPES)
+    assert [data for _, data in went] == [data for _, data in came]
+    assert not came[5][0] or went == came
 
-    def sets(file):
-        return tool("ffmpeg", "-v", "error", "-i", file, "-map", "0:d", "-c", "copy", "-f", "hash", "-hash", "md5", "-")
-    assert sets("out.ts") == sets(in_ts)
-    timed = packets("out.ts", "d") if change is not without_klv_times else []
-    assert not timed or timed == packets(in_ts, "d")
+
+def test_klv_that_begins_late_is_not_read_or_not_named(code, beside, in_ts):
+    """The program map says at first that its stream is another's, behind all that FFmpeg looks into what it is."""
+    whole_recording = in_ts.read_bytes()
+    early = list(ts_packets(in_ts))
+    for packet in early:
+        change_map(packet, 0x80, b"NONE")
+    in_ts.write_bytes(6 * b"".join(packet for packet in early if pid(packet) != KLV) + whole_recording)
+    run = code("--source", "lds", "-", stdin=beside("cat", in_ts, stdout=subprocess.PIPE).stdout)
+    assert 70 <= run.claimed(what="with their time") <= 75
+    assert "stream 1 (data, klv) is left out: it began too late" in run.err
 
 
 @pytest.mark.parametrize("made, kept", [

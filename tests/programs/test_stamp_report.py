@@ -10,6 +10,7 @@ import subprocess
 
 import pytest
 from running import tool, wait_for
+from streams import change
 
 SOUND, NOTHING, UNUSABLE, SUSPICIOUS = 0, 1, 2, 3  # exit codes
 ALL = 75  # pictures of the recording
@@ -20,7 +21,6 @@ STAMP_SIZE = len(STAMP_ID) + 12
 LOCAL_SET_KEY = bytes.fromhex("060E2B34020B01010E01030101000000")
 LOCAL_SET_SIZE = len(LOCAL_SET_KEY) + 18
 SET_UTC = slice(19, 27)  # in a local set
-KLV_PES = b"\0\0\1\xfc"
 
 
 def places(data, pattern, size):
@@ -56,12 +56,6 @@ class Recording(bytearray):
     def hide_stamps(self):
         self[:] = self.replace(STAMP_ID[:4], b"NONE")
 
-    def take_pts(self):
-        """Makes the PTS of the local sets stuffing."""
-        for at in places(self, KLV_PES, 14):
-            self[at + 7] &= 0x3F
-            self[at + 9:at + 14] = b"\xff" * 5
-
 
 @pytest.fixture
 def data(recording):
@@ -70,9 +64,11 @@ def data(recording):
 
 @pytest.fixture
 def report(stamp_report, tmp_path):
-    """The report on a recording, as JSON, with the exit code that it must end with."""
-    def run(data, code):
+    """The report on a recording, which is changed first, as JSON, with the exit code that it must end with."""
+    def run(data, code, *operations):
         (tmp_path / "changed.ts").write_bytes(data)
+        if operations:
+            change("changed.ts", "changed.ts", *operations)
         stamp_report("changed.ts", "--json", "report.json").ended(code)
         return json.loads((tmp_path / "report.json").read_text())
     return run
@@ -112,7 +108,7 @@ def late(number):
     return number >= ALL // 2
 
 
-@pytest.mark.parametrize("change, expected, drift", [
+@pytest.mark.parametrize("fault, expected, drift", [
     (lambda n, utc: utc - 10_000_000 * late(n), {"steps_back": 1, "jumps": 0}, 0),
     (lambda n, utc: utc + 10_000_000 * late(n), {"steps_back": 0, "jumps": 1}, 0),
     (lambda n, utc: utc - PERIOD * (n == 20), {"repeated": 1, "steps_back": 0}, None),
@@ -120,10 +116,11 @@ def late(number):
     (lambda n, utc: -2 ** 63 + 1000 * utc if n % 7 == 0 else 2 ** 63 - 1 - n, {"absurd": ALL}, None),
     (lambda n, utc: random.Random(n).randrange(-2 ** 63, 2 ** 63), {"count": ALL}, None),
     (lambda n, utc: utc // 1000, {"absurd": ALL}, None),
-], ids=["step back", "jump", "repeat", "drift", "extremes", "noise", "milliseconds"])
-def test_a_fault_of_the_time_is_counted(data, report, change, expected, drift):
-    data.change_utc(change)
-    series = of(report(data, SUSPICIOUS), "lds")
+    (lambda n, utc: utc // 1000, {"absurd": ALL, "without_place": ALL}, None),
+], ids=["step back", "jump", "repeat", "drift", "extremes", "noise", "milliseconds", "without place"])
+def test_a_fault_of_the_time_is_counted(data, report, fault, expected, drift):
+    data.change_utc(fault)
+    series = of(report(data, SUSPICIOUS, *["strip-video=0"] * ("without_place" in expected)), "lds")
     holds(series, expected)
     assert drift is None or series["drift_ppm"] == pytest.approx(drift, abs=0.5)
 
@@ -162,9 +159,8 @@ def test_local_sets_may_come_at_their_own_rate(data, report):
 
 
 def test_local_sets_without_a_pts_take_that_of_the_picture_behind_them(data, report):
-    data.take_pts()
     # They are sent in display order, so beside B pictures they come out of order.
-    found = report(data, SUSPICIOUS)
+    found = report(data, SUSPICIOUS, "strip-klv")
     series = of(found, "lds")
     holds(series, {"count": ALL, "without_pts": ALL, "without_place": 0, "gaps": []})
     assert "drift" not in str(found["inputs"][0]["suspicions"])
@@ -183,6 +179,11 @@ def test_timecode_in_sei_is_read_without_decoding(recording, stamp_encoder, repo
     series = of(report((tmp_path / "stamped.ts").read_bytes(), SOUND), "smpte12m")
     holds(series, GOOD)
     holds(series["last"], {"timecode": "10:00:02:24"})
+
+
+def test_sets_before_the_first_pts_pile_up(data, report):
+    series = of(report(data, SUSPICIOUS, "repeat-klv=40", "strip-begin=70"), "lds")
+    assert series["count"] == 40 * ALL and series["without_place"] > 20 * ALL
 
 
 def test_joined_recordings_are_two_stretches(data, report):

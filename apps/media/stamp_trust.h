@@ -1,7 +1,7 @@
 // Which time stamps of damaged packets are believed. What was lost lies mostly behind the time stamp, in the picture;
 // but nothing guards the digits of an ST 0604 message, so it must follow from the last one that came unharmed.
-#ifndef ENCODER_STAMP_TRUST_H
-#define ENCODER_STAMP_TRUST_H
+#ifndef ENCODER_MEDIA_STAMP_TRUST_H
+#define ENCODER_MEDIA_STAMP_TRUST_H
 
 #include <optional>
 
