@@ -3,7 +3,7 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...    thin-klv=6  shift-klv=900  late-klv=400000  strip-klv  strip-video=15
-                                                 repeat-klv=40  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
+                                                 repeat-klv=40:900  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
 """
 
 import sys
@@ -41,6 +41,7 @@ class Packet:
         if self.has_clock():
             clock = (int.from_bytes(self.data[6:11], "big") >> 7) + ticks
             self.data[6:11] = ((clock % WRAP) << 7 | self.data[10] & 0x7F).to_bytes(5, "big")
+        return self
 
     def has_clock(self):
         return self.data[3] & 0x20 and self.data[4] and self.data[5] & 0x10
@@ -125,9 +126,11 @@ class Stream:
         for packet in self.starts_of(VIDEO_TYPES)[:count]:
             packet.strip()
 
-    def repeat_klv(self, times):
+    def repeat_klv(self, times, ticks):
+        """Sends each set so often, all but the first time so far ahead and each a tick farther."""
         klv = self.pid(KLV_TYPES)
-        self.packets = [Packet(packet.data) for packet in self.packets for _ in range(times if packet.pid == klv else 1)]
+        self.packets = [Packet(packet.data).shift(number and ticks + number) for packet in self.packets
+                        for number in range(times if packet.pid == klv else 1)]
 
     def payloads(self, types):
         """Times and data of each PES of a stream."""
@@ -173,7 +176,7 @@ def change(source, target, *operations):
         name, _, value = operation.partition("=")
         joined = (lambda: [Stream(Path(value).read_bytes())])
         given = {"join": joined, "mark-join": joined, "seconds": lambda: [value],
-                 "strip-klv": lambda: []}.get(name, lambda: [int(value)])()
+                 "strip-klv": lambda: [], "repeat-klv": lambda: map(int, value.split(":"))}.get(name, lambda: [int(value)])()
         getattr(stream, name.replace("-", "_"))(*given)
     Path(target).write_bytes(stream.bytes())
     return target

@@ -322,6 +322,8 @@ def undecodable(stream):
 
 
 def klv_only(stream):
+    """Less video than is looked into for the source."""
+    stream.seconds("0:1")
     stream.packets += 60000 * stream.starts_of(KLV_TYPES)[-1:]
 
 

@@ -146,8 +146,9 @@ def test_what_is_not_wanted_is_left_out_and_another_video_is_chosen(code, with_s
     (lambda file: (in_synchronous_carriage(file), change(file, file, "strip-klv")), 0x15, False)])
 def test_klv_changes_its_carriage(code, beside, in_ts, prepare, kind, live):
     prepare(in_ts)
-    piped = {"stdin": beside("cat", in_ts, stdout=subprocess.PIPE).stdout} if live else {}
-    assert code("--source", "lds", "-" if live else in_ts, **piped).claimed(what="with their time") >= 72
+    run = (code("-", stdin=beside("cat", in_ts, stdout=subprocess.PIPE).stdout) if live
+           else code("--source", "lds", in_ts))
+    assert run.claimed() == 75 and run.claimed(what="with their time") >= 72
     in_stream, out = (Stream(in_ts.with_name(name).read_bytes()) for name in ("in.ts", "out.ts"))
     assert out.types == {0x1B: VIDEO, kind: KLV}
     came, went = in_stream.payloads(KLV_TYPES), out.payloads(KLV_TYPES)

@@ -77,6 +77,7 @@ def apart_from_utc(shown):
     pytest.param(["shift-klv=900"], [], 10, id="each_10_ms_late"),
     pytest.param(["thin-klv=6", "strip-klv"], [], 0, id="without_pts"),
     pytest.param(["strip-begin=20"], [], 0, id="beside_pictures_without_pts"),
+    pytest.param(["repeat-klv=100:400000"], [], 0, id="with_ten_thousand_far_ahead"),
     pytest.param(["thin-klv=6", "late-klv=12"], [], 0, id="sent_after_their_pictures"),
     pytest.param(["thin-klv=6"], LIVE, 0, id="five_a_second_live"),
 ])
