@@ -19,7 +19,8 @@ constexpr std::size_t MAX_PACKETS = 20'000;
 void PassedStreams::AddTo(TsWriter &Writer) {
     m_pWriter = &Writer;
     for (const AVStream *const pStream : m_Demuxer.Passed())
-        m_Tracks[pStream->index].nStream = Writer.AddPassed(*pStream, m_Demuxer.IsSynchronousKlv(*pStream));
+        m_Tracks.emplace(pStream->index, Track{Writer.AddPassed(*pStream, m_Demuxer.IsSynchronousKlv(*pStream)),
+                                               pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV});
 }
 
 bool PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
@@ -30,7 +31,7 @@ bool PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
     PacketPtr Copy(av_packet_clone(&Packet));
     if (!Copy)
         throw std::bad_alloc();
-    const bool bDoesWithout = m_Demuxer.IsKlv(Packet) && Packet.dts == AV_NOPTS_VALUE;
+    const bool bDoesWithout = Into->second.bKlv && Packet.dts == AV_NOPTS_VALUE;
     // Behind the last picture, and where that has no PTS either, the place is that of the packet before.
     m_llPlace = llVideoPTS != AV_NOPTS_VALUE ? llVideoPTS : m_llPlace;
     if (Copy->dts == AV_NOPTS_VALUE)
@@ -94,7 +95,7 @@ void PassedStreams::WriteRest() {
 // the second waits. Several packets of data may have one time.
 void PassedStreams::Write(Track &From, AVPacket &Packet) {
     if (Packet.pts != AV_NOPTS_VALUE) {
-        const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (m_Demuxer.IsKlv(Packet) ? 0 : 1) : Packet.dts;
+        const std::int64_t llEarliest = From.LastDTS ? *From.LastDTS + (From.bKlv ? 0 : 1) : Packet.dts;
         if (Packet.dts < llEarliest) {
             Packet.dts = llEarliest;
             Packet.pts = std::max(Packet.pts, llEarliest);

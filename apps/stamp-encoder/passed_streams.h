@@ -38,8 +38,9 @@ public:
 private:
     struct Track {
         int nStream = -1; // of the output
-        std::deque<PacketPtr> Waiting;
-        std::optional<std::int64_t> LastDTS; // written
+        bool bKlv = false;
+        std::deque<PacketPtr> Waiting{};
+        std::optional<std::int64_t> LastDTS{}; // written
     };
 
     bool IsTooMuch() const;

@@ -2,8 +2,8 @@
 """Makes streams as recordings are, of one that is as it should be: thins, shifts, joins, takes PTS away.
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
-usage: streams.py IN OUT OPERATION[=VALUE]...    thin-klv=6  shift-klv=900  late-klv=400000  strip-klv  strip-video=15
-                                                 repeat-klv=40:900  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
+usage: streams.py IN OUT OPERATION[=VALUE]...  thin-klv=6  shift-klv=900  late-klv=12  repeat-klv=40:900  strip-klv
+                               strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
 """
 
 import sys
@@ -175,8 +175,8 @@ def change(source, target, *operations):
     for operation in operations:
         name, _, value = operation.partition("=")
         joined = (lambda: [Stream(Path(value).read_bytes())])
-        given = {"join": joined, "mark-join": joined, "seconds": lambda: [value],
-                 "strip-klv": lambda: [], "repeat-klv": lambda: map(int, value.split(":"))}.get(name, lambda: [int(value)])()
+        given = {"join": joined, "mark-join": joined, "seconds": lambda: [value], "strip-klv": lambda: []}.get(
+            name, lambda: map(int, value.split(":")))()
         getattr(stream, name.replace("-", "_"))(*given)
     Path(target).write_bytes(stream.bytes())
     return target

@@ -313,8 +313,6 @@ def test_one_of_two_inputs_ends_early(code, stamp_encoder):
     assert len(whole(run, "out.ts", 2, stream=1)) == RATE
 
 
-# Video that brings no pictures any more: what comes does not pile up.
-
 def undecodable(stream):
     """The recording, then five times the same with slices of a type that there is not."""
     slices = re.compile(rb"(\x00\x00\x01[\x01\x21\x41\x61\x65])..", re.DOTALL)

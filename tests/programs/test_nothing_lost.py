@@ -74,13 +74,13 @@ def in_synchronous_carriage(file):
     """Makes the KLV stream one of type 0x15: one cell a PES, but also two, one in two PES, two of more than 64 KiB."""
     def cell(number, part, body):
         return bytes([7, number % 256, part << 6 | 0x1F]) + (len(body) % 65536).to_bytes(2, "big") + body
-    changed, number, large = [], 0, bytes(range(256)) * 240
+    changed, number, big = [], 0, bytes(range(256)) * 240
     for packet in ts_packets(file):
         change_map(packet, 0x15)
         if pid(packet) == KLV:
             head, body = (pes := packet[5 + packet[4]:])[:9 + pes[8]], bytes(pes[9 + pes[8]:])
-            special = {10: [cell(10, 3, body) * 2], 20: [cell(20, 2, large), cell(21, 1, body)], 30: [cell(30, 3, large) * 2]}
-            for data in special.get(number, [cell(number, 3, body)]):
+            odd = {10: [cell(10, 3, body) * 2], 20: [cell(20, 2, big), cell(21, 1, body)], 30: [cell(30, 3, big) * 2]}
+            for data in odd.get(number, [cell(number, 3, body)]):
                 size = len(head) - 6 + len(data)
                 head[4:6] = (size if size < 65536 else 0).to_bytes(2, "big")
                 changed += as_packets(bytes(head) + data)
@@ -158,11 +158,10 @@ def test_klv_changes_its_carriage(code, beside, in_ts, prepare, kind, live):
 
 def test_klv_that_begins_late_is_not_read_or_not_named(code, beside, in_ts):
     """The program map says at first that its stream is another's, behind all that FFmpeg looks into what it is."""
-    whole_recording = in_ts.read_bytes()
     early = list(ts_packets(in_ts))
     for packet in early:
         change_map(packet, 0x80, b"NONE")
-    in_ts.write_bytes(6 * b"".join(packet for packet in early if pid(packet) != KLV) + whole_recording)
+    in_ts.write_bytes(6 * b"".join(packet for packet in early if pid(packet) != KLV) + in_ts.read_bytes())
     run = code("--source", "lds", "-", stdin=beside("cat", in_ts, stdout=subprocess.PIPE).stdout)
     assert 70 <= run.claimed(what="with their time") <= 75
     assert "stream 1 (data, klv) is left out: it began too late" in run.err

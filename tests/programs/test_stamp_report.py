@@ -277,8 +277,8 @@ def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report, tmp_path):
     ([Recording.hide_stamps, lambda data: data.hide_sets(lambda number: True)], "vitc", ALL),
 ], ids=["all", "no SEI", "neither"])
 def test_the_encoder_takes_the_best_source_unasked(data, stamp_encoder, hide, taken, timed):
-    for change in hide:
-        change(data)
+    for step in hide:
+        step(data)
     run = stamp_encoder(data_file(data), "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
     assert f"--source {taken} is taken" in run.err
     assert run.claimed() == ALL and run.claimed(what="with their time") == timed
