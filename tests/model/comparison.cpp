@@ -58,10 +58,8 @@ void Comparison::Stop() {
     Same(true, g_hTCLibDbg == nullptr, "a stop closes the handle");
 }
 
-int Comparison::Revision() {
-    const int enRevision = Timecode_GetMISPRevision();
-    Same(s_Model.Revision(), enRevision, "the revision");
-    return enRevision;
+void Comparison::Revision() {
+    Same(s_Model.Revision(), Timecode_GetMISPRevision(), "the revision");
 }
 
 void Comparison::SetMaxLevel(int nLevel) {
@@ -69,14 +67,13 @@ void Comparison::SetMaxLevel(int nLevel) {
         g_hTCLibDbg->nMaxLevel = s_Model.nMaxLevel = nLevel;
 }
 
-BOOL Comparison::Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload) {
+void Comparison::Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload) {
     TCPayload Given{};
     if (pPayload != nullptr)
         std::memcpy(static_cast<void *>(&Given), pPayload, sizeof Given);
     const BOOL bQueued = Timecode_SetUTC(nInput, enSource, nPts, pPayload == nullptr ? nullptr : &Given);
     Same(s_Model.Queue(nInput, enSource, nPts, pPayload), bQueued, "queuing");
     Demand(pPayload == nullptr || Payload(Given) == Payload(*pPayload), "queuing leaves the caller's payload alone");
-    return bQueued;
 }
 
 void Comparison::Flush(int nInput) {
@@ -154,12 +151,11 @@ Answer Comparison::AskSystem(const Request &Asked) {
     return Got;
 }
 
-int Comparison::CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull) {
+void Comparison::CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull) {
     int enExpected = enSource;
     _VerifyTimeSourceSwitch(nInput, bAllowed, bNull ? nullptr : &enSource);
     s_Model.CheckSwitch(nInput, bAllowed, bNull ? nullptr : &enExpected);
     Same(enExpected, enSource, "the switch check");
-    return enSource;
 }
 
 void Comparison::Convert(INT64 llUTC, const PictureRate &Rate, bool bNullUtc, bool bNullTimecode) {

@@ -18,16 +18,16 @@ public:
 
     void Start(int enRevision);
     void Stop();
-    int Revision();
+    void Revision();
     static void SetMaxLevel(int nLevel);
-    BOOL Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload);
+    void Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull = false);
     void ResetStatistics(int nInput);
     // Asked.Cursor is set from pCursor, which the library moves on.
     Answer Ask(Request Asked, void *&pCursor);
     Answer AskSystem(const Request &Asked);
-    int CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull = false);
+    void CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull = false);
     void Convert(INT64 llUTC, const PictureRate &Rate, bool bNullUtc = false, bool bNullTimecode = false);
     void CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull = false);
     vitc_t Number(SMPTE12M1_CONTEXT &Context, UINT64 nPts, bool bNullContext = false, bool bNullNew = false);

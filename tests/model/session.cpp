@@ -65,29 +65,24 @@ private:
     };
 
     void RareStep() {
-        switch (Below(9)) {
-        case 0:
-            return Restart();
-        case 1:
+        const UINT64 nKind = Below(9);
+        if (nKind == 0)
+            Restart();
+        else if (nKind == 1)
             m_Both.AskSystem(Picture());
-            return;
-        case 2:
+        else if (nKind == 2)
             m_Both.ReadStatistics(Input(), OneIn(4));
-            return;
-        case 3:
-            return m_Both.ResetStatistics(m_nUsed = Input());
-        case 4:
+        else if (nKind == 3)
+            m_Both.ResetStatistics(m_nUsed = Input());
+        else if (nKind == 4)
             m_Both.CheckSwitch(m_nUsed = Input(), OneIn(8) ? AnyInt() : TRUE, Source(), OneIn(32));
-            return;
-        case 5:
-            return m_Both.Convert(Utc(), {Rate(), OneIn(16) ? m_From.Bits(8) : static_cast<ULONG>(INT64{Code()})},
-                                  OneIn(32), OneIn(32));
-        case 6:
-            return m_Both.CountFrames(static_cast<UINT>(Rate()), static_cast<UINT>(Code()), Timecode(), Timecode(),
-                                      OneIn(32));
-        default:
-            return Number();
-        }
+        else if (nKind == 5)
+            m_Both.Convert(Utc(), {Rate(), OneIn(16) ? m_From.Bits(8) : static_cast<ULONG>(INT64{Code()})}, OneIn(32),
+                           OneIn(32));
+        else if (nKind == 6)
+            m_Both.CountFrames(static_cast<UINT>(Rate()), static_cast<UINT>(Code()), Timecode(), Timecode(), OneIn(32));
+        else
+            Number();
     }
 
     void Restart() {
