@@ -76,14 +76,6 @@ Ends Null() {
     return {.nWrite = open("/dev/null", O_WRONLY)};
 }
 
-Ends Counter() {
-    return {.nWrite = eventfd(0, 0)};
-}
-
-Ends Closed() {
-    return {};
-}
-
 enum class Pass { All, Some, None };
 
 struct Kind {
@@ -131,8 +123,8 @@ const Kind KINDS[] = {
     {.szName = "MasterOfATerminal", .pMake = Master, .enPass = Pass::None},
     {.szName = "NullDevice", .pMake = Null, .enPass = Pass::All},
     {.szName = "NullDeviceOfAnotherOwner", .pMake = Null, .enPass = Pass::All, .bOtherOwner = true},
-    {.szName = "Counter", .pMake = Counter, .enPass = Pass::None},
-    {.szName = "Closed", .pMake = Closed, .enPass = Pass::None, .nThreads = 1},
+    {.szName = "Counter", .pMake = [] { return Ends{.nWrite = eventfd(0, 0)}; }, .enPass = Pass::None},
+    {.szName = "Closed", .pMake = [] { return Ends{}; }, .enPass = Pass::None, .nThreads = 1},
 };
 
 std::string ReadAll(int nFile) {
@@ -222,11 +214,13 @@ int StatusOf(const std::function<void()> &Child) {
         close(STDERR_FILENO);
     if (Of.bOtherOwner && setresuid(WRITER, WRITER, WRITER) != 0)
         _exit(3);
-    if (Of.bInBackground)
-        _exit(StatusOf([&] {
+    if (Of.bInBackground) {
+        const int nStatus = StatusOf([&] {
             setpgid(0, 0);
             Print(Of, Channel.nRead, OwnPipe);
-        }));
+        });
+        _exit(nStatus == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
     if (!Of.bFirstThreadHasEnded)
         Print(Of, Channel.nRead, OwnPipe);
     std::thread(Print, std::cref(Of), Channel.nRead, OwnPipe).detach();
