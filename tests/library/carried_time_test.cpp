@@ -47,22 +47,20 @@ TEST_F(CarriedTime, OfLocalSetsAdvancesTheirPts) {
 }
 
 TEST_F(CarriedTime, OfTimecodeGoesOnByThePts) {
-    Play(TIMECODE, {{.szRule = "a timecode gets its UTC; the first after silence is a discontinuity",
+    Play(TIMECODE, {{.szRule = "its UTC is that of the start-up: the first is a discontinuity, but did not go back",
                      .bStamped = true,
-                     .llUsec = 400'000,
-                     .Label = Timecode(12, 0, 0, 10),
                      .nTimePts = 0,
                      .nStatus = 0xDF},
                     {.szRule = "3600 ticks add a frame at 25 Hz while the clock stands still",
                      .nPts = 12'600,
-                     .llUsec = 440'000,
-                     .Label = Timecode(12, 0, 0, 11),
+                     .llUsec = 40'000,
+                     .Label = Timecode(12, 0, 0, 1),
                      .nTimePts = 3600,
                      .nStatus = 0x9F},
                     {.szRule = "the next silent picture counts from there",
                      .nPts = 16'200,
-                     .llUsec = 480'000,
-                     .Label = Timecode(12, 0, 0, 12),
+                     .llUsec = 80'000,
+                     .Label = Timecode(12, 0, 0, 2),
                      .nTimePts = 7200,
                      .nStatus = 0x9F}});
 }
