@@ -101,7 +101,8 @@ void WaitForThatLock(std::barrier<> &Seen) {
     Seen.arrive_and_wait();
 }
 
-void LeaveALock(std::barrier<> &Seen) {
+void LeaveTwoLocks(std::barrier<> &Seen) {
+    Queue(1);
     Queue(1);
     Seen.arrive_and_wait();
     Seen.arrive_and_wait();
@@ -119,7 +120,7 @@ TEST_F(Together, ADumpTellsWaiterHolderAndThoseThatHaveLeft) {
         const char *szShown;
     } ROWS[] = {{.pAct = HoldALock, .szShown = "Timecode_SetUTC: holds lock ingest.cpp"},
                 {.pAct = WaitForThatLock, .szShown = "Timecode_SetUTC: waits for lock ingest.cpp"},
-                {.pAct = LeaveALock, .szShown = "Timecode_SetUTC: has unlocked ingest.cpp"},
+                {.pAct = LeaveTwoLocks, .szShown = "Timecode_SetUTC: has unlocked ingest.cpp"},
                 {.pAct = LeaveAnInnerLock, .szShown = "AnswerUnderLock: holds lock profile62.cpp"}};
     ThreadState_Enable(TRUE);
     std::deque<std::barrier<>> Barriers;
