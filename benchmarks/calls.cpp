@@ -61,10 +61,10 @@ void FlushWarm(benchmark::State &State) {
 } // namespace
 
 int main(int nArguments, char **ppszArguments) {
-    bench::ForEachScenario([](const std::string &sName, auto Prepare) {
-        benchmark::RegisterBenchmark(("warm/" + sName).c_str(),
+    bench::ForEachScenario([](const std::string &szName, auto Prepare) {
+        benchmark::RegisterBenchmark(("warm/" + szName).c_str(),
                                      [Prepare](benchmark::State &State) { MeasureWarm(State, Prepare()); });
-        benchmark::RegisterBenchmark(("cold/" + sName).c_str(),
+        benchmark::RegisterBenchmark(("cold/" + szName).c_str(),
                                      [Prepare](benchmark::State &State) { MeasureCold(State, Prepare()); })
             ->UseManualTime()
             ->Iterations(1);

@@ -22,19 +22,19 @@ constexpr size_t LONGEST_NSEC = 1'000'000; // longer ones are counted with it
 
 // The state that the threads of a run share.
 struct Run {
-    std::array<std::atomic<UINT64>, NUM_VIDEO_INPUTS> NewestPts{};
+    std::array<std::atomic<UINT64>, NUM_VIDEO_INPUTS> NewestPTS{};
     std::atomic<bool> bStop{false};
     std::atomic<UINT64> nCalls{0};
 };
 
 void Produce(Run &Shared, int nInput) {
     TCPayload Payload = bench::PayloadOf(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-    auto &NewestPts = Shared.NewestPts.at(static_cast<size_t>(nInput));
+    auto &NewestPTS = Shared.NewestPTS.at(static_cast<size_t>(nInput));
     UINT64 nCalls = 0;
-    for (UINT64 nPts = NewestPts; !Shared.bStop; ++nCalls) {
-        nPts += bench::TICKS_PER_PICTURE;
-        Timecode_SetUTC(nInput, TCSOURCE_HIGH_PRECISION_TIMESTAMP, nPts, &Payload);
-        NewestPts = nPts;
+    for (UINT64 nPTS = NewestPTS; !Shared.bStop; ++nCalls) {
+        nPTS += bench::TICKS_PER_PICTURE;
+        Timecode_SetUTC(nInput, TCSOURCE_HIGH_PRECISION_TIMESTAMP, nPTS, &Payload);
+        NewestPTS = nPTS;
     }
     Shared.nCalls += nCalls;
 }
@@ -42,7 +42,7 @@ void Produce(Run &Shared, int nInput) {
 using Histogram = std::vector<UINT64>; // number of retrievals by nanoseconds
 
 void RetrieveUntilStopped(Run &Shared, int nInput, Histogram &Counts) {
-    const auto &NewestPts = Shared.NewestPts.at(static_cast<size_t>(nInput));
+    const auto &NewestPTS = Shared.NewestPTS.at(static_cast<size_t>(nInput));
     int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP;
     MISP_UTC Utc{};
     vitc_t Vitc{};
@@ -51,7 +51,7 @@ void RetrieveUntilStopped(Run &Shared, int nInput, Histogram &Counts) {
     for (; !Shared.bStop; ++nCalls) {
         void *pCursor = nullptr;
         const auto Start = Clock::now();
-        Timecode_GetUTC(nInput, &enSource, FALSE, 30, 29000, NewestPts - 5 * bench::TICKS_PER_PICTURE, 0, 0, &Utc,
+        Timecode_GetUTC(nInput, &enSource, FALSE, 30, 29000, NewestPTS - 5 * bench::TICKS_PER_PICTURE, 0, 0, &Utc,
                         &Vitc, &bSame, &pCursor);
         const auto nNsec = static_cast<size_t>((Clock::now() - Start) / std::chrono::nanoseconds(1));
         ++Counts[std::min(nNsec, LONGEST_NSEC)];
@@ -90,7 +90,7 @@ void Contend(benchmark::State &State, const Inputs &Producers, const Inputs &Ret
         Run Shared;
         for (int nInput = 0; nInput < NUM_VIDEO_INPUTS; ++nInput) {
             bench::FillPool(TCSOURCE_HIGH_PRECISION_TIMESTAMP, nInput);
-            Shared.NewestPts.at(static_cast<size_t>(nInput)) =
+            Shared.NewestPTS.at(static_cast<size_t>(nInput)) =
                 (bench::RECORDS_PER_INPUT - 1) * bench::TICKS_PER_PICTURE;
         }
         std::vector<Histogram> PerThread(Retrievers.size(), Histogram(LONGEST_NSEC + 1));

@@ -1,7 +1,6 @@
 // The same arithmetic in other libraries: the label of a UTC, the next drop-frame label at 29.97 Hz, and the number of
 // frames between two labels. Each does it in its own way and keeps its own kind of label.
 #include <benchmark/benchmark.h>
-
 #include <ctime>
 
 #include "timecode.h"
@@ -40,7 +39,7 @@ private:
     INT64 m_nUsec = SOME_SECOND * 1'000'000;
 };
 
-void Ours_Label(benchmark::State &State) {
+void OursLabel(benchmark::State &State) {
     Pictures Time;
     vitc_t Vitc{};
     for ([[maybe_unused]] auto Unused : State) {
@@ -49,23 +48,23 @@ void Ours_Label(benchmark::State &State) {
         benchmark::DoNotOptimize(Vitc);
     }
 }
-BENCHMARK(Ours_Label)->Name("this library/UTC to label");
+BENCHMARK(OursLabel)->Name("this library/UTC to label");
 
-void Ours_Next(benchmark::State &State) {
+void OursNext(benchmark::State &State) {
     SMPTE12M1_CONTEXT Context{};
     Context.PTSTicksPerFrame = 3003;
     Context.nEncodedPictureRate = 30;
     Context.nVUIFramerate = 29000;
     for ([[maybe_unused]] auto Unused : State) {
-        const UINT64 nPts = Context.OldTimestamp64 + Context.PTSTicksPerFrame;
-        Timecode_MakeSMPTE12M1VITC(&Context, 0, nPts, &Context.OldSystemTC);
-        Context.OldTimestamp64 = nPts;
+        const UINT64 nPTS = Context.OldTimestamp64 + Context.PTSTicksPerFrame;
+        Timecode_MakeSMPTE12M1VITC(&Context, 0, nPTS, &Context.OldSystemTC);
+        Context.OldTimestamp64 = nPTS;
         benchmark::DoNotOptimize(Context);
     }
 }
-BENCHMARK(Ours_Next)->Name("this library/next label");
+BENCHMARK(OursNext)->Name("this library/next label");
 
-void Ours_Difference(benchmark::State &State) {
+void OursDifference(benchmark::State &State) {
     vitc_t Old{};
     vitc_t New[2]{};
     New[0].HourUnits = 1;
@@ -78,12 +77,12 @@ void Ours_Difference(benchmark::State &State) {
         benchmark::DoNotOptimize(nFrames);
     }
 }
-BENCHMARK(Ours_Difference)->Name("this library/difference");
+BENCHMARK(OursDifference)->Name("this library/difference");
 
 #ifdef PEER_LIBAVUTIL
 constexpr AVRational RATE_29_97 = {30000, 1001};
 
-void Avutil_Label(benchmark::State &State) {
+void AvutilLabel(benchmark::State &State) {
     Pictures Time;
     for ([[maybe_unused]] auto Unused : State) {
         Time.Next();
@@ -93,9 +92,9 @@ void Avutil_Label(benchmark::State &State) {
             av_timecode_get_smpte(RATE_29_97, 0, Parts.tm_hour, Parts.tm_min, Parts.tm_sec, Time.nFrame));
     }
 }
-BENCHMARK(Avutil_Label)->Name("libavutil/UTC to label");
+BENCHMARK(AvutilLabel)->Name("libavutil/UTC to label");
 
-void Avutil_Next(benchmark::State &State) {
+void AvutilNext(benchmark::State &State) {
     AVTimecode Timecode{};
     av_timecode_init(&Timecode, RATE_29_97, AV_TIMECODE_FLAG_DROPFRAME, 0, nullptr);
     int nFrame = 0;
@@ -104,9 +103,9 @@ void Avutil_Next(benchmark::State &State) {
         benchmark::DoNotOptimize(av_timecode_get_smpte_from_framenum(&Timecode, nFrame));
     }
 }
-BENCHMARK(Avutil_Next)->Name("libavutil/next label");
+BENCHMARK(AvutilNext)->Name("libavutil/next label");
 
-void Avutil_Difference(benchmark::State &State) {
+void AvutilDifference(benchmark::State &State) {
     AVTimecode Old{};
     AVTimecode New{};
     int nMinute = 0;
@@ -117,7 +116,7 @@ void Avutil_Difference(benchmark::State &State) {
         benchmark::DoNotOptimize(New.start - Old.start);
     }
 }
-BENCHMARK(Avutil_Difference)->Name("libavutil/difference");
+BENCHMARK(AvutilDifference)->Name("libavutil/difference");
 #endif
 
 #ifdef PEER_GSTREAMER_VIDEO_1_0
@@ -128,7 +127,7 @@ GstVideoTimeCode GstreamerLabel(guint nHours, guint nMinutes, guint nFrames) {
     return Label;
 }
 
-void Gstreamer_Label(benchmark::State &State) {
+void GstreamerLabel(benchmark::State &State) {
     Pictures Time;
     for ([[maybe_unused]] auto Unused : State) {
         Time.Next();
@@ -143,18 +142,18 @@ void Gstreamer_Label(benchmark::State &State) {
         g_date_time_unref(pSecond);
     }
 }
-BENCHMARK(Gstreamer_Label)->Name("GStreamer/UTC to label");
+BENCHMARK(GstreamerLabel)->Name("GStreamer/UTC to label");
 
-void Gstreamer_Next(benchmark::State &State) {
+void GstreamerNext(benchmark::State &State) {
     GstVideoTimeCode Label = GstreamerLabel(0, 0, 0);
     for ([[maybe_unused]] auto Unused : State) {
         gst_video_time_code_increment_frame(&Label);
         benchmark::DoNotOptimize(Label);
     }
 }
-BENCHMARK(Gstreamer_Next)->Name("GStreamer/next label");
+BENCHMARK(GstreamerNext)->Name("GStreamer/next label");
 
-void Gstreamer_Difference(benchmark::State &State) {
+void GstreamerDifference(benchmark::State &State) {
     const GstVideoTimeCode Old = GstreamerLabel(0, 0, 0);
     GstVideoTimeCode New = GstreamerLabel(1, 0, 2);
     for ([[maybe_unused]] auto Unused : State) {
@@ -163,11 +162,11 @@ void Gstreamer_Difference(benchmark::State &State) {
                                  gst_video_time_code_frames_since_daily_jam(&Old));
     }
 }
-BENCHMARK(Gstreamer_Difference)->Name("GStreamer/difference");
+BENCHMARK(GstreamerDifference)->Name("GStreamer/difference");
 #endif
 
 #ifdef PEER_LTC
-void Ltc_Label(benchmark::State &State) {
+void LtcLabel(benchmark::State &State) {
     Pictures Time;
     LTCFrame Frame{};
     for ([[maybe_unused]] auto Unused : State) {
@@ -183,9 +182,9 @@ void Ltc_Label(benchmark::State &State) {
         benchmark::DoNotOptimize(Frame);
     }
 }
-BENCHMARK(Ltc_Label)->Name("libltc/UTC to label");
+BENCHMARK(LtcLabel)->Name("libltc/UTC to label");
 
-void Ltc_Next(benchmark::State &State) {
+void LtcNext(benchmark::State &State) {
     LTCFrame Frame{};
     ltc_frame_reset(&Frame);
     Frame.dfbit = 1;
@@ -194,7 +193,7 @@ void Ltc_Next(benchmark::State &State) {
         benchmark::DoNotOptimize(Frame);
     }
 }
-BENCHMARK(Ltc_Next)->Name("libltc/next label");
+BENCHMARK(LtcNext)->Name("libltc/next label");
 #endif
 
 } // namespace

@@ -1,12 +1,12 @@
 // The calls that are measured, each on a library that has been brought into the state that the call meets.
 // Every scenario ends up as a callable object, so that a warm and a cold measurement run the very same code.
-#pragma once
+#ifndef BENCHMARKS_SCENARIOS_H
+#define BENCHMARKS_SCENARIOS_H
 
 #include <benchmark/benchmark.h>
-#include <pthread.h>
-
 #include <cstring>
 #include <ctime>
+#include <pthread.h>
 #include <string>
 
 #include "timecode.h"
@@ -75,17 +75,17 @@ inline void FillMixedPool(int enNearSource) {
 class Queue {
 public:
     explicit Queue(int enSource) : m_enSource(enSource), m_Payload(PayloadOf(enSource)) {}
-    void operator()() { Timecode_SetUTC(0, m_enSource, m_nPts += TICKS_PER_PICTURE, &m_Payload); }
+    void operator()() { Timecode_SetUTC(0, m_enSource, m_nPTS += TICKS_PER_PICTURE, &m_Payload); }
 
 private:
     int m_enSource;
     TCPayload m_Payload;
-    UINT64 m_nPts = 0;
+    UINT64 m_nPTS = 0;
 };
 
 struct Asked {
     int enSource;
-    UINT64 nPts;
+    UINT64 nPTS;
     BOOL bSwitching = FALSE;
     void *pCursor = nullptr;
 };
@@ -98,7 +98,7 @@ public:
         benchmark::DoNotOptimize(Ask(pCursor));
     }
     BOOL Ask(void *&pCursor) {
-        return Timecode_GetUTC(0, &m_What.enSource, m_What.bSwitching, 30, 29000, m_What.nPts, 0, SOME_UTC, &m_Utc,
+        return Timecode_GetUTC(0, &m_What.enSource, m_What.bSwitching, 30, 29000, m_What.nPTS, 0, SOME_UTC, &m_Utc,
                                &m_Vitc, &m_bSame, &pCursor);
     }
 
@@ -110,46 +110,46 @@ private:
 };
 
 // The cursor that leads to the record of a picture.
-inline void *CursorTo(int enSource, UINT64 nPts) {
+inline void *CursorTo(int enSource, UINT64 nPTS) {
     void *pCursor = nullptr;
-    Retrieve({.enSource = enSource, .nPts = nPts - TICKS_PER_PICTURE}).Ask(pCursor);
+    Retrieve({.enSource = enSource, .nPTS = nPTS - TICKS_PER_PICTURE}).Ask(pCursor);
     return pCursor;
 }
 
-constexpr UINT64 PtsAtDepth(UINT64 nDepth) {
+constexpr UINT64 PTSAtDepth(UINT64 nDepth) {
     return (RECORDS_PER_INPUT - nDepth) * TICKS_PER_PICTURE;
 }
 
 inline Retrieve WithCursor(int enRevision, int enSource) {
     Restart(enRevision);
     FillPool(enSource);
-    constexpr UINT64 nPts = PtsAtDepth(90);
-    return Retrieve({.enSource = enSource, .nPts = nPts, .pCursor = CursorTo(enSource, nPts)});
+    const UINT64 nPTS = PTSAtDepth(90);
+    return Retrieve({.enSource = enSource, .nPTS = nPTS, .pCursor = CursorTo(enSource, nPTS)});
 }
 
 inline Retrieve WithoutCursor(UINT64 nDepth) {
     Restart(MISP_PROFILE_2016_2);
     FillPool(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-    return Retrieve({.enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP, .nPts = PtsAtDepth(nDepth)});
+    return Retrieve({.enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP, .nPTS = PTSAtDepth(nDepth)});
 }
 
 // A picture after the newest record: the time is carried forward.
 inline Retrieve Silent(int enSource) {
     Restart(MISP_PROFILE_62);
     FillPool(enSource);
-    return Retrieve({.enSource = enSource, .nPts = PtsAtDepth(0)});
+    return Retrieve({.enSource = enSource, .nPTS = PTSAtDepth(0)});
 }
 
 inline Retrieve SystemClock() {
     Restart(MISP_PROFILE_62);
-    return Retrieve({.enSource = TCSOURCE_SYSTEM_TIMESTAMP, .nPts = PtsAtDepth(90)});
+    return Retrieve({.enSource = TCSOURCE_SYSTEM_TIMESTAMP, .nPTS = PTSAtDepth(90)});
 }
 
 // The records that lie nearest to the picture are the oldest, so that every candidate takes a whole walk.
 inline Retrieve Switching(int enSource) {
     Restart(MISP_PROFILE_62);
     FillMixedPool(enSource);
-    return Retrieve({.enSource = enSource, .nPts = 0, .bSwitching = TRUE});
+    return Retrieve({.enSource = enSource, .nPTS = 0, .bSwitching = TRUE});
 }
 
 class ToTimecode {
@@ -176,9 +176,9 @@ public:
         m_Context.nVUIFramerate = 29000;
     }
     void operator()() {
-        const UINT64 nPts = m_Context.OldTimestamp64 + TICKS_PER_PICTURE;
-        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, nPts, &m_Context.OldSystemTC);
-        m_Context.OldTimestamp64 = nPts;
+        const UINT64 nPTS = m_Context.OldTimestamp64 + TICKS_PER_PICTURE;
+        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, nPTS, &m_Context.OldSystemTC);
+        m_Context.OldTimestamp64 = nPTS;
     }
 
 private:
@@ -243,3 +243,5 @@ void ForEachScenario(Take &&Add) {
 void RegisterContention();
 
 } // namespace bench
+
+#endif

@@ -12,7 +12,9 @@
 
 using namespace encoder;
 
-static void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
+namespace {
+
+void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
     TimecodeSeiReader({bHevc, nLengthBytes}, Input).Read(Input);
     const StampsRead Read = ReadStamps(Input, {bHevc, nLengthBytes});
     for (const UtcStamp &Stamp : Read.Stamps) {
@@ -25,7 +27,7 @@ static void ReadAccessUnit(Bytes Input, bool bHevc, int nLengthBytes) {
 }
 
 // The written time stamp can be read, whatever the access unit holds, and writing it again changes nothing.
-static void WriteAccessUnit(Bytes Any, bool bHevc) {
+void WriteAccessUnit(Bytes Any, bool bHevc) {
     constexpr std::array<std::uint8_t, 9> SLICE = {0, 0, 0, 1, 0x65, 0x88, 0x84, 0x00, 0x21};
     std::vector<std::uint8_t> Input(Any.begin(), Any.end());
     Input.insert(Input.end(), SLICE.begin(), SLICE.end());
@@ -40,6 +42,8 @@ static void WriteAccessUnit(Bytes Any, bool bHevc) {
            "the written time stamp can be read");
     Demand(Writer.Insert(Output, Stamp, Label).AccessUnit == Output, "writing again replaces what was written");
 }
+
+} // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pBytes, std::size_t nSize) {
     if (nSize < 1)

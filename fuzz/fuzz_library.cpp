@@ -16,7 +16,9 @@
 
 using interpose::g_Clock;
 
-static constexpr model::Care CARE = model::Care::FUZZ_CARE;
+namespace {
+
+constexpr model::Care CARE = model::Care::FUZZ_CARE;
 
 // A session's choices: read from the front; where nothing is left, zeros.
 class FuzzedBytes : public model::Choices {
@@ -45,27 +47,29 @@ struct Counted : model::Comparison {
     ~Counted() { std::fprintf(stderr, "%llu calls compared\n", static_cast<unsigned long long>(Calls())); }
 };
 
-static Counted &Both() {
+Counted &Both() {
     static Counted Calls;
     return Calls;
 }
 
-static struct sigaction g_Watchdog;
+struct sigaction g_Watchdog;
 
 // libFuzzer looks for inputs that hang from a signal's handler, by the same clock: there it must be the real one.
-static void OnAlarm(int nSignal, siginfo_t *pInfo, void *pvContext) {
+void OnAlarm(int nSignal, siginfo_t *pInfo, void *pvContext) {
     const bool bReal = g_Clock.bReal.exchange(true);
     g_Watchdog.sa_sigaction(nSignal, pInfo, pvContext);
     g_Clock.bReal = bReal;
 }
 
-static bool LetWatchdogSeeTheTime() {
+bool LetWatchdogSeeTheTime() {
     if (sigaction(SIGALRM, nullptr, &g_Watchdog) != 0 || g_Watchdog.sa_handler == SIG_DFL)
         return true; // a single input is run again, without the watchdog
     struct sigaction Own = g_Watchdog;
     Own.sa_sigaction = OnAlarm;
     return sigaction(SIGALRM, &Own, nullptr) == 0;
 }
+
+} // namespace
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     g_Clock.bReal = true;
@@ -75,7 +79,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     return 0;
 }
 
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *pBytes, size_t nSize) {
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pBytes, size_t nSize) {
     static const bool bWatchdogSeesTheTime = LetWatchdogSeeTheTime();
     Demand(bWatchdogSeesTheTime, "the watchdog is set");
     FuzzedBytes From(pBytes, nSize);

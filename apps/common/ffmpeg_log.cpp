@@ -19,7 +19,7 @@ constexpr unsigned MESSAGES_SHOWN = 10;
 std::atomic<Console *> g_pConsole{nullptr};
 std::atomic<unsigned> g_nMessages{0};
 
-void TakeMessage(void *pObject, int nLevel, const char *szFormat, va_list Arguments) {
+void PassMessage(void *pObject, int nLevel, const char *szFormat, va_list Arguments) {
     Console *const pConsole = g_pConsole;
     if (nLevel > AV_LOG_ERROR || pConsole == nullptr || g_nMessages++ >= MESSAGES_SHOWN)
         return;
@@ -35,7 +35,7 @@ void TakeMessage(void *pObject, int nLevel, const char *szFormat, va_list Argume
 
 FfmpegLog::FfmpegLog(Console &Out) {
     g_pConsole = &Out;
-    av_log_set_callback(TakeMessage);
+    av_log_set_callback(PassMessage);
 }
 
 FfmpegLog::~FfmpegLog() {

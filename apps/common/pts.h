@@ -15,7 +15,7 @@ constexpr std::uint64_t StreamPTS(std::int64_t llPTS) {
 }
 
 // From one such time to another, the shorter way round.
-constexpr std::int64_t PtsDistance(std::uint64_t nFrom, std::uint64_t nTo) {
+constexpr std::int64_t PTSDistance(std::uint64_t nFrom, std::uint64_t nTo) {
     const auto llAhead = static_cast<std::int64_t>((nTo - nFrom) & static_cast<std::uint64_t>(PTS_WRAP - 1));
     return llAhead < PTS_WRAP / 2 ? llAhead : llAhead - PTS_WRAP;
 }

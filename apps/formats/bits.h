@@ -15,7 +15,7 @@ public:
     explicit BitReader(Bytes Data) : m_Data(Data) {}
 
     // At most 32 bits.
-    std::uint32_t Take(unsigned nBits) {
+    std::uint32_t Read(unsigned nBits) {
         std::uint32_t nValue = 0;
         for (; nBits > 0; --nBits, ++m_nAt) {
             const std::size_t nByte = m_nAt / 8;
@@ -25,14 +25,14 @@ public:
         return nValue;
     }
 
-    bool Flag() { return Take(1) != 0; }
+    bool Flag() { return Read(1) != 0; }
 
     // Exponential-Golomb code, unsigned; 0 for one that has no end in 32 bits. A signed one has the same length.
     std::uint32_t Golomb() {
         unsigned nZeros = 0;
         while (!IsPast() && nZeros < 32 && !Flag())
             ++nZeros;
-        return nZeros < 32 ? (1U << nZeros) - 1 + Take(nZeros) : 0;
+        return nZeros < 32 ? (1U << nZeros) - 1 + Read(nZeros) : 0;
     }
 
     std::int32_t SignedGolomb() {

@@ -64,43 +64,43 @@ void SkipPictureOrder(BitReader &Bits) {
         Bits.Golomb();
 }
 
-void TakeHrd(BitReader &Bits, PicTimingFormat &Format) {
+void ReadHrd(BitReader &Bits, PicTimingFormat &Format) {
     const std::uint32_t nCpbs = std::min(Bits.Golomb(), MAX_CPBS - 1) + 1;
-    Bits.Take(8); // scales
+    Bits.Read(8); // scales
     for (std::uint32_t n = 0; n < nCpbs; ++n) {
         Bits.Golomb();
         Bits.Golomb();
         Bits.Flag();
     }
-    Bits.Take(5); // initial_cpb_removal_delay_length_minus1
+    Bits.Read(5); // initial_cpb_removal_delay_length_minus1
     Format.bDelays = true;
-    Format.nRemovalBits = Bits.Take(5) + 1;
-    Format.nOutputBits = Bits.Take(5) + 1;
-    Format.nOffsetBits = Bits.Take(5);
+    Format.nRemovalBits = Bits.Read(5) + 1;
+    Format.nOutputBits = Bits.Read(5) + 1;
+    Format.nOffsetBits = Bits.Read(5);
 }
 
-void TakeUsabilityInformation(BitReader &Bits, PicTimingFormat &Format) {
-    if (Bits.Flag() && Bits.Take(8) == EXTENDED_ASPECT)
-        Bits.Take(32);
+void ReadUsabilityInformation(BitReader &Bits, PicTimingFormat &Format) {
+    if (Bits.Flag() && Bits.Read(8) == EXTENDED_ASPECT)
+        Bits.Read(32);
     if (Bits.Flag()) // overscan
         Bits.Flag();
     if (Bits.Flag()) { // signal type
-        Bits.Take(4);
+        Bits.Read(4);
         if (Bits.Flag())
-            Bits.Take(24);
+            Bits.Read(24);
     }
     if (Bits.Flag()) { // place of the chroma samples
         Bits.Golomb();
         Bits.Golomb();
     }
     if (Bits.Flag()) { // timing
-        Bits.Take(32);
-        Bits.Take(32);
+        Bits.Read(32);
+        Bits.Read(32);
         Bits.Flag();
     }
     for (int n = 0; n < 2; ++n) // of the NAL units, of the slices
         if (Bits.Flag())
-            TakeHrd(Bits, Format);
+            ReadHrd(Bits, Format);
     if (Format.bDelays)
         Bits.Flag();
     Format.bPicStruct = Bits.Flag();
@@ -108,7 +108,7 @@ void TakeUsabilityInformation(BitReader &Bits, PicTimingFormat &Format) {
 
 } // namespace
 
-void H264Headers::Take(Bytes Nal) {
+void H264Headers::Read(Bytes Nal) {
     const int nType = NalType(Nal, false);
     if (nType != SEQUENCE_SET && nType != PICTURE_SET)
         return;
@@ -121,8 +121,8 @@ void H264Headers::Take(Bytes Nal) {
             m_Pictures[nPicture] = nSequence;
         return;
     }
-    const std::uint32_t nProfile = Bits.Take(8);
-    Bits.Take(16); // constraints, level
+    const std::uint32_t nProfile = Bits.Read(8);
+    Bits.Read(16); // constraints, level
     const std::uint32_t nSequence = Bits.Golomb();
     if (HasChromaFormat(nProfile))
         SkipChromaFormat(Bits);
@@ -141,7 +141,7 @@ void H264Headers::Take(Bytes Nal) {
         for (int n = 0; n < 4; ++n)
             Bits.Golomb();
     if (Bits.Flag())
-        TakeUsabilityInformation(Bits, Format);
+        ReadUsabilityInformation(Bits, Format);
     if (!Bits.IsPast() && nSequence < MAX_SEQUENCE_SETS)
         m_Sequences[nSequence] = *(m_Latest = Format);
 }

@@ -32,7 +32,7 @@ constexpr unsigned ClockTimestamps(unsigned nPicStruct) {
 class H264Headers {
 public:
     // Any NAL unit; parameter sets are kept, the last of each number. One that cannot be read to its end is not.
-    void Take(Bytes Nal);
+    void Read(Bytes Nal);
 
     // The format that holds for the picture of a slice; nothing while its parameter sets have not come.
     std::optional<PicTimingFormat> FormatOf(Bytes SliceNal) const;

@@ -23,7 +23,7 @@ constexpr std::uint64_t TAG_UTC = 2;
 constexpr std::uint8_t TAG_VERSION = 65;
 constexpr std::uint8_t LOCAL_SET_VERSION = 19;
 
-Bytes Take(Bytes &Rest, std::size_t nSize) {
+Bytes CutOff(Bytes &Rest, std::size_t nSize) {
     const Bytes Taken = Rest.first(nSize);
     Rest = Rest.subspan(nSize);
     return Taken;
@@ -37,24 +37,24 @@ std::uint64_t BigEndian(Bytes Data) {
 }
 
 // BER length in short or long form; nothing when it has no end here (indefinite), is over-long or passes the rest.
-std::optional<std::size_t> TakeLength(Bytes &Rest) {
+std::optional<std::size_t> ReadLength(Bytes &Rest) {
     if (Rest.empty())
         return std::nullopt;
-    std::uint64_t nLength = Take(Rest, 1)[0];
+    std::uint64_t nLength = CutOff(Rest, 1)[0];
     if (nLength >= 0x80) {
         const std::size_t nBytes = nLength & 0x7F;
         if (nBytes == 0 || nBytes > MAX_LENGTH_BYTES || nBytes > Rest.size())
             return std::nullopt;
-        nLength = BigEndian(Take(Rest, nBytes));
+        nLength = BigEndian(CutOff(Rest, nBytes));
     }
     return nLength <= Rest.size() ? std::optional<std::size_t>(nLength) : std::nullopt;
 }
 
 // BER-OID: seven bits a byte, the last one without bit 7.
-std::optional<std::uint64_t> TakeTag(Bytes &Rest) {
+std::optional<std::uint64_t> ReadTag(Bytes &Rest) {
     std::uint64_t nTag = 0;
     for (std::size_t n = 0; n < MAX_TAG_BYTES && !Rest.empty(); ++n) {
-        const std::uint8_t nByte = Take(Rest, 1)[0];
+        const std::uint8_t nByte = CutOff(Rest, 1)[0];
         nTag = nTag << 7 | (nByte & 0x7F);
         if (nByte < 0x80)
             return nTag;
@@ -93,13 +93,13 @@ SetReading Broken(const char *szReason) {
 SetReading ReadLocalSet(Bytes Set, Bytes Items) {
     std::optional<std::int64_t> llUTC;
     while (!Items.empty()) {
-        const auto nTag = TakeTag(Items);
-        const auto nLength = nTag ? TakeLength(Items) : std::nullopt;
+        const auto nTag = ReadTag(Items);
+        const auto nLength = nTag ? ReadLength(Items) : std::nullopt;
         if (!nLength)
             return Broken(BAD_LENGTH);
         if (*nTag == TAG_UTC && *nLength != UTC_SIZE)
             return Broken(BAD_UTC_LENGTH);
-        const Bytes Value = Take(Items, *nLength);
+        const Bytes Value = CutOff(Items, *nLength);
         if (*nTag == TAG_UTC)
             llUTC = static_cast<std::int64_t>(BigEndian(Value));
         if (*nTag == TAG_CHECKSUM) {
@@ -146,16 +146,16 @@ LocalSetsRead ReadLocalSets(Bytes Packet) {
     while (FindKey(Rest)) {
         const Bytes Begin = Rest;
         const std::size_t nKeySize = std::min(LOCAL_SET_KEY.size(), Rest.size());
-        const Bytes Key = Take(Rest, nKeySize);
+        const Bytes Key = CutOff(Rest, nKeySize);
         const bool bOurs = std::equal(Key.begin(), Key.end(), LOCAL_SET_KEY.begin());
         Read.nEg0104 += IsEg0104(Key) ? 1 : 0;
-        const auto nLength = TakeLength(Rest);
+        const auto nLength = ReadLength(Rest);
         if (!nLength) {
             if (bOurs)
                 Read.Broken.push_back(BAD_LENGTH);
             break;
         }
-        const Bytes Items = Take(Rest, *nLength);
+        const Bytes Items = CutOff(Rest, *nLength);
         if (!bOurs)
             continue;
         const SetReading Set = ReadLocalSet(Begin.first(Begin.size() - Rest.size()), Items);

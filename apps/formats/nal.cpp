@@ -144,8 +144,8 @@ std::optional<SeiMessage> SeiReader::Next() {
     if (m_Rest.empty() || (Used.size() == 1 && Used[0] == TRAILING_BITS))
         return std::nullopt;
     SeiMessage Message;
-    const auto nType = TakeNumber();
-    const auto nSize = nType ? TakeNumber() : std::nullopt;
+    const auto nType = ReadNumber();
+    const auto nSize = nType ? ReadNumber() : std::nullopt;
     Message.nPayloadType = nType.value_or(0);
     Message.bComplete = nSize && *nSize <= m_Rest.size();
     Message.Payload = m_Rest.first(Message.bComplete ? *nSize : m_Rest.size());
@@ -154,7 +154,7 @@ std::optional<SeiMessage> SeiReader::Next() {
 }
 
 // A number is the sum of its bytes, of which all but the last are 255.
-std::optional<std::size_t> SeiReader::TakeNumber() {
+std::optional<std::size_t> SeiReader::ReadNumber() {
     std::size_t nNumber = 0;
     while (!m_Rest.empty()) {
         const std::uint8_t nByte = m_Rest[0];

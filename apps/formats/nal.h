@@ -73,7 +73,7 @@ public:
     std::optional<SeiMessage> Next();
 
 private:
-    std::optional<std::size_t> TakeNumber();
+    std::optional<std::size_t> ReadNumber();
 
     Bytes m_Rest;
 };

@@ -53,10 +53,10 @@ std::vector<std::uint8_t> BuildPicTiming(const PicTimingFormat &Format, Bytes Ol
     BitReader Old(OldTiming);
     BitWriter Bits;
     if (Format.bDelays) {
-        Bits.Put(Old.Take(Format.nRemovalBits), Format.nRemovalBits);
-        Bits.Put(Old.Take(Format.nOutputBits), Format.nOutputBits);
+        Bits.Put(Old.Read(Format.nRemovalBits), Format.nRemovalBits);
+        Bits.Put(Old.Read(Format.nOutputBits), Format.nOutputBits);
     }
-    const unsigned nOldStruct = Old.Take(4);
+    const unsigned nOldStruct = Old.Read(4);
     const unsigned nPicStruct = ClockTimestamps(nOldStruct) > 0 ? nOldStruct : 0;
     const bool bInterlaced = nPicStruct >= 1 && nPicStruct <= 6;
     Bits.Put(nPicStruct, 4);
@@ -153,11 +153,11 @@ std::vector<std::uint8_t> SeiHeader(Bytes Slice, bool bHevc) {
 
 } // namespace
 
-void SeiWriter::TakeHeaders(Bytes Nals) {
+void SeiWriter::ReadHeaders(Bytes Nals) {
     NalReader Reader(Nals, {m_bHevc, 0});
     while (const auto Nal = Reader.Next())
         if (!m_bHevc)
-            m_Headers.Take(*Nal);
+            m_Headers.Read(*Nal);
 }
 
 // Empty where the stream has no place for it.
@@ -181,7 +181,7 @@ SeiWriter::Result SeiWriter::Insert(Bytes AccessUnit, const std::optional<UtcSta
         if (!Picture && IsPicture(*Nal, m_bHevc))
             Picture = Nals.size();
         if (!m_bHevc && !Picture)
-            m_Headers.Take(*Nal);
+            m_Headers.Read(*Nal);
         if (!m_bHevc && !Picture && IsSei(*Nal, false))
             if (auto Found = PicTimingIn(*Nal); !Found.empty())
                 OldTiming = std::move(Found);

@@ -25,7 +25,7 @@ public:
     };
 
     // Parameter sets that come outside the access units.
-    void TakeHeaders(Bytes Nals);
+    void ReadHeaders(Bytes Nals);
 
     // Returns the access unit with an SEI NAL unit more, before the picture's first slice and after all that goes
     // before it. Access units come in the order of the stream, since their headers hold on. Messages of the same kinds

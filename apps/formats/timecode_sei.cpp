@@ -14,13 +14,13 @@ constexpr std::uint32_t LAST_COUNTING_WITH_DROPS = 6;
 // Both codecs tell it alike, but for the width of the frame number. A time of day that is not told in full goes on from
 // an earlier one, and is passed over.
 std::optional<TimecodeLabel> ReadClock(BitReader &Bits, unsigned nFrameBits) {
-    const std::uint32_t nCounting = Bits.Take(5);
+    const std::uint32_t nCounting = Bits.Read(5);
     const bool bFull = Bits.Flag();
-    Bits.Take(2); // discontinuity, dropped
+    Bits.Read(2); // discontinuity, dropped
     TimecodeLabel Label;
-    Label.nFrames = static_cast<int>(Bits.Take(nFrameBits));
+    Label.nFrames = static_cast<int>(Bits.Read(nFrameBits));
     const auto Part = [&](unsigned nBits) {
-        return bFull || Bits.Flag() ? std::optional(Bits.Take(nBits)) : std::nullopt;
+        return bFull || Bits.Flag() ? std::optional(Bits.Read(nBits)) : std::nullopt;
     };
     const auto nSeconds = Part(6);
     const auto nMinutes = nSeconds ? Part(6) : std::nullopt;
@@ -39,13 +39,13 @@ std::optional<TimecodeLabel> ReadPicTiming(Bytes Payload, const PicTimingFormat 
     if (!Format.bPicStruct)
         return std::nullopt;
     BitReader Bits(Payload);
-    Bits.Take(Format.nRemovalBits);
-    Bits.Take(Format.nOutputBits);
-    const unsigned nClocks = ClockTimestamps(Bits.Take(4));
+    Bits.Read(Format.nRemovalBits);
+    Bits.Read(Format.nOutputBits);
+    const unsigned nClocks = ClockTimestamps(Bits.Read(4));
     for (unsigned n = 0; n < nClocks; ++n) {
         if (!Bits.Flag())
             continue;
-        Bits.Take(3); // ct_type, nuit_field_based_flag
+        Bits.Read(3); // ct_type, nuit_field_based_flag
         return ReadClock(Bits, 8);
     }
     return std::nullopt;
@@ -53,11 +53,11 @@ std::optional<TimecodeLabel> ReadPicTiming(Bytes Payload, const PicTimingFormat 
 
 std::optional<TimecodeLabel> ReadTimeCode(Bytes Payload) {
     BitReader Bits(Payload);
-    const std::uint32_t nClocks = Bits.Take(2);
+    const std::uint32_t nClocks = Bits.Read(2);
     for (std::uint32_t n = 0; n < nClocks; ++n) {
         if (!Bits.Flag())
             continue;
-        Bits.Take(1); // units_field_based_flag
+        Bits.Read(1); // units_field_based_flag
         return ReadClock(Bits, 9);
     }
     return std::nullopt;
@@ -81,7 +81,7 @@ TimecodeSeiReader::TimecodeSeiReader(NalFormat Format, Bytes Extradata) : m_Form
     if (m_Format.nLengthBytes == 0)
         Read(Extradata);
     else
-        m_Headers.Take(SetOfConfiguration(Extradata));
+        m_Headers.Read(SetOfConfiguration(Extradata));
 }
 
 std::optional<TimecodeLabel> TimecodeSeiReader::Read(Bytes AccessUnit) {
@@ -90,7 +90,7 @@ std::optional<TimecodeLabel> TimecodeSeiReader::Read(Bytes AccessUnit) {
         if (IsSlice(*Nal, m_Format.bHevc))
             break;
         if (!m_Format.bHevc)
-            m_Headers.Take(*Nal);
+            m_Headers.Read(*Nal);
         if (IsSei(*Nal, m_Format.bHevc))
             if (const auto Label = ReadSei(*Nal))
                 return Label;

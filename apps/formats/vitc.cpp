@@ -73,10 +73,10 @@ bool PaintVitc(const LumaRows &Rows, const TimecodeLabel &Label, int nRate) {
     const LineBits Line = BitsOf(Label, nRate);
     for (int nRow = 0; nRow < Rows.nRows; ++nRow) {
         std::uint8_t *const pRow = Rows.pFirst + nRow * Rows.nStride;
-        for (int x = 0; x < Rows.nWidth; ++x) {
-            const std::int64_t nBit = std::int64_t{x} * WIDTH_IN_BITS / Rows.nWidth - BITS_BEFORE;
+        for (int nX = 0; nX < Rows.nWidth; ++nX) {
+            const std::int64_t nBit = std::int64_t{nX} * WIDTH_IN_BITS / Rows.nWidth - BITS_BEFORE;
             const bool bInLine = nBit >= 0 && nBit < static_cast<std::int64_t>(LINE_BITS);
-            pRow[x] = bInLine && Line[static_cast<std::size_t>(nBit)] ? LEVEL_ONE : LEVEL_ZERO;
+            pRow[nX] = bInLine && Line[static_cast<std::size_t>(nBit)] ? LEVEL_ONE : LEVEL_ZERO;
         }
     }
     return true;
@@ -114,7 +114,7 @@ std::optional<TimecodeReading> TimecodeFilter::Following(const TimecodeReading &
                                                          int nTolerance) const {
     if (Before.Label.bDropFrame != AsRead.Label.bDropFrame)
         return std::nullopt;
-    const auto Distance = static_cast<double>(PtsDistance(Before.nPTS, AsRead.nPTS));
+    const auto Distance = static_cast<double>(PTSDistance(Before.nPTS, AsRead.nPTS));
     const std::int64_t nExpected = ToFrameCount(Before.Label, m_nRate) + std::llround(Distance * m_FramesPerTick);
     const std::int64_t nDay = FramesPerDay(m_nRate, AsRead.Label.bDropFrame);
     std::optional<TimecodeReading> Best;

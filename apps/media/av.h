@@ -21,7 +21,7 @@ extern "C" {
 namespace encoder {
 
 // PTS and DTS travel in ticks of 90 kHz everywhere in this program.
-constexpr AVRational k90kHz{1, TICKS_PER_SECOND};
+constexpr AVRational TIME_BASE_90_KHZ{1, TICKS_PER_SECOND};
 
 struct AvFree {
     void operator()(AVPacket *pPacket) const { av_packet_free(&pPacket); }

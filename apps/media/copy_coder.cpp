@@ -33,12 +33,12 @@ CopyCoder::CopyCoder(const AVStream &Video, AVRational Rate, const std::string &
     Check(av_bsf_alloc(StartCodeFilter(Video.codecpar->codec_id, szName), &pFilter), ExitCode::Encoder, szName);
     m_Filter.reset(pFilter);
     Check(avcodec_parameters_copy(m_Filter->par_in, Video.codecpar), ExitCode::Encoder, szName);
-    m_Filter->time_base_in = k90kHz;
+    m_Filter->time_base_in = TIME_BASE_90_KHZ;
     Check(av_bsf_init(m_Filter.get()), ExitCode::Input, szName);
 }
 
 // One packet goes in and one comes out; one that the filter cannot read is left out, as FFmpeg's muxer would.
-void CopyCoder::Take(const AVPacket &Packet, std::int64_t nPacket) {
+void CopyCoder::Add(const AVPacket &Packet, std::int64_t nPacket) {
     PacketPtr Copy(av_packet_clone(&Packet));
     if (!Copy)
         throw std::bad_alloc();
@@ -57,7 +57,7 @@ void CopyCoder::Place(std::int64_t nPacket, std::int64_t llPTS) {
 }
 
 template <typename Condition>
-std::optional<CopyCoder::Waiting> CopyCoder::TakeFirst(Condition IsWanted) {
+std::optional<CopyCoder::Waiting> CopyCoder::PopFirst(Condition IsWanted) {
     const std::lock_guard Lock(m_Mutex);
     if (m_Waiting.empty() || !IsWanted(m_Waiting.front()))
         return std::nullopt;
@@ -69,7 +69,7 @@ std::optional<CopyCoder::Waiting> CopyCoder::TakeFirst(Condition IsWanted) {
 // An output that stalls does not keep the producer from its packets.
 template <typename Condition>
 void CopyCoder::HandOnWhile(Condition IsWanted, const PacketSink &Sink) {
-    while (const std::optional<Waiting> Item = TakeFirst(IsWanted))
+    while (const std::optional<Waiting> Item = PopFirst(IsWanted))
         HandOn(*Item, Sink);
 }
 

@@ -25,7 +25,7 @@ public:
 
     // Producer: a video packet, in coding order, with times on the output's timeline; and later the PTS of its picture,
     // in display order. A packet may have no picture of its own: a second field, or one that cannot be decoded.
-    void Take(const AVPacket &Packet, std::int64_t nPacket);
+    void Add(const AVPacket &Packet, std::int64_t nPacket);
     void Place(std::int64_t nPacket, std::int64_t llPTS);
 
     void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) override;
@@ -48,7 +48,7 @@ private:
 
     bool IsDue(const Waiting &Item, std::int64_t llPTS) const;
     template <typename Condition>
-    std::optional<Waiting> TakeFirst(Condition IsWanted);
+    std::optional<Waiting> PopFirst(Condition IsWanted);
     template <typename Condition>
     void HandOnWhile(Condition IsWanted, const PacketSink &Sink);
     void HandOn(const Waiting &Item, const PacketSink &Sink);

@@ -103,7 +103,7 @@ Coverage CoverageOf(const Survey &Seen, const StampSeries &Series) {
         nAtPicture += IsWithin(LIBRARY_REACH, LIBRARY_REACH) ? 1 : 0;
         nMoved += IsWithin(std::max(LIBRARY_REACH, llHalfPeriod), MOVED_REACH) ? 1 : 0;
     }
-    const double All = std::max(1.0, static_cast<double>(nPictures + Seen.nPicturesWithoutPts));
+    const double All = std::max(1.0, static_cast<double>(nPictures + Seen.nPicturesWithoutPTS));
     return {static_cast<double>(nAtPicture) / All, static_cast<double>(nMoved) / All};
 }
 

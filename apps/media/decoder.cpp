@@ -39,7 +39,7 @@ Decoder::Decoder(const AVStream &Stream, const std::string &szName) {
     if (!m_Context)
         throw std::bad_alloc();
     Check(avcodec_parameters_to_context(m_Context.get(), Stream.codecpar), ExitCode::Input, szName);
-    m_Context->pkt_timebase = k90kHz;
+    m_Context->pkt_timebase = TIME_BASE_90_KHZ;
     m_Context->thread_count = 1;
     m_Context->flags |= COPY_NUMBER;
     Check(avcodec_open2(m_Context.get(), pCodec, nullptr), ExitCode::Input, szName + ": opening the decoder");

@@ -16,8 +16,8 @@ namespace encoder {
 
 namespace {
 
-constexpr int64_t TS_PACKET_SIZE = 188;
-constexpr uint8_t TS_SYNC_BYTE = 0x47;
+constexpr std::int64_t TS_PACKET_SIZE = 188;
+constexpr std::uint8_t TS_SYNC_BYTE = 0x47;
 
 // The data streams of another program carry another video's times.
 bool SharesProgram(AVFormatContext *pContext, int nVideo, unsigned nStream) {
@@ -28,9 +28,9 @@ bool SharesProgram(AVFormatContext *pContext, int nVideo, unsigned nStream) {
     return std::find<const unsigned *>(pProgram->stream_index, pEnd, nStream) != pEnd;
 }
 
-void MakeStreamTime(int64_t &llTime) {
+void MakeStreamTime(std::int64_t &llTime) {
     if (llTime != AV_NOPTS_VALUE)
-        llTime = static_cast<int64_t>(StreamPTS(llTime));
+        llTime = static_cast<std::int64_t>(StreamPTS(llTime));
 }
 
 } // namespace
@@ -253,7 +253,7 @@ bool Demuxer::Read(AVPacket &Packet) {
         const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
         const bool bPassed = std::ranges::find(m_Passed, &Stream) != m_Passed.end();
         if (IsVideo(Packet) || bPassed || (IsKlv(Packet) && Stream.discard != AVDISCARD_ALL)) {
-            av_packet_rescale_ts(&Packet, Stream.time_base, k90kHz);
+            av_packet_rescale_ts(&Packet, Stream.time_base, TIME_BASE_90_KHZ);
             MakeStreamTime(Packet.pts);
             MakeStreamTime(Packet.dts);
             RestoreCellHeader(Packet);
@@ -269,7 +269,7 @@ bool Demuxer::IsMarked(const AVPacket &Packet) {
         return false;
     const AVProgram *const pProgram = av_find_program_from_stream(m_pContext, nullptr, m_nVideo);
     const int nClockPid = pProgram != nullptr && pProgram->pcr_pid > 0 ? pProgram->pcr_pid : Video().id;
-    const bool bMarked = m_Source.TakeMark(nClockPid, m_llVideoPosition, Packet.pos);
+    const bool bMarked = m_Source.FindMark(nClockPid, m_llVideoPosition, Packet.pos);
     m_llVideoPosition = Packet.pos;
     return bMarked;
 }
@@ -294,15 +294,15 @@ void Demuxer::CheckEnd() const {
 // the stream begins. Where none begins there, bytes have been lost in between, and all behind them have moved: then the
 // stream is whole when a packet begins a packet's size before its end.
 bool Demuxer::EndsInsidePacket() const {
-    int64_t llPacketSize = 0;
+    std::int64_t llPacketSize = 0;
     const bool bPlainTs =
         av_opt_get_int(m_pContext->priv_data, "ts_packetsize", 0, &llPacketSize) >= 0 && llPacketSize == TS_PACKET_SIZE;
-    const int64_t llRest = (avio_tell(m_pContext->pb) - m_llPosition) % TS_PACKET_SIZE;
+    const std::int64_t llRest = (avio_tell(m_pContext->pb) - m_llPosition) % TS_PACKET_SIZE;
     return bPlainTs && llRest != 0 && (BeginsPacket(llRest) || !BeginsPacket(TS_PACKET_SIZE));
 }
 
 // Only the bytes that came with the last read are still there.
-bool Demuxer::BeginsPacket(int64_t llBytesBeforeEnd) const {
+bool Demuxer::BeginsPacket(std::int64_t llBytesBeforeEnd) const {
     const AVIOContext &Source = *m_pContext->pb;
     return llBytesBeforeEnd <= Source.buf_end - Source.buffer && Source.buf_end[-llBytesBeforeEnd] == TS_SYNC_BYTE;
 }

@@ -63,7 +63,7 @@ public:
     // KLV in synchronous carriage (stream type 0x15): its packets are metadata AU cells, with their headers.
     bool IsSynchronousKlv(const AVStream &Stream) const;
     // A sentence for each stream that is not passed on, with the reason; once. More may come while packets are read.
-    std::vector<std::string> TakeLeftOut() { return std::exchange(m_LeftOut, {}); }
+    std::vector<std::string> PopLeftOut() { return std::exchange(m_LeftOut, {}); }
 
     const AVStream &Video() const { return *m_pContext->streams[m_nVideo]; }
     AVRational Rate() const; // as FFmpeg guesses it
@@ -93,7 +93,7 @@ private:
     void CheckKlv() const;
     void CheckEnd() const;
     bool EndsInsidePacket() const;
-    bool BeginsPacket(int64_t llBytesBeforeEnd) const;
+    bool BeginsPacket(std::int64_t llBytesBeforeEnd) const;
     std::string BrokeOff() const;
 
     std::string m_szPath;
@@ -111,9 +111,9 @@ private:
     std::vector<const AVStream *> m_Passed;
     std::vector<std::string> m_LeftOut;
     std::deque<PacketPtr> m_PutBack;
-    int64_t m_llSize = -1;                // of a file, when it was opened
-    int64_t m_llVideoPosition = -1;       // of the video packet asked for last
-    std::atomic<int64_t> m_llPosition{0}; // of the packet last read
+    std::int64_t m_llSize = -1;                // of a file, when it was opened
+    std::int64_t m_llVideoPosition = -1;       // of the video packet asked for last
+    std::atomic<std::int64_t> m_llPosition{0}; // of the packet last read
 };
 
 // Reads packets until one is enough, or till the end. The look ends sooner where there are many, or where data go on for

@@ -108,7 +108,7 @@ std::optional<CellHeader> MarkedSource::TakeCellHeader(int nPid, std::int64_t ll
     return Cells == m_Cells.end() ? std::nullopt : Cells->second.Take(llPlace);
 }
 
-bool MarkedSource::TakeMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo) {
+bool MarkedSource::FindMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo) {
     const auto End = m_Marks.upper_bound({llUpTo, INT32_MAX});
     const bool bFound = std::any_of(m_Marks.begin(), End,
                                     [=](const auto &Mark) { return Mark.first > llBehind && Mark.second == nPid; });

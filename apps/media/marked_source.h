@@ -26,7 +26,7 @@ public:
 
     // A packet with this PID marks a discontinuity, and begins behind one byte of the input but not behind another.
     // Asked once for each stretch of bytes, in order.
-    bool TakeMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo);
+    bool FindMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo);
 
     // KLV of this PID is in synchronous carriage, by the last program map that has it.
     bool IsSynchronous(int nPid) const;

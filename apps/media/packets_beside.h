@@ -18,7 +18,7 @@ public:
 
     // The next one that was sent before the video packet, or without one the next that is left; null when there is
     // none. Where the input does not tell places, they were sent in the order in which they were read.
-    PacketPtr TakeBefore(const AVPacket *pVideo) {
+    PacketPtr PopBefore(const AVPacket *pVideo) {
         if (m_Waiting.empty() || !IsBefore(m_Waiting.front(), pVideo))
             return nullptr;
         PacketPtr Packet = std::move(m_Waiting.front().Packet);

@@ -25,7 +25,7 @@ RtpSender::RtpSender(const std::string &szUrl, const AVIOInterruptCB &Interrupt)
     if (pStream == nullptr || pBuffer == nullptr || m_pTarget == nullptr)
         throw std::bad_alloc();
     m_pTarget->max_packet_size = DATAGRAM_BYTES;
-    pStream->time_base = k90kHz;
+    pStream->time_base = TIME_BASE_90_KHZ;
     pStream->codecpar->codec_type = AVMEDIA_TYPE_DATA;
     pStream->codecpar->codec_id = AV_CODEC_ID_MPEG2TS;
     m_pContext->packet_size = DATAGRAM_BYTES + RTP_HEADER_BYTES;

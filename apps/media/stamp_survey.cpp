@@ -34,44 +34,44 @@ Surveyor::Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, Lo
       m_Labels(NalFormatOf(*In.Video().codecpar), HeadersOf(*In.Video().codecpar)),
       m_Timeline(Rate.value_or(PictureRate{}).Exact), m_bLooksForVitc(enVitc != LookForVitc::Nowhere) {}
 
-void Surveyor::Take(AVPacket &Packet, bool bMarked) {
+void Surveyor::Add(AVPacket &Packet, bool bMarked) {
     m_Survey.nDamagedPackets += IsDamaged(Packet) ? 1 : 0;
     if (m_Demuxer.IsVideo(Packet)) {
-        TakeVideo(Packet, bMarked);
+        AddVideo(Packet, bMarked);
     } else {
         PacketPtr Taken = MakePacket();
         av_packet_move_ref(Taken.get(), &Packet);
         m_Beside.Put(std::move(Taken));
         if (m_Beside.IsFull())
-            TakeBeside(nullptr);
+            AddBeside(nullptr);
     }
 }
 
-void Surveyor::TakeVideo(AVPacket &Packet, bool bMarked) {
+void Surveyor::AddVideo(AVPacket &Packet, bool bMarked) {
     std::optional<Place> At;
     const std::int64_t llStreamPTS = Packet.pts;
     m_Timeline.MoveVideo(Packet, bMarked);
     if (!m_Begin && Packet.pts != AV_NOPTS_VALUE)
         m_Begin = Packet.pts;
     if (m_Begin)
-        TakeBeside(&Packet);
+        AddBeside(&Packet);
     if (Packet.pts == AV_NOPTS_VALUE) {
-        m_Survey.nPicturesWithoutPts++;
+        m_Survey.nPicturesWithoutPTS++;
     } else {
         At = {Packet.pts - *m_Begin, StreamPTS(llStreamPTS), m_Timeline.Stretch()};
         m_Survey.Pictures.push_back(*At);
         m_Survey.llDuration = std::max(m_Survey.llDuration, At->llTime);
-        for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
+        for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPTS, {}))
             SeriesOf(Carriage::LocalSet, nStream).Sightings.push_back({*At, llUTC, {}, 0});
     }
-    TakeStamps(Packet, At);
+    AddStamps(Packet, At);
     if (At && m_Demuxer.Video().codecpar->codec_id != AV_CODEC_ID_MPEG2VIDEO)
-        TakeLabel(Packet, *At);
+        AddLabel(Packet, *At);
     if (At)
         LookIntoPicture(Packet);
 }
 
-void Surveyor::TakeStamps(const AVPacket &Packet, const std::optional<Place> &At) {
+void Surveyor::AddStamps(const AVPacket &Packet, const std::optional<Place> &At) {
     const StampsRead Read = m_Stamps.Of(Packet).Read;
     if (Read.Stamps.empty() && Read.Broken.empty())
         return;
@@ -85,7 +85,7 @@ void Surveyor::TakeStamps(const AVPacket &Packet, const std::optional<Place> &At
             Series.CountWithoutPlace(Stamp.llUTC);
 }
 
-void Surveyor::TakeLabel(const AVPacket &Packet, const Place &At) {
+void Surveyor::AddLabel(const AVPacket &Packet, const Place &At) {
     const std::optional<TimecodeLabel> Label = m_Labels.Read(BytesOf(Packet));
     if (!Label)
         return;
@@ -100,13 +100,13 @@ void Surveyor::TakeLabel(const AVPacket &Packet, const Place &At) {
 }
 
 // Takes the packets that were sent before the video packet, or without one all that are left.
-void Surveyor::TakeBeside(const AVPacket *pVideo) {
-    while (const PacketPtr Packet = m_Beside.TakeBefore(pVideo))
-        TakeKlv(*Packet);
+void Surveyor::AddBeside(const AVPacket *pVideo) {
+    while (const PacketPtr Packet = m_Beside.PopBefore(pVideo))
+        AddKlv(*Packet);
     m_Beside.PassVideo();
 }
 
-void Surveyor::TakeKlv(AVPacket &Packet) {
+void Surveyor::AddKlv(AVPacket &Packet) {
     const LocalSetsRead Read = ReadLocalSets(BytesOf(Packet));
     m_Survey.nEg0104 += Read.nEg0104;
     for (const char *const szReason : Read.Broken)
@@ -116,8 +116,8 @@ void Surveyor::TakeKlv(AVPacket &Packet) {
     for (const std::int64_t llUTC : Read.UTCs) {
         StampSeries &Series = SeriesOf(Carriage::LocalSet, Packet.stream_index);
         if (llStreamPTS == AV_NOPTS_VALUE) {
-            Series.nWithoutPts++;
-            m_WithoutPts.emplace_back(Packet.stream_index, llUTC);
+            Series.nWithoutPTS++;
+            m_WithoutPTS.emplace_back(Packet.stream_index, llUTC);
         } else if (m_Begin && std::abs(Packet.pts - *m_Begin - m_Survey.llDuration) < FARTHEST_FROM_PICTURES) {
             Series.Sightings.push_back({{Packet.pts - *m_Begin, StreamPTS(llStreamPTS), nStretch}, llUTC, {}, 0});
         } else {
@@ -136,14 +136,14 @@ void Surveyor::LookIntoPicture(AVPacket &Packet) {
     if (!m_Vitc) {
         m_Vitc.emplace(
             m_Demuxer.Video(), "input '" + m_Demuxer.Path() + "'", m_Rate,
-            [this](const TimecodeReading &Reading) { TakeReading(Reading); });
+            [this](const TimecodeReading &Reading) { AddReading(Reading); });
     }
-    m_Vitc->Take(Packet);
+    m_Vitc->Add(Packet);
     m_llLookedInto = m_Survey.llDuration;
 }
 
 // The PTS is that of a picture, on the timeline.
-void Surveyor::TakeReading(const TimecodeReading &Reading) {
+void Surveyor::AddReading(const TimecodeReading &Reading) {
     const std::int64_t llTime = static_cast<std::int64_t>(Reading.nPTS) - m_Begin.value_or(0);
     const auto At = std::ranges::find(m_Survey.Pictures.rbegin(), m_Survey.Pictures.rend(), llTime, &Place::llTime);
     if (At != m_Survey.Pictures.rend())
@@ -152,8 +152,8 @@ void Surveyor::TakeReading(const TimecodeReading &Reading) {
 
 void Surveyor::Finish() {
     EndVitc();
-    TakeBeside(nullptr);
-    for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPts, {}))
+    AddBeside(nullptr);
+    for (const auto &[nStream, llUTC] : std::exchange(m_WithoutPTS, {}))
         SeriesOf(Carriage::LocalSet, nStream).CountWithoutPlace(llUTC);
     std::ranges::sort(m_Survey.Pictures, {}, &Place::Order);
     std::ranges::stable_sort(m_Survey.Series, {}, &StampSeries::enCarriage);

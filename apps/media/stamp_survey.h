@@ -56,7 +56,7 @@ struct StampSeries {
     int nStream = 0;
     std::vector<Sighting> Sightings{};          // in the order of the input, then as the pictures
     std::map<std::string, Trouble> Malformed{}; // by reason
-    std::uint64_t nWithoutPts = 0;              // local sets that took the PTS of the picture behind them
+    std::uint64_t nWithoutPTS = 0;              // local sets that took the PTS of the picture behind them
     std::optional<std::int64_t> LookedUntil{};  // running time, where the rest of the input was not looked at
     std::uint64_t nWithoutPlace = 0;            // belong to no picture that has a PTS; not among the sightings
     std::uint64_t nAbsurdWithoutPlace = 0;      // of those, outside the years 1990 to 2100
@@ -68,7 +68,7 @@ struct StampSeries {
 
 struct Survey {
     std::vector<Place> Pictures; // in coding order, and in display order when the survey is finished
-    std::uint64_t nPicturesWithoutPts = 0;
+    std::uint64_t nPicturesWithoutPTS = 0;
     std::uint64_t nDamagedPackets = 0;
     std::uint64_t nEg0104 = 0; // local sets of the older standard MISB EG 0104, which are not read
     std::vector<StampSeries> Series;
@@ -86,7 +86,7 @@ public:
     Surveyor(const Demuxer &In, const std::optional<PictureRate> &Rate, LookForVitc enVitc);
 
     // Takes each packet of the demuxer, and its content. bMarked: as Demuxer::IsMarked says of a video packet.
-    void Take(AVPacket &Packet, bool bMarked = false);
+    void Add(AVPacket &Packet, bool bMarked = false);
 
     // No more packets come: places what still waits for its picture, and puts all in order.
     void Finish();
@@ -96,14 +96,14 @@ public:
 private:
     StampSeries &SeriesOf(Carriage enCarriage, int nStream);
     void NoteMalformed(StampSeries &Series, const std::string &szReason, const AVPacket &Packet);
-    void TakeVideo(AVPacket &Packet, bool bMarked);
-    void TakeStamps(const AVPacket &Packet, const std::optional<Place> &At);
-    void TakeLabel(const AVPacket &Packet, const Place &At);
-    void TakeBeside(const AVPacket *pVideo);
-    void TakeKlv(AVPacket &Packet);
+    void AddVideo(AVPacket &Packet, bool bMarked);
+    void AddStamps(const AVPacket &Packet, const std::optional<Place> &At);
+    void AddLabel(const AVPacket &Packet, const Place &At);
+    void AddBeside(const AVPacket *pVideo);
+    void AddKlv(AVPacket &Packet);
     void LookIntoPicture(AVPacket &Packet);
     void EndVitc();
-    void TakeReading(const TimecodeReading &Reading);
+    void AddReading(const TimecodeReading &Reading);
 
     const Demuxer &m_Demuxer;
     const std::optional<PictureRate> m_Rate;
@@ -114,7 +114,7 @@ private:
     Timeline m_Timeline;
     std::optional<std::int64_t> m_Begin; // of the running time, on the timeline
     PacketsBeside m_Beside;
-    std::vector<std::pair<int, std::int64_t>> m_WithoutPts; // local sets, by stream, that wait for the next picture
+    std::vector<std::pair<int, std::int64_t>> m_WithoutPTS; // local sets, by stream, that wait for the next picture
     std::optional<VitcFinder> m_Vitc;
     std::int64_t m_llLookedInto = 0; // the running time of the last picture decoded
     bool m_bLooksForVitc;

@@ -13,7 +13,7 @@ constexpr std::int64_t LARGEST_LEAP = 5 * TICKS_PER_SECOND;
 } // namespace
 
 std::int64_t Timeline::Move(const Place &From, std::int64_t llTime) {
-    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + PtsDistance(From.llStream, llTime);
+    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + PTSDistance(From.llStream, llTime);
 }
 
 std::int64_t Timeline::BeginAt(std::int64_t llTime) {
@@ -33,14 +33,14 @@ void Timeline::BeginStretch(std::int64_t llStream) {
 // A PTS and a DTS that lie farther apart than pictures are reordered: takes away the one that goes astray.
 void Timeline::DropStray(AVPacket &Packet) const {
     if (Packet.dts == AV_NOPTS_VALUE || Packet.pts == AV_NOPTS_VALUE ||
-        std::abs(PtsDistance(Packet.dts, Packet.pts)) <= m_llReordering)
+        std::abs(PTSDistance(Packet.dts, Packet.pts)) <= m_llReordering)
         return;
     const bool bDtsStrays = m_bVideo && IsStep(Packet.dts, 0) && !IsStep(Packet.pts, m_llReordering);
     (bDtsStrays ? Packet.dts : Packet.pts) = AV_NOPTS_VALUE;
 }
 
 bool Timeline::IsStep(std::int64_t llTime, std::int64_t llReordering) const {
-    const std::int64_t llStep = PtsDistance(m_Now.llStream, llTime);
+    const std::int64_t llStep = PTSDistance(m_Now.llStream, llTime);
     return llStep < -m_llPeriod - llReordering || llStep > LARGEST_LEAP;
 }
 
@@ -67,7 +67,7 @@ unsigned Timeline::MoveOther(AVPacket &Packet) const {
     const std::int64_t llTime = Packet.dts != AV_NOPTS_VALUE ? Packet.dts : Packet.pts;
     const bool bHasTwo = m_Before && llTime != AV_NOPTS_VALUE && m_Now.llMoved - m_llBegan < LARGEST_LEAP;
     const bool bBefore =
-        bHasTwo && std::abs(PtsDistance(m_Before->llStream, llTime)) < std::abs(PtsDistance(m_Now.llStream, llTime));
+        bHasTwo && std::abs(PTSDistance(m_Before->llStream, llTime)) < std::abs(PTSDistance(m_Now.llStream, llTime));
     const Place &From = bBefore ? *m_Before : m_Now;
     Packet.pts = Move(From, Packet.pts);
     Packet.dts = Move(From, Packet.dts);
@@ -81,7 +81,7 @@ std::int64_t PictureClock::Next(std::int64_t llPTS, std::int64_t llGuess) {
         m_nCounted++;
     } else {
         const bool bLater = !m_Last || llPTS > *m_Last;
-        m_llCountedFrom = bLater ? llPTS : *m_Last + std::max(int64_t{1}, TicksOf(1, m_Rate) / 2);
+        m_llCountedFrom = bLater ? llPTS : *m_Last + std::max(std::int64_t{1}, TicksOf(1, m_Rate) / 2);
         m_nCounted = 0;
     }
     m_Last = m_llCountedFrom + TicksOf(m_nCounted, m_Rate);

@@ -75,7 +75,7 @@ AVStream &TsWriter::AddStream() {
     AVStream *const pStream = avformat_new_stream(m_pContext, nullptr);
     if (pStream == nullptr)
         throw std::bad_alloc();
-    pStream->time_base = k90kHz;
+    pStream->time_base = TIME_BASE_90_KHZ;
     pStream->id = FIRST_PID + pStream->index;
     m_Tracks.push_back({DataPes(pStream->id, DataPes::PRIVATE_STREAM)});
     if (m_pProgram != nullptr)
@@ -192,7 +192,7 @@ void TsWriter::Mux(AVPacket &Packet, Track &To, int nStream) {
         Packet.pts = Packet.dts;
     To.Pes.Count(static_cast<size_t>(Packet.size));
     Packet.stream_index = nStream;
-    av_packet_rescale_ts(&Packet, k90kHz, m_pContext->streams[nStream]->time_base);
+    av_packet_rescale_ts(&Packet, TIME_BASE_90_KHZ, m_pContext->streams[nStream]->time_base);
     CheckWritten(av_write_frame(m_pContext, &Packet), "writing");
 }
 

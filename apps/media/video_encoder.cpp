@@ -51,9 +51,9 @@ const AVCodec *FindEncoder(bool bHevc) {
 // The pictures from one I picture to the next. A whole number of groups of B pictures and the picture behind them: an
 // interval that ends inside a group would cut its B pictures short.
 int RandomAccessInterval(const VideoEncoderOptions &Options) {
-    const int64_t nGroup = Options.nBframes + 1;
-    const int64_t nGroups = av_rescale(RANDOM_ACCESS_SECONDS, Options.Rate.num, Options.Rate.den * nGroup);
-    return static_cast<int>(std::max(int64_t{1}, nGroups) * nGroup);
+    const std::int64_t nGroup = Options.nBframes + 1;
+    const std::int64_t nGroups = av_rescale(RANDOM_ACCESS_SECONDS, Options.Rate.num, Options.Rate.den * nGroup);
+    return static_cast<int>(std::max(std::int64_t{1}, nGroups) * nGroup);
 }
 
 void SetFormat(AVCodecContext &Context, const PictureFormat &Format) {
@@ -76,7 +76,7 @@ CodecContextPtr MakeContext(const AVCodec &Codec, const VideoEncoderOptions &Opt
     if (!Context)
         throw std::bad_alloc();
     SetFormat(*Context, Options.Format);
-    Context->time_base = k90kHz;
+    Context->time_base = TIME_BASE_90_KHZ;
     Context->framerate = Options.Rate;
     Context->bit_rate = Options.llBitrate;
     Context->max_b_frames = Options.nBframes;

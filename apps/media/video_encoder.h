@@ -33,7 +33,7 @@ struct VideoEncoderOptions {
     PictureFormat Format;
     AVRational Rate{30, 1}; // pictures a second
     int nBframes = 2;
-    int64_t llBitrate = 4'000'000; // bits a second
+    std::int64_t llBitrate = 4'000'000; // bits a second
     std::string szPreset = "veryfast";
 };
 

@@ -10,16 +10,16 @@ VitcFinder::VitcFinder(const AVStream &Video, const std::string &szName, const s
     : m_Decoder(Video, szName), m_Believed(Rate ? Rate->Exact.num : 0, Rate ? Rate->Exact.den : 1),
       m_Found(std::move(Found)) {}
 
-void VitcFinder::Take(AVPacket &Packet) {
+void VitcFinder::Add(AVPacket &Packet) {
     m_Decoder.Decode(
-        Packet, 0, [this](FramePtr Frame, std::int64_t) { TakePicture(std::move(Frame)); });
+        Packet, 0, [this](FramePtr Frame, std::int64_t) { ReadPicture(std::move(Frame)); });
 }
 
 void VitcFinder::Finish() {
-    m_Decoder.Flush([this](FramePtr Frame, std::int64_t) { TakePicture(std::move(Frame)); });
+    m_Decoder.Flush([this](FramePtr Frame, std::int64_t) { ReadPicture(std::move(Frame)); });
 }
 
-void VitcFinder::TakePicture(FramePtr Frame) {
+void VitcFinder::ReadPicture(FramePtr Frame) {
     if (Frame->pts == AV_NOPTS_VALUE)
         return;
     const auto nPTS = static_cast<std::uint64_t>(Frame->pts);

@@ -21,13 +21,13 @@ public:
     VitcFinder(const AVStream &Video, const std::string &szName, const std::optional<PictureRate> &Rate, Sink Found);
 
     // Packets with their times on a timeline. One whose picture has no PTS shows nothing.
-    void Take(AVPacket &Packet);
+    void Add(AVPacket &Packet);
     void Finish(); // the decoder holds no picture afterwards
 
     std::uint64_t Rejected() const { return m_Believed.Rejected(); }
 
 private:
-    void TakePicture(FramePtr Frame);
+    void ReadPicture(FramePtr Frame);
 
     Decoder m_Decoder;
     PictureFilter m_Filter{true, AV_PIX_FMT_NONE};

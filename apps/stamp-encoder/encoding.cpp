@@ -56,13 +56,13 @@ Encoding::Encoding(int nInput, const Options &Settings, const Coding &How, Frame
 
 void Encoding::Run() {
     while (std::optional<Picture> Next = m_Queue.Pop())
-        TakePicture(std::move(*Next));
-    m_Coding.Coder.Flush([this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); });
+        CodePicture(std::move(*Next));
+    m_Coding.Coder.Flush([this](AVPacket &Packet, std::int64_t llPicture) { HandleCodedPicture(Packet, llPicture); });
     m_Target.Passed.WriteRest();
 }
 
-void Encoding::TakePicture(Picture Taken) {
-    const auto TakeCoded = [this](AVPacket &Packet, std::int64_t llPicture) { TakeCodedPicture(Packet, llPicture); };
+void Encoding::CodePicture(Picture Taken) {
+    const auto TakeCoded = [this](AVPacket &Packet, std::int64_t llPicture) { HandleCodedPicture(Packet, llPicture); };
     if (!Taken.Frame) {
         m_Coding.Coder.HandOnUpTo(Taken.nUndecodedUpTo, TakeCoded);
         m_Target.Passed.WriteExcess();
@@ -88,7 +88,7 @@ void Encoding::TakePicture(Picture Taken) {
 // output's PTS never step: no old time stamp lies where a new picture does.
 void Encoding::BeginStretch(unsigned nStretch) {
     m_nStretchTaken = nStretch;
-    m_Tally.Count(Event::PtsStep);
+    m_Tally.Count(Event::PTSStep);
     m_Base.StartAnew();
     m_pRecordCursor = nullptr;
     Timecode_Flush(m_nInput);
@@ -104,7 +104,7 @@ void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
     }
 }
 
-void Encoding::TakeCodedPicture(AVPacket &Packet, std::int64_t llPicture) {
+void Encoding::HandleCodedPicture(AVPacket &Packet, std::int64_t llPicture) {
     const UINT64 nPTS = StreamPTS(Packet.pts);
     const auto Found = m_InEncoder.extract(llPicture);
     // What the encoder has left out does not stay for good.

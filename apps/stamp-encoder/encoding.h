@@ -55,10 +55,10 @@ private:
         std::vector<TimeStamp> Stamps;
     };
 
-    void TakePicture(Picture Taken);
+    void CodePicture(Picture Taken);
     void BeginStretch(unsigned nStretch);
     void HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps);
-    void TakeCodedPicture(AVPacket &Packet, std::int64_t llPicture);
+    void HandleCodedPicture(AVPacket &Packet, std::int64_t llPicture);
     void HandOn(const AVPacket &Packet);
     PictureTime AskForTime(UINT64 nPTS, const InEncoder &Of);
     BOOL AskLibrary(UINT64 nPTS, PictureTime &Time);
@@ -77,7 +77,7 @@ private:
     Target m_Target;
     Tally &m_Tally;
 
-    std::map<int64_t, InEncoder> m_InEncoder; // by PTS
+    std::map<std::int64_t, InEncoder> m_InEncoder; // by PTS
     unsigned m_nStretchTaken = 0;
     unsigned m_nStretchCoded = 0;
     StreamTimecode m_Timecode;

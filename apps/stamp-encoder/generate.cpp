@@ -80,14 +80,14 @@ public:
           m_nFirstLabel(ToFrameCount(FirstLabel(), m_nRate)) {}
 
     int WholeRate() const { return m_nRate; }
-    std::int64_t Pts(std::int64_t nPicture) const { return FIRST_PTS + Units(nPicture, TICKS_PER_SECOND); }
+    std::int64_t PTS(std::int64_t nPicture) const { return FIRST_PTS + Units(nPicture, TICKS_PER_SECOND); }
 
     std::int64_t Utc(std::int64_t nPicture) const {
         const auto nElapsed = static_cast<std::uint64_t>(Units(nPicture, USEC_PER_SECOND));
         return static_cast<std::int64_t>(static_cast<std::uint64_t>(m_llStartUTC) + nElapsed);
     }
 
-    // The inverse of Pts.
+    // The inverse of PTS.
     std::int64_t PictureAt(std::int64_t nPTS) const {
         return av_rescale(nPTS - FIRST_PTS, m_Period.den, m_Period.num * TICKS_PER_SECOND);
     }
@@ -181,7 +181,7 @@ public:
         const auto nPictures = std::llround(m_Options.DurationSeconds * av_q2d(m_Rate));
         m_Writer.Start();
         Report("first picture " + UtcText(m_Times.Utc(0)) + ", timecode " + ToText(m_Times.Label(0)) + ", PTS " +
-               std::to_string(m_Times.Pts(0)));
+               std::to_string(m_Times.PTS(0)));
         for (; m_nPictures < nPictures && !m_bStop; ++m_nPictures) {
             MakePicture(m_nPictures);
             ReportProgress(nPictures);
@@ -202,7 +202,7 @@ private:
         const FramePtr Frame = m_Pattern.Next();
         if (Speaks(SOURCE_VITC, nPicture))
             PaintTimecode(*Frame, m_Times.Label(nPicture));
-        Frame->pts = m_Times.Pts(nPicture);
+        Frame->pts = m_Times.PTS(nPicture);
         m_Encoder.Encode(*Frame, false, [this](AVPacket &Packet, std::int64_t) { WriteVideo(Packet); });
     }
 
@@ -227,7 +227,7 @@ private:
 
     void WriteKlv(std::int64_t nPicture) {
         const PacketPtr Packet = PacketOf(BuildLocalSet(m_Times.Utc(nPicture)));
-        Packet->pts = m_Times.Pts(nPicture);
+        Packet->pts = m_Times.PTS(nPicture);
         Packet->dts = Packet->pts;
         m_Writer.Write(*Packet, m_nKlvStream);
     }

@@ -57,8 +57,8 @@ void HandleSignals() {
     Handle(SIGXFSZ, SIG_IGN);
 }
 
-// A file opened while a standard stream is closed would take its number, and the summary would go into that file. What
-// takes the number here cannot be written, so that the loss of the summary is noticed.
+// A file opened while a standard stream is closed would take its number, and the summary would go into that file. The
+// placeholder is read-only, so writing the summary to it fails and is reported.
 void FillStandardStreams() {
     int nFile = 0;
     while (nFile >= 0 && nFile <= STDERR_FILENO)

@@ -169,7 +169,7 @@ struct Reading {
 struct OptionRow {
     const char *szName;
     int nArgument; // required_argument or no_argument
-    void (*pfnTake)(Reading &Out, const char *szValue);
+    void (*pfnRead)(Reading &Out, const char *szValue);
 };
 
 GenerateOptions &GenerateSetting(Reading &Out) {
@@ -238,7 +238,7 @@ constexpr OptionRow OPTION_ROWS[] = {
     {"bitrate", required_argument,
      [](Reading &Out, const char *sz) {
          Out.bCodingSetting = true;
-         Out.Result.llBitrate = 1000 * ParseNumber<int64_t>(sz, 1, 500'000, "--bitrate (kbit/s)");
+         Out.Result.llBitrate = 1000 * ParseNumber<std::int64_t>(sz, 1, 500'000, "--bitrate (kbit/s)");
      }},
     {"copy", no_argument, [](Reading &Out, const char *) { Out.Result.bCopy = true; }},
     {"codec", required_argument,
@@ -397,7 +397,7 @@ Options ParseOptions(int nArguments, char *const pszArguments[]) {
         else if (nFound == 'o')
             Read.Result.szOutput = optarg;
         else
-            OPTION_ROWS[nRow].pfnTake(Read, optarg);
+            OPTION_ROWS[nRow].pfnRead(Read, optarg);
     Read.Result.Inputs.assign(pszArguments + optind, pszArguments + nArguments);
     return Finish(Read);
 }

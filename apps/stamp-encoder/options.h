@@ -26,11 +26,11 @@ struct Options {
     std::vector<std::string> Inputs; // one for each video input, at most NUM_VIDEO_INPUTS
     TimecodeFrom enTimecodeFrom = TimecodeFrom::Auto;
     BYTE nLdsStatus = 0x1F;
-    int64_t llLdsReach = TICKS_PER_SECOND; // ticks for which a local set serves the pictures behind it
-    std::optional<PictureRate> Rate;       // else what the input says
+    std::int64_t llLdsReach = TICKS_PER_SECOND; // ticks for which a local set serves the pictures behind it
+    std::optional<PictureRate> Rate;            // else what the input says
     bool bRealtime = false;
-    std::optional<size_t> nHold;         // pictures held back, see HeldPictures
-    std::optional<int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once
+    std::optional<size_t> nHold;              // pictures held back, see HeldPictures
+    std::optional<std::int64_t> llStartAtUTC; // when the first picture is due, with bRealtime; else at once
 
     std::chrono::milliseconds LongestSilence{0}; // after which an input has ended; 0: it is waited for
     std::chrono::seconds LogInterval{60};        // between status lines that are not on a terminal; 0: none
@@ -51,7 +51,7 @@ struct Options {
     bool bHevc = false; // code with libx265 instead of libx264
     std::string szCsv;
     int nBframes = 2;
-    int64_t llBitrate = 4'000'000;
+    std::int64_t llBitrate = 4'000'000;
     std::string szPreset = "veryfast";
 
     bool KeepsCursor(bool bInputHasBframes) const { return bKeepCursor.value_or(nBframes == 0 && !bInputHasBframes); }

@@ -23,7 +23,7 @@ void PassedStreams::AddTo(TsWriter &Writer) {
                                                pStream->codecpar->codec_id == AV_CODEC_ID_SMPTE_KLV});
 }
 
-bool PassedStreams::Take(const AVPacket &Packet, std::int64_t llVideoPTS) {
+bool PassedStreams::Add(const AVPacket &Packet, std::int64_t llVideoPTS) {
     const std::lock_guard Lock(m_Mutex);
     const auto Into = m_Tracks.find(Packet.stream_index);
     if (Into == m_Tracks.end())
@@ -51,7 +51,7 @@ bool PassedStreams::IsTooMuch() const {
 }
 
 template <typename Condition>
-PacketPtr PassedStreams::TakeFirst(Track &From, Condition IsWanted) {
+PacketPtr PassedStreams::PopFirst(Track &From, Condition IsWanted) {
     const std::lock_guard Lock(m_Mutex);
     if (From.Waiting.empty() || !IsWanted(*From.Waiting.front()))
         return nullptr;
@@ -65,7 +65,7 @@ PacketPtr PassedStreams::TakeFirst(Track &From, Condition IsWanted) {
 // An output that stalls does not keep the producer from its packets.
 template <typename Condition>
 void PassedStreams::WriteWhile(Track &From, Condition IsWanted) {
-    while (const PacketPtr Packet = TakeFirst(From, IsWanted))
+    while (const PacketPtr Packet = PopFirst(From, IsWanted))
         Write(From, *Packet);
 }
 

@@ -25,7 +25,7 @@ public:
     // Producer: a packet of another stream than the video, with times on the timeline. The PTS of the video packet
     // behind it in the file is the place of KLV without a PTS. Packets of streams that are not passed on are ignored.
     // True when too many wait: the encoding thread is to write those in excess.
-    [[nodiscard]] bool Take(const AVPacket &Packet, std::int64_t llVideoPTS);
+    [[nodiscard]] bool Add(const AVPacket &Packet, std::int64_t llVideoPTS);
 
     // Encoding thread: writes what goes before the picture with these times, which is written next. Throws as
     // TsWriter::Write does.
@@ -45,7 +45,7 @@ private:
 
     bool IsTooMuch() const;
     template <typename Condition>
-    PacketPtr TakeFirst(Track &From, Condition IsWanted);
+    PacketPtr PopFirst(Track &From, Condition IsWanted);
     template <typename Condition>
     void WriteWhile(Track &From, Condition IsWanted);
     void Write(Track &From, AVPacket &Packet);

@@ -34,7 +34,7 @@ Pipeline::Pipeline(int nInput, const Options &Settings, Console &Out, const std:
                 Settings.LongestSilence, bStop),
       m_Rate(ChooseRate()), m_Passed(m_Demuxer, m_Tally) {
     OpenCoder();
-    for (const std::string &szStream : m_Demuxer.TakeLeftOut())
+    for (const std::string &szStream : m_Demuxer.PopLeftOut())
         m_Tally.Tell(szStream);
     const auto enPixels = static_cast<AVPixelFormat>(m_Demuxer.Video().codecpar->format);
     const AVPixelFormat enCoded = m_Encoder ? m_Encoder->Context().pix_fmt : AV_PIX_FMT_NONE;

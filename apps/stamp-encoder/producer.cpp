@@ -44,8 +44,8 @@ void Producer::Run() {
     });
     // Where the input breaks off, the decoder still has pictures that were read before.
     Try([this] {
-        TakeRestBeside();
-        m_Decoder.Flush([this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); });
+        HandleRestBeside();
+        m_Decoder.Flush([this](FramePtr Frame, std::int64_t nPacket) { HandleFrame(std::move(Frame), nPacket); });
     });
     Queue(0);
     if (Failed)
@@ -82,29 +82,29 @@ void Producer::ReadAll() {
             m_Tally.Count(Event::FallenSilent, m_Demuxer.HasFallenSilent() ? 1 : 0);
             return;
         }
-        for (const std::string &szStream : m_Demuxer.TakeLeftOut())
+        for (const std::string &szStream : m_Demuxer.PopLeftOut())
             m_Tally.Tell(szStream);
         m_Tally.Count(Event::DamagedPacket, IsDamaged(*Packet) ? 1 : 0);
         if (m_Demuxer.IsVideo(*Packet))
-            TakeVideoPacket(*Packet);
+            HandleVideoPacket(*Packet);
         else
             m_Beside.Put(std::move(Packet));
         if (m_Beside.IsFull())
-            TakeRestBeside();
+            HandleRestBeside();
     }
 }
 
-void Producer::TakeVideoPacket(AVPacket &Packet) {
+void Producer::HandleVideoPacket(AVPacket &Packet) {
     m_Timeline.MoveVideo(Packet, m_Demuxer.IsMarked(Packet));
     Coded &Of = m_InDecoder[++m_nVideoPackets];
     Of.nStretch = m_Timeline.Stretch();
-    TakePacketsBeside(&Packet, Of);
+    HandlePacketsBeside(&Packet, Of);
     Of.Stamps = m_Intake.OfVideoPacket(Packet);
     m_InDecoder.erase(m_InDecoder.begin(), m_InDecoder.lower_bound(m_nVideoPackets - MOST_IN_DECODER));
     if (m_pCopy != nullptr)
-        m_pCopy->Take(Packet, m_nVideoPackets);
-    const auto Take = [this](FramePtr Frame, std::int64_t nPacket) { TakeFrame(std::move(Frame), nPacket); };
-    if (!m_Decoder.Decode(Packet, m_nVideoPackets, Take))
+        m_pCopy->Add(Packet, m_nVideoPackets);
+    const auto Handle = [this](FramePtr Frame, std::int64_t nPacket) { HandleFrame(std::move(Frame), nPacket); };
+    if (!m_Decoder.Decode(Packet, m_nVideoPackets, Handle))
         m_Tally.Count(Event::UndecodablePacket);
     HandOnUndecoded();
 }
@@ -125,21 +125,21 @@ void Producer::WakeEncoding(std::int64_t nUndecodedUpTo) {
 }
 
 // Takes the packets that lie before the video packet in the file, or without one all that are left.
-void Producer::TakePacketsBeside(const AVPacket *pVideo, Coded &Into) {
-    while (const PacketPtr Packet = m_Beside.TakeBefore(pVideo))
-        TakePacketBeside(*Packet, pVideo, Into);
+void Producer::HandlePacketsBeside(const AVPacket *pVideo, Coded &Into) {
+    while (const PacketPtr Packet = m_Beside.PopBefore(pVideo))
+        HandlePacketBeside(*Packet, pVideo, Into);
     m_Beside.PassVideo();
 }
 
-void Producer::TakeRestBeside() {
+void Producer::HandleRestBeside() {
     Coded OfNoPicture;
-    TakePacketsBeside(nullptr, OfNoPicture);
+    HandlePacketsBeside(nullptr, OfNoPicture);
 }
 
 // Asynchronous carriage gives local sets no PTS: they belong to the picture that is sent next.
-void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
+void Producer::HandlePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into) {
     const unsigned nStretch = m_Timeline.MoveOther(Packet);
-    if (m_Passed.Take(Packet, pVideo != nullptr ? pVideo->pts : AV_NOPTS_VALUE))
+    if (m_Passed.Add(Packet, pVideo != nullptr ? pVideo->pts : AV_NOPTS_VALUE))
         WakeEncoding(0);
     if (!m_Demuxer.IsKlv(Packet))
         return;
@@ -150,7 +150,7 @@ void Producer::TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded 
         AddLocalSets(UTCs, nStretch, Packet.pts);
         return;
     }
-    m_Tally.Count(pVideo != nullptr ? Event::LocalSetWithoutPts : Event::LocalSetBehindVideo, UTCs.size());
+    m_Tally.Count(pVideo != nullptr ? Event::LocalSetWithoutPTS : Event::LocalSetBehindVideo, UTCs.size());
     if (pVideo != nullptr && pVideo->pts != AV_NOPTS_VALUE)
         AddLocalSets(UTCs, Into.nStretch, pVideo->pts);
     else
@@ -173,7 +173,7 @@ void Producer::AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, I
             m_Tally.Count(Event::LocalSetLate);
 }
 
-void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
+void Producer::HandleFrame(FramePtr Frame, std::int64_t nPacket) {
     m_nLastDecoded = m_nVideoPackets;
     if (m_pCopy == nullptr)
         CheckSize(*Frame);
@@ -183,7 +183,7 @@ void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
     const std::int64_t llGuess = Frame->best_effort_timestamp;
     Frame->pts = m_Clock.Next(llOwnPTS, llGuess != AV_NOPTS_VALUE ? llGuess : m_llBegin);
     if (llOwnPTS == AV_NOPTS_VALUE)
-        m_Tally.Count(Event::PictureWithoutPts);
+        m_Tally.Count(Event::PictureWithoutPTS);
     else if (llOwnPTS != Frame->pts)
         m_Tally.Count(Event::PictureNotLater);
     if (m_pCopy != nullptr)
@@ -196,12 +196,12 @@ void Producer::TakeFrame(FramePtr Frame, std::int64_t nPacket) {
     AddLocalSets(Of.LocalSets, Taken.nStretch, Taken.llOwnPTS);
     Taken.Frame = m_Filter.Filter(std::move(Frame));
     m_Held.push_back(std::move(Taken));
-    TakeTimecode(*m_Held.back().Frame);
+    ReadTimecode(*m_Held.back().Frame);
     Queue(m_nHeld);
 }
 
 // A VITC reading is believed when the next one follows from it, and is that of a picture which waits by then.
-void Producer::TakeTimecode(const AVFrame &Frame) {
+void Producer::ReadTimecode(const AVFrame &Frame) {
     for (const TimecodeReading &Read : m_Intake.OfPicture(Frame, m_Decoder.Rate())) {
         const auto Shows = [&Read](const Picture &Waiting) {
             return Waiting.Frame->pts == static_cast<std::int64_t>(Read.nPTS);

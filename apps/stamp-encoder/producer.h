@@ -42,14 +42,14 @@ private:
 
     void FindBegin();
     void ReadAll();
-    void TakeVideoPacket(AVPacket &Packet);
-    void TakePacketsBeside(const AVPacket *pVideo, Coded &Into);
+    void HandleVideoPacket(AVPacket &Packet);
+    void HandlePacketsBeside(const AVPacket *pVideo, Coded &Into);
     bool IsOfChosenStream(const AVPacket &Packet, size_t nSets);
-    void TakePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
-    void TakeRestBeside();
+    void HandlePacketBeside(AVPacket &Packet, const AVPacket *pVideo, Coded &Into);
+    void HandleRestBeside();
     void AddLocalSets(const std::vector<INT64> &UTCs, unsigned nStretch, INT64 llPTS);
-    void TakeFrame(FramePtr Frame, std::int64_t nPacket);
-    void TakeTimecode(const AVFrame &Frame);
+    void HandleFrame(FramePtr Frame, std::int64_t nPacket);
+    void ReadTimecode(const AVFrame &Frame);
     void Queue(size_t nKeep);
     void HandOnUndecoded();
     void WakeEncoding(std::int64_t nUndecodedUpTo);

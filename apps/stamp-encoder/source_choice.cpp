@@ -22,7 +22,7 @@ Survey Look(const Demuxer &In, const PictureRate &Rate, const std::deque<PacketP
         const PacketPtr Copy(av_packet_clone(Packet.get()));
         if (!Copy)
             throw std::bad_alloc();
-        Seen.Take(*Copy);
+        Seen.Add(*Copy);
     }
     Seen.Finish();
     Survey Found = Seen.Result();

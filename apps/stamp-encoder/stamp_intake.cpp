@@ -70,12 +70,12 @@ std::vector<TimecodeReading> StampIntake::OfPicture(const AVFrame &Frame, AVRati
 std::optional<TimecodeLabel> StampIntake::TimecodeSeiOf(const AVFrame &Frame, AVRational DecoderRate) {
     const AVFrameSideData *const pData = av_frame_get_side_data(&Frame, AV_FRAME_DATA_S12M_TIMECODE);
     // The number of timecodes, then up to three of them; the first belongs to the picture's first field.
-    if (pData == nullptr || pData->size < 2 * sizeof(uint32_t))
+    if (pData == nullptr || pData->size < 2 * sizeof(std::uint32_t))
         return std::nullopt;
     // Above 30 Hz the decoder counts pairs of frames. Which rate it goes by is not for --rate to say.
     const std::optional<PictureRate> Rate = MakePictureRate(DecoderRate);
     const int nRate = Rate ? static_cast<int>(Rate->nWhole) : std::min(m_nRate, MAX_RATE_WITHOUT_PAIRS);
-    const auto *const pnValues = reinterpret_cast<const uint32_t *>(pData->data);
+    const auto *const pnValues = reinterpret_cast<const std::uint32_t *>(pData->data);
     return pnValues[0] > 0 ? FromSmpte12M(pnValues[1], nRate) : std::nullopt;
 }
 

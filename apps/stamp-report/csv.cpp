@@ -1,7 +1,6 @@
 // The time stamps themselves, a row for each.
-#include "writers.h"
-
 #include "words.h"
+#include "writers.h"
 
 namespace report {
 

@@ -93,8 +93,8 @@ void SuspectAgreement(const Suspects &Out, const InputReport &Report, const Agre
 void FindSuspicions(InputReport &Report, double PeriodUsec) {
     const Suspects Out(Report.Suspicions, "input");
     Out.Count(Report.nDamagedPackets, "packet damaged on its way", "packets damaged on their way");
-    Out.Say(Report.nPictures > 0 && Report.nPicturesWithoutPts == Report.nPictures, "not measured: no PTS");
-    Out.Count(Report.nPtsSteps, "step of the PTS", "steps of the PTS");
+    Out.Say(Report.nPictures > 0 && Report.nPicturesWithoutPTS == Report.nPictures, "not measured: no PTS");
+    Out.Count(Report.nPTSSteps, "step of the PTS", "steps of the PTS");
     for (std::size_t n = 0; n < Report.Series.size(); n++)
         SuspectSeries({Report.Suspicions, NameOf(Report, n)}, Report.Series[n], PeriodUsec);
     for (const Agreement &Pair : Report.Agreements) {
@@ -131,11 +131,11 @@ InputReport ReportInput(const std::string &szPath, const AVStream &Video, const 
                        .szVideo = std::string(avcodec_get_name(Coded.codec_id)) + " " + std::to_string(Coded.width) +
                                   "x" + std::to_string(Coded.height),
                        .Rate = Rate,
-                       .nPictures = Seen.Pictures.size() + Seen.nPicturesWithoutPts,
-                       .nPicturesWithoutPts = Seen.nPicturesWithoutPts,
+                       .nPictures = Seen.Pictures.size() + Seen.nPicturesWithoutPTS,
+                       .nPicturesWithoutPTS = Seen.nPicturesWithoutPTS,
                        .nDamagedPackets = Seen.nDamagedPackets,
                        .nEg0104 = Seen.nEg0104,
-                       .nPtsSteps = Seen.Steps(),
+                       .nPTSSteps = Seen.Steps(),
                        .Seconds = static_cast<double>(Seen.llDuration) / static_cast<double>(TICKS_PER_SECOND)};
     for (const StampSeries &Series : Seen.Series)
         Report.Series.push_back(ReportSeries(Seen, Series, Rate));

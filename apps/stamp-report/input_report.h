@@ -17,10 +17,10 @@ struct InputReport {
     std::string szVideo{}; // codec and size; empty when the input could not be opened
     std::optional<encoder::PictureRate> Rate{};
     std::uint64_t nPictures = 0;
-    std::uint64_t nPicturesWithoutPts = 0;
+    std::uint64_t nPicturesWithoutPTS = 0;
     std::uint64_t nDamagedPackets = 0;
     std::uint64_t nEg0104 = 0; // local sets of MISB EG 0104, which are not read
-    std::size_t nPtsSteps = 0;
+    std::size_t nPTSSteps = 0;
     double Seconds = 0;
     std::vector<SeriesReport> Series{};
     std::vector<Agreement> Agreements{};

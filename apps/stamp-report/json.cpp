@@ -1,11 +1,10 @@
 // The report for programs.
-#include "writers.h"
-
 #include <nlohmann/json.hpp>
 
 #include "common/utc_text.h"
 #include "timecode.h"
 #include "words.h"
+#include "writers.h"
 
 namespace report {
 
@@ -57,7 +56,7 @@ Json JsonOfSeries(const InputReport &Report, const SeriesReport &Series) {
                 {"carriage", CarriageText(Series.enCarriage)},
                 {"stream", Series.nStream},
                 {"count", Series.nCount},
-                {"without_pts", Series.nWithoutPts},
+                {"without_pts", Series.nWithoutPTS},
                 {"without_place", Series.nWithoutPlace}};
     const bool bAny = !Series.Sightings.empty();
     Out["first"] = bAny ? JsonOfStamp(Series, Series.Sightings.front()) : Json();
@@ -83,12 +82,12 @@ Json JsonOfSeries(const InputReport &Report, const SeriesReport &Series) {
 
 Json JsonOfInput(const InputReport &Report) {
     Json Out = {{"input", Report.szPath}, {"video", Report.szVideo}, {"pictures", Report.nPictures}};
-    Out["pictures_without_pts"] = Report.nPicturesWithoutPts;
+    Out["pictures_without_pts"] = Report.nPicturesWithoutPTS;
     Out["picture_rate"] = Report.Rate ? Json(av_q2d(Report.Rate->Exact)) : Json();
     Out["seconds"] = Report.Seconds;
     Out["damaged_packets"] = Report.nDamagedPackets;
     Out["eg0104_sets"] = Report.nEg0104;
-    Out["pts_steps"] = Report.nPtsSteps;
+    Out["pts_steps"] = Report.nPTSSteps;
     Out["failure"] = Report.szFailure.empty() ? Json() : Json(Report.szFailure);
     Out["suspicions"] = Report.Suspicions;
     Out["take"] = Report.szTake.empty() ? Json() : Json(Report.szTake);

@@ -75,7 +75,7 @@ std::string ReadAll(Demuxer &In, Surveyor &Seen, const Options &Settings, Consol
     };
     try {
         while (!g_bStop && !IsEnough() && In.Read(*Packet)) {
-            Seen.Take(*Packet, In.IsVideo(*Packet) && In.IsMarked(*Packet));
+            Seen.Add(*Packet, In.IsVideo(*Packet) && In.IsMarked(*Packet));
             Shown.Tell(In.Path(), Seen.Result());
         }
         Seen.Finish();

@@ -1,9 +1,8 @@
 // Reads the command line.
 #include "options.h"
 
-#include <filesystem>
-
 #include <CLI/CLI.hpp>
+#include <filesystem>
 
 #include "common/console.h"
 #include "common/failure.h"

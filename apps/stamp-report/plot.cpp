@@ -1,6 +1,4 @@
 // The plot: how far each time stamp lies from a steady clock, drawn by gnuplot.
-#include "writers.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -8,6 +6,7 @@
 
 #include "common/failure.h"
 #include "words.h"
+#include "writers.h"
 
 namespace report {
 

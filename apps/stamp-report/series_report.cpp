@@ -42,7 +42,7 @@ std::int64_t TimecodeUsec(const TimecodeLabel &Label, const PictureRate &Rate, s
     return llUsec + std::llround(Days) * llDay;
 }
 
-void TakeTimes(SeriesReport &Out, const std::optional<PictureRate> &Rate) {
+void MeasureTimes(SeriesReport &Out, const std::optional<PictureRate> &Rate) {
     std::optional<std::int64_t> Before;
     for (const Sighting &Stamp : Out.Sightings) {
         if (HasTimecode(Out.enCarriage))
@@ -204,9 +204,9 @@ SeriesReport ReportSeries(const Survey &Seen, const StampSeries &Series, const s
                      .nAbsurd = Series.nAbsurdWithoutPlace,
                      .Malformed = Series.Malformed,
                      .nMalformed = Series.MalformedCount(),
-                     .nWithoutPts = Series.nWithoutPts,
+                     .nWithoutPTS = Series.nWithoutPTS,
                      .nWithoutPlace = Series.nWithoutPlace};
-    TakeTimes(Out, Rate);
+    MeasureTimes(Out, Rate);
     Out.Reach = CoverageOf(Seen, Series);
     MeasureIntervals(Out, Seen);
     MeasureRuns(Out);

@@ -48,7 +48,7 @@ struct SeriesReport {
     std::optional<Drift> Line{}; // with three time stamps or more
     std::map<std::string, encoder::Trouble> Malformed{};
     std::uint64_t nMalformed{};
-    std::uint64_t nWithoutPts{};
+    std::uint64_t nWithoutPTS{};
     std::uint64_t nWithoutPlace{};
 };
 

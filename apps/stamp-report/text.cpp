@@ -1,8 +1,7 @@
 // The report for people.
-#include "writers.h"
-
 #include "common/utc_text.h"
 #include "words.h"
+#include "writers.h"
 
 namespace report {
 
@@ -67,8 +66,8 @@ std::string SeriesText(const InputReport &Report, std::size_t nSeries) {
         szText += Format("    drift %+.2f ppm (give or take %.2f) against the PTS, jitter %s rms, %s at most\n",
                          Series.Line->Ppm, Series.Line->ErrorPpm, Usec(Series.Line->RmsUsec).c_str(),
                          Usec(Series.Line->PeakUsec).c_str());
-    if (Series.nWithoutPts > 0)
-        szText += "    " + std::to_string(Series.nWithoutPts) + " without a PTS, taken as the next picture's\n";
+    if (Series.nWithoutPTS > 0)
+        szText += "    " + std::to_string(Series.nWithoutPTS) + " without a PTS, taken as the next picture's\n";
     if (Series.nWithoutPlace > 0)
         szText += "    " + std::to_string(Series.nWithoutPlace) + " beside no picture that has a PTS\n";
     return szText + MalformedText(Series) + StatusText(Series);
@@ -110,8 +109,8 @@ std::string TextOf(const InputReport &Report) {
     if (Report.Rate)
         szText += Format(", %.6g pictures a second", av_q2d(Report.Rate->Exact));
     szText += Format("; %llu pictures in %.3f s", static_cast<unsigned long long>(Report.nPictures), Report.Seconds);
-    szText += Report.nPicturesWithoutPts > 0
-                  ? Format(", %llu without a PTS\n", static_cast<unsigned long long>(Report.nPicturesWithoutPts))
+    szText += Report.nPicturesWithoutPTS > 0
+                  ? Format(", %llu without a PTS\n", static_cast<unsigned long long>(Report.nPicturesWithoutPTS))
                   : "\n";
     for (std::size_t n = 0; n < Report.Series.size(); n++)
         szText += SeriesText(Report, n);

@@ -35,19 +35,19 @@ public:
         m_Context.nVUIFramerate = At.nCode;
         m_Context.nBframes = nBframes;
         m_Context.OldSystemTC = LabelOf(nFirst, At);
-        m_Context.OldTimestamp64 = Pts(nFirst);
+        m_Context.OldTimestamp64 = PTS(nFirst);
     }
 
     vitc_t Next(int nFrame) {
         // The guard between two skips runs by the clock, which here keeps pace with the video.
-        interpose::g_Clock.nSec = 1'700'000'000 + static_cast<time_t>(Pts(nFrame) / 90'000);
-        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, Pts(nFrame), &m_Context.OldSystemTC);
-        m_Context.OldTimestamp64 = Pts(nFrame);
+        interpose::g_Clock.nSec = 1'700'000'000 + static_cast<time_t>(PTS(nFrame) / 90'000);
+        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, PTS(nFrame), &m_Context.OldSystemTC);
+        m_Context.OldTimestamp64 = PTS(nFrame);
         return m_Context.OldSystemTC;
     }
 
 private:
-    UINT64 Pts(int nFrame) const { return 900'000 + static_cast<UINT64>(nFrame) * m_Rate.nHalfTicks / 2; }
+    UINT64 PTS(int nFrame) const { return 900'000 + static_cast<UINT64>(nFrame) * m_Rate.nHalfTicks / 2; }
 
     const Rate &m_Rate;
     SMPTE12M1_CONTEXT m_Context{};

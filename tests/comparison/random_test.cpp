@@ -1,8 +1,7 @@
 // Random sessions of calls: the library and its model answer, write and say the same.
-#include <gtest/gtest.h>
-
 #include <chrono>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <iostream>
 #include <random>
 

@@ -25,7 +25,7 @@ Buffer Changed(int nOffset, int nErase, const Buffer &Insert) {
 }
 
 TEST(Klv, LengthFormsAndItems) {
-    const std::tuple<const char *, Buffer, ReadResult> rows[] = {
+    const std::tuple<const char *, Buffer, ReadResult> Rows[] = {
         {"as built", BuildLocalSet(UTC), ReadResult::Ok},
         {"long form of 1", Changed(KEY_SIZE, 1, {0x81, 17}), ReadResult::Ok},
         {"long form of 8", Changed(KEY_SIZE, 1, {0x88, 0, 0, 0, 0, 0, 0, 0, 17}), ReadResult::Ok},
@@ -42,7 +42,7 @@ TEST(Klv, LengthFormsAndItems) {
         {"other key", Changed(13, 1, {9}), ReadResult::NotOurs},
         {"no key", {1, 2, 3, 4, 5, 6, 7, 8}, ReadResult::NotOurs},
     };
-    for (const auto &[szCase, Set, enExpected] : rows)
+    for (const auto &[szCase, Set, enExpected] : Rows)
         EXPECT_EQ(ReadLocalSets(Set).Result(), enExpected) << szCase;
 }
 

@@ -1,7 +1,6 @@
 // Time stamps and timecode in SEI messages: what is written is read again, and nothing is read from damaged bytes.
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 
 #include "formats/sei_writer.h"
 
@@ -61,11 +60,11 @@ TEST(StampSei, TellsForeignAndDamagedMessagesFromTimeStamps) {
     Buffer Foreign = Good;
     BadSeparator[22] = 0xFE;
     Foreign[15] = 'X';
-    const std::tuple<const Buffer &, bool, ReadResult> rows[] = {
+    const std::tuple<const Buffer &, bool, ReadResult> Rows[] = {
         {Good, false, ReadResult::Ok},         {Hevc, true, ReadResult::Ok},
         {Good, true, ReadResult::NotOurs},     {Hevc, false, ReadResult::NotOurs},
         {Foreign, false, ReadResult::NotOurs}, {BadSeparator, false, ReadResult::Broken}};
-    for (const auto &[Payload, bHevc, enExpected] : rows) {
+    for (const auto &[Payload, bHevc, enExpected] : Rows) {
         const Buffer Header = bHevc ? Buffer{39 << 1, 1} : Buffer{6};
         const auto Read = ReadStamps(Unit({SeiNal({{5, Payload}}, Header)}), {bHevc, 0});
         const auto enOther = Read.Broken.size() == 1 ? ReadResult::Broken : ReadResult::NotOurs;
@@ -176,7 +175,7 @@ TEST(SeiWriter, ReplacesItsOwnKindsAndKeepsAllElse) {
     };
     for (const Row &Case : Rows) {
         SeiWriter Writer(Case.bHevc, Case.nDropped);
-        Writer.TakeHeaders(Unit({FRAMES.Sequence, FRAMES.Picture}));
+        Writer.ReadHeaders(Unit({FRAMES.Sequence, FRAMES.Picture}));
         const auto Sei = [&](const auto &Messages) { return SeiNal(Messages, Case.Header); };
         using Messages = std::vector<std::pair<std::size_t, Buffer>>;
         const Buffer Picture = Unit({Sei(Messages{{5, UserData}, {Case.nKind, {0x04}}, {6, {0x84}}}),

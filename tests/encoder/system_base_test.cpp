@@ -1,7 +1,6 @@
 // The base pair of system time: it must follow the system clock, and must not follow how fast a file is read.
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <gtest/gtest.h>
 
 #include "stamp-encoder/system_base.h"
 
@@ -22,13 +21,13 @@ struct Row {
 };
 
 TEST(SystemBase, IsRenewedFromPicturesThatComeAtTheirPace) {
-    const Row rows[] = {
+    const Row Rows[] = {
         {.szCase = "too young", .nTicks = MINUTE_TICKS - 1, .llRead = MINUTE_USEC + 3000, .llUTC = 0, .bSamePTS = true},
         {.szCase = "drift", .nTicks = MINUTE_TICKS, .llRead = MINUTE_USEC + 3000, .llUTC = MINUTE_USEC + 3000},
         {.szCase = "a file is read fast", .nTicks = MINUTE_TICKS, .llRead = 500'000, .llUTC = MINUTE_USEC},
         {.szCase = "a picture before the first", .nTicks = WRAP - 3000, .llRead = 0, .llUTC = 0, .bSamePTS = true},
     };
-    for (const Row &Each : rows) {
+    for (const Row &Each : Rows) {
         for (const UINT64 nFirst : {UINT64_C(900000), WRAP - 1000}) { // the second wraps on the way
             SystemBase Base(true);
             Base.Renew(nFirst, UTC);

@@ -1,7 +1,6 @@
 // Timecode in SEI messages, whose place depends on the parameter set before them.
-#include <gtest/gtest.h>
-
 #include <bitset>
+#include <gtest/gtest.h>
 
 #include "formats/timecode_sei.h"
 
@@ -44,18 +43,18 @@ TEST(TimecodeSei, LayoutIsReadFromEveryKindOfParameterSet) {
         const char *szCase;
         const Buffer &Sps;
         PicTimingFormat Expected;
-    } rows[] = {
+    } Rows[] = {
         {.szCase = "HRD", .Sps = SPS_HRD, .Expected = {true, true, 13, 7, 0, true}},
         {.szCase = "full VUI", .Sps = SPS_FULL_VUI, .Expected = {true, true, 13, 7, 0, true}},
         {.szCase = "interlaced", .Sps = SPS_INTERLACED, .Expected = {.bPicStruct = true, .bFramesOnly = false}},
         {.szCase = "scaling lists", .Sps = SPS_LISTS, .Expected = {.bPicStruct = true}},
         {.szCase = "no pic_struct", .Sps = SPS_NO_PIC_STRUCT, .Expected = {}},
     };
-    for (const auto &[szCase, Sps, Expected] : rows) {
+    for (const auto &[szCase, Sps, Expected] : Rows) {
         H264Headers Headers;
-        Headers.Take(Bytes(Sps).first(7));
+        Headers.Read(Bytes(Sps).first(7));
         EXPECT_FALSE(Headers.Latest()) << szCase << ", cut short";
-        Headers.Take(Sps);
+        Headers.Read(Sps);
         EXPECT_EQ(Headers.Latest(), Expected) << szCase;
     }
 }
@@ -83,7 +82,7 @@ TEST(TimecodeSei, LabelIsFoundBehindWhateverGoesBeforeIt) {
         const Buffer &Sps; // empty: HEVC
         std::string szBits;
         const char *szExpected; // empty: no label
-    } rows[] = {
+    } Rows[] = {
         {.szCase = "behind delays",
          .Sps = SPS_HRD,
          .szBits = DELAYS + "0000 1 000 00000 100" + TIME,
@@ -117,7 +116,7 @@ TEST(TimecodeSei, LabelIsFoundBehindWhateverGoesBeforeIt) {
         {.szCase = "HEVC", .Sps = {}, .szBits = "01 1 0 00000 100 0" + TIME, .szExpected = "01:02:03:17"},
         {.szCase = "HEVC without any", .Sps = {}, .szBits = "00", .szExpected = ""},
     };
-    for (const auto &Row : rows) {
+    for (const auto &Row : Rows) {
         const bool bHevc = Row.Sps.empty();
         const Buffer Message = bHevc ? Sei(136, Row.szBits, {39 << 1, 1}) : Sei(1, Row.szBits, {6});
         TimecodeSeiReader Reader({bHevc, 0}, Unit({Row.Sps}));

@@ -1,6 +1,5 @@
 // Timecode labels and the filter of VITC readings.
 #include <gtest/gtest.h>
-
 #include <sstream>
 
 #include "formats/vitc.h"
@@ -9,10 +8,10 @@ namespace encoder {
 namespace {
 
 TEST(TimecodeLabel, EveryLabelOfADayHasItsCount) {
-    const std::tuple<int, bool, std::int64_t> rows[] = {{24, false, 2073600}, {25, false, 2160000},
+    const std::tuple<int, bool, std::int64_t> Rows[] = {{24, false, 2073600}, {25, false, 2160000},
                                                         {30, false, 2592000}, {30, true, 2589408},
                                                         {50, false, 4320000}, {60, true, 5178816}};
-    for (const auto &[nRate, bDropFrame, nDay] : rows) {
+    for (const auto &[nRate, bDropFrame, nDay] : Rows) {
         std::int64_t nCount = 0;
         TimecodeLabel Label = {0, 0, 0, 0, bDropFrame};
         // Every number is visited; those that are no label are passed over without counting.
@@ -46,12 +45,12 @@ TEST(TimecodeLabel, TextIsReadStrictly) {
 
 TEST(TimecodeLabel, Smpte12MWord) {
     // A null text stands for no label.
-    const std::tuple<std::uint32_t, int, const char *> rows[] = {
+    const std::tuple<std::uint32_t, int, const char *> Rows[] = {
         {0x24452312, 30, "12:23:45:24"}, {0x69595923, 30, "23:59:59;29"}, {0x24452312, 50, "12:23:45:48"},
         {0x24452392, 50, "12:23:45:49"}, {0x69D95923, 60, "23:59:59;59"}, {0x0A000000, 30, nullptr},
         {0x00000024, 30, nullptr},       {0x25000000, 25, nullptr},       {0x40000100, 30, nullptr},
         {0x24452319, 120, nullptr}};
-    for (const auto &[nValue, nRate, szExpected] : rows) {
+    for (const auto &[nValue, nRate, szExpected] : Rows) {
         const auto Label = FromSmpte12M(nValue, nRate);
         EXPECT_EQ(Label ? ToText(*Label) : "none", szExpected ? szExpected : "none") << std::hex << nValue;
     }
@@ -59,7 +58,7 @@ TEST(TimecodeLabel, Smpte12MWord) {
 
 // Readings of pictures that follow one another; "-" is a picture without one.
 TEST(TimecodeFilter, BelievesOnlyWhatFollows) {
-    const std::tuple<int, int, std::uint64_t, const char *, const char *, unsigned> rows[] = {
+    const std::tuple<int, int, std::uint64_t, const char *, const char *, unsigned> Rows[] = {
         {25, 1, 3600, "00:00:00:00", "", 0},
         {25, 1, 3600, "00:00:00:00 00:00:00:01", "00:00:00:00 00:00:00:01 ", 0},
         {25, 1, 3600, "00:00:00:00 00:00:00:03", "", 1},
@@ -75,7 +74,7 @@ TEST(TimecodeFilter, BelievesOnlyWhatFollows) {
         {60000, 1001, 1501, "00:00:59;29 00:01:00;02 00:01:00;02", "00:00:59;59 00:01:00;04 00:01:00;05 ", 0},
         {0, 0, 3003, "00:00:00:00 00:00:00:01", "", 2},
     };
-    for (const auto &[nNumerator, nDenominator, nTicks, szReadings, szBelieved, nRejected] : rows) {
+    for (const auto &[nNumerator, nDenominator, nTicks, szReadings, szBelieved, nRejected] : Rows) {
         TimecodeFilter Filter(nNumerator, nDenominator);
         std::string Believed;
         std::istringstream Readings(szReadings);

@@ -1,12 +1,11 @@
 #include "interpose/clock.h"
 
-#include <dlfcn.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <dlfcn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
 

@@ -1,5 +1,6 @@
 // The clock of a program under test: CLOCK_REALTIME, time() and localtime_r are answered from here.
-#pragma once
+#ifndef TESTS_INTERPOSE_CLOCK_H
+#define TESTS_INTERPOSE_CLOCK_H
 
 #include <atomic>
 
@@ -20,3 +21,5 @@ extern Clock g_Clock;
 void SetZone(const char *szZone);
 
 } // namespace interpose
+
+#endif

@@ -1,11 +1,10 @@
 #include "interpose/services.h"
 
-#include <dlfcn.h>
-#include <sched.h>
-
 #include <cstdarg>
 #include <cstdio>
+#include <dlfcn.h>
 #include <mutex>
+#include <sched.h>
 #include <utility>
 
 #include "cfgfile_api.h"
@@ -26,9 +25,9 @@ Texts g_Recorded;
 Texts g_Reported;
 DBG_RECORD g_Handle;
 
-void Record(Texts &Where, const std::string &sText) {
+void Record(Texts &Where, const std::string &szText) {
     const std::lock_guard Lock(g_RecordMutex);
-    Where.push_back(sText);
+    Where.push_back(szText);
 }
 
 Texts Take(Texts &From) {
@@ -48,19 +47,19 @@ bool IsPlace(const char *szFunction, const char *szFile, int nLine) {
            std::string(szFile).find('.') != std::string::npos && nLine > 0;
 }
 
-void RecordMessage(HDBG hDbg, int nLevel, std::string sText, bool bHasPlace) {
-    if (sText.ends_with('\n'))
-        sText.pop_back();
+void RecordMessage(HDBG hDbg, int nLevel, std::string szText, bool bHasPlace) {
+    if (szText.ends_with('\n'))
+        szText.pop_back();
     else
-        sText += " (no line end)";
-    Record(g_Recorded, (nLevel > hDbg->nMaxLevel ? "untested level " : "") + std::to_string(nLevel) + " " + sText +
+        szText += " (no line end)";
+    Record(g_Recorded, (nLevel > hDbg->nMaxLevel ? "untested level " : "") + std::to_string(nLevel) + " " + szText +
                            (bHasPlace ? "" : " (no place)"));
 }
 
-void Report(const std::string &sText, bool bHasPlace) {
+void Report(const std::string &szText, bool bHasPlace) {
     g_Services.nReports.fetch_add(1, std::memory_order_relaxed);
     if (g_Services.enMessages == Messages::Recorded)
-        Record(g_Reported, bHasPlace ? sText : "no place");
+        Record(g_Reported, bHasPlace ? szText : "no place");
 }
 
 } // namespace
@@ -91,10 +90,10 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *sz
         return;
     va_list Arguments;
     va_start(Arguments, szFormat);
-    const std::string sText = Formed(szFormat, Arguments);
+    const std::string szText = Formed(szFormat, Arguments);
     va_end(Arguments);
     if (g_Services.enMessages == Messages::Recorded)
-        RecordMessage(hDbg, nLevel, sText, IsPlace(szFunction, szFile, nLine));
+        RecordMessage(hDbg, nLevel, szText, IsPlace(szFunction, szFile, nLine));
 }
 
 void _DoDbgUninitEx(HDBG *phDbg, const char *, const char *, int) {

@@ -1,5 +1,6 @@
 // The platform's services beneath a library under test: they count and record what it says, and can be made to fail.
-#pragma once
+#ifndef TESTS_INTERPOSE_SERVICES_H
+#define TESTS_INTERPOSE_SERVICES_H
 
 #include <array>
 #include <atomic>
@@ -33,3 +34,5 @@ Texts TakeMessages();
 Texts TakeReports();
 
 } // namespace interpose
+
+#endif

@@ -1,12 +1,12 @@
 // Standard error for a test: a channel whose other end the test reads.
-#pragma once
+#ifndef TESTS_INTERPOSE_STANDARD_ERROR_H
+#define TESTS_INTERPOSE_STANDARD_ERROR_H
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <string>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <string>
 #include <utility>
 
 #include "threadcheck.h"
@@ -66,3 +66,5 @@ inline std::string DumpedThreads() {
 }
 
 } // namespace interpose
+
+#endif

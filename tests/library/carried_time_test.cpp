@@ -9,10 +9,10 @@ struct Picture {
     const char *szRule;
     bool bStamped = false; // a time stamp of the picture comes just before it
     INT64 nMs = 0;         // of the clock, from noon
-    UINT64 nPts = 9000;
+    UINT64 nPTS = 9000;
     INT64 llUsec = 0; // its time from noon
     vitc_t Label = Timecode(12, 0, 0, 0);
-    std::optional<UINT64> nTimePts{}; // the PTS of its time, where that is another
+    std::optional<UINT64> nTimePTS{}; // the PTS of its time, where that is another
     int nStatus = 0x1F;
 };
 
@@ -20,9 +20,9 @@ void Play(int enSource, const std::vector<Picture> &Pictures) {
     for (const Picture &Each : Pictures) {
         SetClockMs(Each.nMs);
         if (Each.bStamped)
-            Queue({.enSource = enSource, .nPts = Each.nPts, .Label = Each.Label});
-        const Time Wanted{Each.llUsec, Each.nStatus, Each.nTimePts.value_or(Each.nPts), enSource, Each.Label};
-        EXPECT_EQ(Ask({.enSource = enSource, .nPts = Each.nPts}).Time(), Wanted) << Each.szRule;
+            Queue({.enSource = enSource, .nPTS = Each.nPTS, .Label = Each.Label});
+        const Time Wanted{Each.llUsec, Each.nStatus, Each.nTimePTS.value_or(Each.nPTS), enSource, Each.Label};
+        EXPECT_EQ(Ask({.enSource = enSource, .nPTS = Each.nPTS}).Time(), Wanted) << Each.szRule;
     }
 }
 
@@ -30,38 +30,38 @@ TEST_F(CarriedTime, OfHighPrecisionGoesOnByTheClock) {
     const vitc_t FRAME_1 = Timecode(12, 0, 0, 1), FRAME_2 = Timecode(12, 0, 0, 2), FRAME_3 = Timecode(12, 0, 0, 3);
     Play(HIGH_PRECISION,
          {{.szRule = "a time stamp of the picture is its time", .bStamped = true},
-          {.szRule = "40 ms of silence add 40 ms", .nMs = 40, .nPts = 12'600, .llUsec = 40'000, .Label = FRAME_1},
-          {.szRule = "the next counts from there", .nMs = 80, .nPts = 16'200, .llUsec = 80'000, .Label = FRAME_2},
-          {.szRule = "40 ms back add as much", .nMs = 40, .nPts = 19'800, .llUsec = 120'000, .Label = FRAME_3},
-          {.szRule = "a clock at rest adds nothing", .nMs = 40, .nPts = 23'400, .llUsec = 120'000, .Label = FRAME_3}});
+          {.szRule = "40 ms of silence add 40 ms", .nMs = 40, .nPTS = 12'600, .llUsec = 40'000, .Label = FRAME_1},
+          {.szRule = "the next counts from there", .nMs = 80, .nPTS = 16'200, .llUsec = 80'000, .Label = FRAME_2},
+          {.szRule = "40 ms back add as much", .nMs = 40, .nPTS = 19'800, .llUsec = 120'000, .Label = FRAME_3},
+          {.szRule = "a clock at rest adds nothing", .nMs = 40, .nPTS = 23'400, .llUsec = 120'000, .Label = FRAME_3}});
 }
 
-TEST_F(CarriedTime, OfLocalSetsAdvancesTheirPts) {
+TEST_F(CarriedTime, OfLocalSetsAdvancesTheirPTS) {
     Play(LOCAL_SET, {{.szRule = "a time stamp of the picture is its time", .bStamped = true},
                      {.szRule = "40 ms are 3600 ticks, whatever the picture's PTS",
                       .nMs = 40,
-                      .nPts = 500'000,
+                      .nPTS = 500'000,
                       .llUsec = 40'000,
                       .Label = Timecode(12, 0, 0, 1),
-                      .nTimePts = 12'600}});
+                      .nTimePTS = 12'600}});
 }
 
-TEST_F(CarriedTime, OfTimecodeGoesOnByThePts) {
+TEST_F(CarriedTime, OfTimecodeGoesOnByThePTS) {
     Play(TIMECODE, {{.szRule = "its UTC is that of the start-up: the first is a discontinuity, but did not go back",
                      .bStamped = true,
-                     .nTimePts = 0,
+                     .nTimePTS = 0,
                      .nStatus = 0xDF},
                     {.szRule = "3600 ticks add a frame at 25 Hz while the clock stands still",
-                     .nPts = 12'600,
+                     .nPTS = 12'600,
                      .llUsec = 40'000,
                      .Label = Timecode(12, 0, 0, 1),
-                     .nTimePts = 3600,
+                     .nTimePTS = 3600,
                      .nStatus = 0x9F},
                     {.szRule = "the next silent picture counts from there",
-                     .nPts = 16'200,
+                     .nPTS = 16'200,
                      .llUsec = 80'000,
                      .Label = Timecode(12, 0, 0, 2),
-                     .nTimePts = 7200,
+                     .nTimePTS = 7200,
                      .nStatus = 0x9F}});
 }
 
@@ -84,11 +84,11 @@ TEST_F(CarriedTime, StatusByteOfAUtc) {
     };
     for (const auto &Row : ROWS) {
         StartDay(MISP_PROFILE_62);
-        Queue({.nPts = 9000});
-        Ask({.nPts = 9000});
-        Queue({.nPts = 12'600, .llUsec = Row.llUsec, .nStatus = Row.nReceived});
-        EXPECT_EQ(Ask({.nPts = 12'600}).Time()->nStatus, Row.nWanted) << Row.szRule;
-        EXPECT_EQ(Ask({.nPts = 90'000}).Time()->nStatus, Row.nCarried) << Row.szRule;
+        Queue({.nPTS = 9000});
+        Ask({.nPTS = 9000});
+        Queue({.nPTS = 12'600, .llUsec = Row.llUsec, .nStatus = Row.nReceived});
+        EXPECT_EQ(Ask({.nPTS = 12'600}).Time()->nStatus, Row.nWanted) << Row.szRule;
+        EXPECT_EQ(Ask({.nPTS = 90'000}).Time()->nStatus, Row.nCarried) << Row.szRule;
     }
 }
 

@@ -57,7 +57,7 @@ TEST_F(Conversion, TimecodeGetsTheLocalDateOfNow) {
         interpose::SetZone(Row.szZone);
         SetClockMs(Row.nMs);
         Queue({.enSource = TIMECODE, .Label = Timecode(Row.nHour, 0, 0, 0)});
-        EXPECT_EQ(Ask({.enSource = TIMECODE, .nPts = 9000}).Time()->llUsec, Row.nWantedHour * HOUR_USEC) << Row.szRule;
+        EXPECT_EQ(Ask({.enSource = TIMECODE, .nPTS = 9000}).Time()->llUsec, Row.nWantedHour * HOUR_USEC) << Row.szRule;
     }
 }
 
@@ -65,16 +65,16 @@ TEST_F(Conversion, StartUpLoadsTheTimeZone) {
     setenv("TZ", "EAST-13", 1);
     TimecodeLib_Init(MISP_PROFILE_62);
     Queue({.enSource = TIMECODE, .Label = Timecode(1, 0, 0, 0)});
-    EXPECT_EQ(Ask({.enSource = TIMECODE, .nPts = 9000}).Time()->llUsec, 13 * HOUR_USEC);
+    EXPECT_EQ(Ask({.enSource = TIMECODE, .nPTS = 9000}).Time()->llUsec, 13 * HOUR_USEC);
 }
 
 // A timecode that is silent for so many ticks.
 std::optional<vitc_t> Carried(const vitc_t &Old, UINT64 nTicks, int nRate, int nCode) {
     StartDay(MISP_PROFILE_62);
-    Queue({.enSource = TIMECODE, .nPts = 1000, .Label = Old});
-    Ask({.enSource = TIMECODE, .nPts = 1000});
+    Queue({.enSource = TIMECODE, .nPTS = 1000, .Label = Old});
+    Ask({.enSource = TIMECODE, .nPTS = 1000});
     Timecode_Flush(0);
-    return Ask({.enSource = TIMECODE, .nRate = nRate, .nCode = nCode, .nPts = 1000 + nTicks}).Label;
+    return Ask({.enSource = TIMECODE, .nRate = nRate, .nCode = nCode, .nPTS = 1000 + nTicks}).Label;
 }
 
 // Whole seconds count as they are; the rest makes frames, at least one. No label is dropped.
@@ -88,8 +88,8 @@ TEST_F(Conversion, ElapsedTimeMovesATimecode) {
     EXPECT_EQ(Carried(Timecode(10, 59, 50, 0), 1'350'002, 30, 30000), Timecode(11, 0, 5, 1)) << "15 s, two carries";
 }
 
-INT64 SystemUsec(UINT64 nBasePts, UINT64 nPts) {
-    return AskSystem({.nPts = nPts, .nBasePts = nBasePts, .llBaseUTC = NoonUsec()}).Time()->llUsec;
+INT64 SystemUsec(UINT64 nBasePTS, UINT64 nPTS) {
+    return AskSystem({.nPTS = nPTS, .nBasePTS = nBasePTS, .llBaseUTC = NoonUsec()}).Time()->llUsec;
 }
 
 // 11.111111 us a tick, cut. A base may be 13 hours old where the PTS wraps at 33 bits.

@@ -49,9 +49,9 @@ TEST_F(Digest, EveryFrameGivesTheSameUtcOnEveryMachine) {
     for (const auto &Row : ROWS) {
         Begin();
         for (int nFrame = 0; nFrame < std::min(Row.nRate, 100); ++nFrame) {
-            const UINT64 nPts = 9000 + static_cast<UINT64>(nFrame) * 3600;
-            Queue({.enSource = TIMECODE, .nPts = nPts, .Label = Timecode(12, 0, 0, nFrame)});
-            const Request Asked{.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPts = nPts};
+            const UINT64 nPTS = 9000 + static_cast<UINT64>(nFrame) * 3600;
+            Queue({.enSource = TIMECODE, .nPTS = nPTS, .Label = Timecode(12, 0, 0, nFrame)});
+            const Request Asked{.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPTS = nPTS};
             Add(Ask(Asked).Time()->llUsec);
         }
         EXPECT_EQ(m_nDigest, Row.nToUtc) << Row.nRate << " at code " << Row.nCode;

@@ -42,15 +42,15 @@ LibraryTest::~LibraryTest() {
 
 Texts TakeTraces() {
     const std::chrono::year_month_day Today(std::chrono::sys_days(std::chrono::days(g_nNoonSec / DAY_SEC)));
-    const std::string sToday = std::to_string(int(Today.year())) + "-" + std::to_string(unsigned(Today.month())) + "-" +
-                               std::to_string(unsigned(Today.day()));
+    const std::string szToday = std::to_string(int(Today.year())) + "-" + std::to_string(unsigned(Today.month())) +
+                                "-" + std::to_string(unsigned(Today.day()));
     Texts Traces = interpose::TakeMessages();
-    for (auto &sText : Traces)
-        for (const auto &[sPattern, szName] : {std::pair(std::to_string(g_nNoonSec), "NOON"),
-                                               {std::to_string(g_nNoonSec + 2096), "12:34:56."},
-                                               {sToday, "TODAY"},
-                                               {":0x[0-9a-f]{9,}", ":ADDRESS"}})
-            sText = std::regex_replace(sText, std::regex(sPattern), szName);
+    for (auto &szText : Traces)
+        for (const auto &[szPattern, szName] : {std::pair(std::to_string(g_nNoonSec), "NOON"),
+                                                {std::to_string(g_nNoonSec + 2096), "12:34:56."},
+                                                {szToday, "TODAY"},
+                                                {":0x[0-9a-f]{9,}", ":ADDRESS"}})
+            szText = std::regex_replace(szText, std::regex(szPattern), szName);
     return Traces;
 }
 
@@ -66,19 +66,19 @@ BOOL Queue(const Stamp &Given) {
         Payload.vitc = Given.Label;
     else
         Payload.KLVTC = {Given.nStatus, NoonUsec() + Given.llUsec};
-    return Timecode_SetUTC(Given.nInput, Given.enSource, Given.nPts, &Payload);
+    return Timecode_SetUTC(Given.nInput, Given.enSource, Given.nPTS, &Payload);
 }
 
 std::optional<Time> Answer::Time() const {
     if (!Utc)
         return std::nullopt;
     const model::Record Record = model::RecordOf(*Utc);
-    return ::Time{Record.Payload.Utc() - NoonUsec(), Record.Payload.Status(), Record.nPts, Record.enSource, Label};
+    return ::Time{Record.Payload.Utc() - NoonUsec(), Record.Payload.Status(), Record.nPTS, Record.enSource, Label};
 }
 
 std::ostream &operator<<(std::ostream &Out, const Time &Told) {
     Out << "noon plus " << Told.llUsec << " us, status 0x" << std::hex << Told.nStatus << std::dec << ", PTS "
-        << Told.nPts << ", " << model::SourceText(Told.enSource) << ", timecode ";
+        << Told.nPTS << ", " << model::SourceText(Told.enSource) << ", timecode ";
     return Told.Label ? Out << *Told.Label : Out << "not written";
 }
 

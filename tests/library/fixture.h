@@ -1,9 +1,9 @@
 // The fixture of the library's tests. Every test is a fake day later than the one before and starts at noon UTC, since
 // some messages are held back for as long as the process lives.
-#pragma once
+#ifndef TESTS_LIBRARY_FIXTURE_H
+#define TESTS_LIBRARY_FIXTURE_H
 
 #include <gmock/gmock.h>
-
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,7 +34,7 @@ vitc_t Timecode(int nHours, int nMinutes, int nSeconds, int nFrames);
 // A time stamp that a producer hands in.
 struct Stamp {
     int enSource = HIGH_PRECISION;
-    UINT64 nPts = 9000;
+    UINT64 nPTS = 9000;
     INT64 llUsec = 0; // from noon; not of a timecode
     BYTE nStatus = 0x1F;
     vitc_t Label = Timecode(12, 0, 0, 0);
@@ -46,7 +46,7 @@ BOOL Queue(const Stamp &Given);
 struct Time {
     INT64 llUsec = 0; // from noon
     int nStatus = 0x1F;
-    UINT64 nPts = 0;
+    UINT64 nPTS = 0;
     int enSource = HIGH_PRECISION;
     std::optional<vitc_t> Label{};
     friend bool operator==(const Time &, const Time &) = default;
@@ -67,3 +67,5 @@ protected:
     explicit LibraryTest(int enRevision = MISP_PROFILE_62) { StartDay(enRevision); }
     ~LibraryTest() override;
 };
+
+#endif

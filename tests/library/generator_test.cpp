@@ -25,9 +25,9 @@ public:
         m_Context.tDropFrameOccurred = NoonUsec() / 1'000'000 - nSinceSkipSec;
     }
     vitc_t Next(INT64 nTicks) {
-        const UINT64 nPts = m_Context.OldTimestamp64 + static_cast<UINT64>(nTicks);
-        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, nPts, &m_Context.OldSystemTC);
-        m_Context.OldTimestamp64 = nPts;
+        const UINT64 nPTS = m_Context.OldTimestamp64 + static_cast<UINT64>(nTicks);
+        Timecode_MakeSMPTE12M1VITC(&m_Context, 0, nPTS, &m_Context.OldSystemTC);
+        m_Context.OldTimestamp64 = nPTS;
         return m_Context.OldSystemTC;
     }
 

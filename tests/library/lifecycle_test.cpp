@@ -38,19 +38,19 @@ TEST_F(Lifecycle, AStoppedLibrarySaysThatItIs) {
 TEST_F(Lifecycle, WorksWithoutATraceHandle) {
     g_Services.bHandleStaysNull = true;
     StartDay(MISP_PROFILE_62);
-    Queue({.nPts = 9000});
-    EXPECT_EQ(Ask({.nPts = 9000}).bResult, TRUE);
+    Queue({.nPTS = 9000});
+    EXPECT_EQ(Ask({.nPTS = 9000}).bResult, TRUE);
     EXPECT_EQ(TakeTraces(), Texts{});
 }
 
 TEST_F(Lifecycle, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {
-    const std::string sLost = ". Something must be wrong with the list.";
+    const std::string szLost = ". Something must be wrong with the list.";
     g_Services.bListLosesRecords = true;
     for (int nRecord = 0; nRecord < model::RECORDS_PER_INPUT; ++nRecord)
         EXPECT_EQ(Queue({}), TRUE);
     SetClockMs(1);
     EXPECT_EQ(Queue({}), FALSE);
-    EXPECT_EQ(TakeTraces().back(), "3 Failed to get list tail at time:NOON.1000" + sLost);
+    EXPECT_EQ(TakeTraces().back(), "3 Failed to get list tail at time:NOON.1000" + szLost);
     EXPECT_EQ(Ask({}).bResult, TRUE) << "carried";
 }
 

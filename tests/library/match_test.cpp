@@ -20,27 +20,27 @@ TEST_F(Match, IsTheNearestOfTheSource) {
     const struct {
         const char *szRule;
         std::vector<UINT64> Stamps; // in the order in which they are queued
-        UINT64 nPts;                // of the picture
+        UINT64 nPTS;                // of the picture
         int nMatch = NONE;          // the place of its time stamp in that order
         BOOL bSame = FALSE;
     } ROWS[] = {
-        {.szRule = "the nearest", .Stamps = {1000, 2000, 3000}, .nPts = 2100, .nMatch = 1},
-        {.szRule = "359 ticks are near enough", .Stamps = {1000}, .nPts = 1359, .nMatch = 0},
-        {.szRule = "360 ticks are too far", .Stamps = {1000}, .nPts = 1360},
-        {.szRule = "359 ticks before", .Stamps = {1000}, .nPts = 641, .nMatch = 0},
-        {.szRule = "360 ticks before", .Stamps = {1000}, .nPts = 640},
-        {.szRule = "of two with one PTS the older", .Stamps = {2000, 2000}, .nPts = 2000, .nMatch = 0, .bSame = TRUE},
-        {.szRule = "of two as far the older", .Stamps = {2200, 1800}, .nPts = 2000, .nMatch = 0, .bSame = TRUE},
-        {.szRule = "across the 33-bit wrap", .Stamps = {WRAP - 10}, .nPts = 10, .nMatch = 0},
-        {.szRule = "across the wrap of 64 bits", .Stamps = {UINT64_MAX}, .nPts = 1, .nMatch = 0},
+        {.szRule = "the nearest", .Stamps = {1000, 2000, 3000}, .nPTS = 2100, .nMatch = 1},
+        {.szRule = "359 ticks are near enough", .Stamps = {1000}, .nPTS = 1359, .nMatch = 0},
+        {.szRule = "360 ticks are too far", .Stamps = {1000}, .nPTS = 1360},
+        {.szRule = "359 ticks before", .Stamps = {1000}, .nPTS = 641, .nMatch = 0},
+        {.szRule = "360 ticks before", .Stamps = {1000}, .nPTS = 640},
+        {.szRule = "of two with one PTS the older", .Stamps = {2000, 2000}, .nPTS = 2000, .nMatch = 0, .bSame = TRUE},
+        {.szRule = "of two as far the older", .Stamps = {2200, 1800}, .nPTS = 2000, .nMatch = 0, .bSame = TRUE},
+        {.szRule = "across the 33-bit wrap", .Stamps = {WRAP - 10}, .nPTS = 10, .nMatch = 0},
+        {.szRule = "across the wrap of 64 bits", .Stamps = {UINT64_MAX}, .nPTS = 1, .nMatch = 0},
     };
     for (const auto &Row : ROWS) {
         StartDay(MISP_PROFILE_2016_2);
         INT64 nPlace = 0;
-        for (const UINT64 nPts : Row.Stamps)
-            Queue({.nPts = nPts, .llUsec = nPlace++});
-        Queue({.enSource = LOCAL_SET, .nPts = Row.nPts}); // of another source: it does not count
-        const Answer Got = Ask({.nPts = Row.nPts});
+        for (const UINT64 nPTS : Row.Stamps)
+            Queue({.nPTS = nPTS, .llUsec = nPlace++});
+        Queue({.enSource = LOCAL_SET, .nPTS = Row.nPTS}); // of another source: it does not count
+        const Answer Got = Ask({.nPTS = Row.nPTS});
         EXPECT_EQ(PlaceOf(Got), Row.nMatch) << Row.szRule;
         EXPECT_EQ(Got.bSame, Row.bSame) << Row.szRule;
     }
@@ -50,11 +50,11 @@ TEST_F(Match, IsTheNearestOfTheSource) {
 TEST_F(Match, EndsBehindTwelveFartherOnes) {
     for (const UINT64 nFarther : {11U, 12U}) {
         StartDay(MISP_PROFILE_2016_2);
-        Queue({.nPts = 1000, .llUsec = 1});
+        Queue({.nPTS = 1000, .llUsec = 1});
         for (UINT64 nStamp = 0; nStamp < nFarther; ++nStamp)
-            Queue({.nPts = 1310 + nStamp});
-        Queue({.nPts = 1300, .llUsec = 2});
-        EXPECT_EQ(PlaceOf(Ask({.nPts = 1000})), nFarther == 11 ? 1 : 2) << nFarther << " farther ones";
+            Queue({.nPTS = 1310 + nStamp});
+        Queue({.nPTS = 1300, .llUsec = 2});
+        EXPECT_EQ(PlaceOf(Ask({.nPTS = 1000})), nFarther == 11 ? 1 : 2) << nFarther << " farther ones";
     }
 }
 
@@ -64,14 +64,14 @@ TEST_F(Match, IsForgottenWith180NewerTimeStampsOfAllSources) {
         StartDay(MISP_PROFILE_2016_2);
         const auto Stamp = [&](int nPicture) {
             for (int enSource = 1; enSource <= nSources; ++enSource)
-                Queue({.enSource = enSource, .nPts = 3000U * static_cast<UINT64>(nPicture)});
+                Queue({.enSource = enSource, .nPTS = 3000U * static_cast<UINT64>(nPicture)});
         };
         const int nLast = model::RECORDS_PER_INPUT / nSources;
         for (int nPicture = 0; nPicture < nLast; ++nPicture)
             Stamp(nPicture);
-        EXPECT_EQ(Ask({.nPts = 0}).bResult, TRUE) << nSources;
+        EXPECT_EQ(Ask({.nPTS = 0}).bResult, TRUE) << nSources;
         Stamp(nLast);
-        EXPECT_EQ(Ask({.nPts = 0}).bResult, FALSE) << nSources;
+        EXPECT_EQ(Ask({.nPTS = 0}).bResult, FALSE) << nSources;
     }
 }
 

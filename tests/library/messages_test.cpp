@@ -28,7 +28,7 @@ Act Asking(const Request &Asked) {
 Act Good(int enSource) {
     return [=] {
         Queue({.enSource = enSource, .llUsec = 5, .Label = Timecode(12, 34, 56, 7)});
-        Ask({.enSource = enSource, .nPts = 9001});
+        Ask({.enSource = enSource, .nPTS = 9001});
     };
 }
 
@@ -37,16 +37,16 @@ Act Carried(int enSource, UINT64 nTicks = 81'000) {
     return [=] {
         Good(enSource)();
         SetClockMs(40);
-        Ask({.enSource = enSource, .nRate = 30, .nCode = 30, .nPts = 9001 + nTicks});
+        Ask({.enSource = enSource, .nRate = 30, .nCode = 30, .nPTS = 9001 + nTicks});
     };
 }
 
 // A source that falls silent while it is in use.
 Act Lost(int enSource) {
     return [=] {
-        Ask({.enSource = enSource, .bSwitch = TRUE, .nPts = 9000});
+        Ask({.enSource = enSource, .bSwitch = TRUE, .nPTS = 9000});
         SetClockMs(5001);
-        Ask({.enSource = enSource, .bSwitch = TRUE, .nPts = 900'000});
+        Ask({.enSource = enSource, .bSwitch = TRUE, .nPTS = 900'000});
     };
 }
 
@@ -56,7 +56,7 @@ Act Returned(int enSource, int enFrom) {
         Queue({.enSource = enSource});
         for (const INT64 nMs : {0, 751}) {
             SetClockMs(nMs);
-            Ask({.enSource = enFrom, .bSwitch = TRUE, .nPts = 9000});
+            Ask({.enSource = enFrom, .bSwitch = TRUE, .nPTS = 9000});
         }
     };
 }
@@ -69,25 +69,25 @@ Act Converting(INT64 llUTC, int nRate = 25) {
 }
 
 Act SystemTime(int nRate = 25) {
-    return [=] { AskSystem({.nRate = nRate, .nPts = 991, .nBasePts = 1000, .llBaseUTC = NoonUsec() + 1099}); };
+    return [=] { AskSystem({.nRate = nRate, .nPTS = 991, .nBasePTS = 1000, .llBaseUTC = NoonUsec() + 1099}); };
 }
 
 // A picture that lands on a dropped label, and those coded behind it.
 void Generate() {
     SMPTE12M1_CONTEXT Context{3003, 30, 29000, 2, Timecode(0, 1, 59, 27), 7, 900'000, 0, 0, FALSE};
     for (const int nFrames : {3, -2, 1, 4}) {
-        const UINT64 nPts = Context.OldTimestamp64 + static_cast<UINT64>(nFrames * 3003);
-        Timecode_MakeSMPTE12M1VITC(&Context, 8, nPts, &Context.OldSystemTC);
-        Context.OldTimestamp64 = nPts;
+        const UINT64 nPTS = Context.OldTimestamp64 + static_cast<UINT64>(nFrames * 3003);
+        Timecode_MakeSMPTE12M1VITC(&Context, 8, nPTS, &Context.OldSystemTC);
+        Context.OldTimestamp64 = nPTS;
     }
 }
 
 TEST_F(Messages, OfTheLibraryAndItsQueue) {
     const auto FlushUnderTheCursor = [] {
         Queue({}), Queue({});
-        void *const pCursor = Ask({.nPts = 9000}).pCursor;
+        void *const pCursor = Ask({.nPTS = 9000}).pCursor;
         Timecode_Flush(0), Timecode_Flush(0);
-        Ask({.nPts = 9000}, pCursor);
+        Ask({.nPTS = 9000}, pCursor);
     };
     Expect([] { TimecodeLib_Init(MISP_PROFILE_62); }, {"7 Called.", "5 Identified MISP revision as:20116."});
     Expect([] { Timecode_ResetStats(3); },
@@ -109,9 +109,9 @@ TEST_F(Messages, OfTheLibraryAndItsQueue) {
 TEST_F(Messages, OfUtcSources) {
     const auto Before2000 = [] {
         Queue({.llUsec = 946'684'799'000'000 - NoonUsec()});
-        Ask({.nPts = 9000}), Ask({.nPts = 90'000});
+        Ask({.nPTS = 9000}), Ask({.nPTS = 90'000});
     };
-    const auto Backwards = [] { Good(HIGH_PRECISION)(), Queue({.nPts = 9001}), Ask({.nPts = 9001}); };
+    const auto Backwards = [] { Good(HIGH_PRECISION)(), Queue({.nPTS = 9001}), Ask({.nPTS = 9001}); };
     Expect(Good(HIGH_PRECISION),
            {"6 enTimecodeSource:1(High Precision TimeStamp), SwitchingAllowed:FALSE at the beginning of the function!",
             "6 Timecode source:1, is high precision timecode coming from VANC KLV.",
@@ -138,7 +138,7 @@ TEST_F(Messages, OfUtcSources) {
 
 TEST_F(Messages, OfTimecodeAsTheSource) {
     const auto NoTimeOfDay = [] {
-        Queue({.enSource = TIMECODE, .Label = Timecode(24, 0, 0, 0)}), Ask({.enSource = TIMECODE, .nPts = 9000});
+        Queue({.enSource = TIMECODE, .Label = Timecode(24, 0, 0, 0)}), Ask({.enSource = TIMECODE, .nPTS = 9000});
     };
     const auto NoDate = [] {
         g_Clock.bLocalTimeFails = true, Ask({.enSource = TIMECODE}), g_Clock.bLocalTimeFails = false;
@@ -167,10 +167,10 @@ TEST_F(Messages, OfTimecodeAsTheSource) {
 
 TEST_F(Messages, OfSourcesUnderTheOtherRevision) {
     m_enRevision = MISP_PROFILE_2016_2;
-    const auto Reverse = [] { SetClockMs(89), Queue({.nStatus = 0xFF}), Ask({.nPts = 9000}); };
+    const auto Reverse = [] { SetClockMs(89), Queue({.nStatus = 0xFF}), Ask({.nPTS = 9000}); };
     const auto TooFar = [] {
-        Queue({.enSource = TIMECODE}), Queue({.enSource = TIMECODE, .nPts = 20'000});
-        Ask({.enSource = TIMECODE, .nPts = 9360});
+        Queue({.enSource = TIMECODE}), Queue({.enSource = TIMECODE, .nPTS = 20'000});
+        Ask({.enSource = TIMECODE, .nPTS = 9360});
     };
     Expect(Reverse,
            {"6 enConfigMISBTimesource:1(High Precision TimeStamp), enInputInterface:0 at the beginning of the "
@@ -188,33 +188,33 @@ TEST_F(Messages, OfSourcesUnderTheOtherRevision) {
 }
 
 TEST_F(Messages, OfTheSystemClock) {
-    const std::string sUtc = "UTC64:NOON001000, CodedPicPTS64:0x3df, UTC enTimecodeSource:4(System TimeStamp)";
+    const std::string szUtc = "UTC64:NOON001000, CodedPicPTS64:0x3df, UTC enTimecodeSource:4(System TimeStamp)";
     const Act Candidate = Asking({.enSource = TCSOURCE_NONE, .bSwitch = TRUE});
     const auto FailingCandidate = [=] { g_Clock.bFails = true, Candidate(), g_Clock.bFails = false; };
     Expect(SystemTime(), {"6 TCBasePTS64:1000, UnchangedEncoderPTS64:991, Diff64:-9.",
-                          "6 Success getting system UTC:H:M:S:mS:(12:00:00.001). " + sUtc});
+                          "6 Success getting system UTC:H:M:S:mS:(12:00:00.001). " + szUtc});
     Expect(Asking({.enSource = SYSTEM_CLOCK, .nRate = 0}),
            {"6 Timecode source:4, is system time.", "3 Failed to format SMPTE12M VITC from UTC.",
             "4 Failed to get system timecode."});
     Expect(Candidate, {"7 Successfully retreived UTC time from system time:NOON000000."});
     Expect(FailingCandidate, {"3 Fail to retreive UTC time from system time. RetCode:-1"});
     m_enRevision = MISP_PROFILE_2016_2;
-    Expect(SystemTime(), {"6 Success getting system UTC:H:M:S:mS:(12:0:0.1). " + sUtc});
+    Expect(SystemTime(), {"6 Success getting system UTC:H:M:S:mS:(12:0:0.1). " + szUtc});
     Expect(SystemTime(0), {"6 Failed to format SMPTE12M VITC from UTC."});
 }
 
 TEST_F(Messages, OfFailoverAndRecovery) {
-    const std::string sLost =
+    const std::string szLost =
         ", Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.";
     const auto Checked = [] {
         int enSource = HIGH_PRECISION;
         Ask({}), SetClockMs(5001);
         _VerifyTimeSourceSwitch(0, TRUE, &enSource);
     };
-    Expect(Lost(HIGH_PRECISION), {"6 Timecode source:1" + sLost});
-    Expect(Lost(TIMECODE), {"6 Interface:0, Timecode source:2" + sLost});
-    Expect(Lost(LOCAL_SET), {"7 Timecode source:3" + sLost});
-    Expect(Checked, {"7 Timecode source:1" + sLost});
+    Expect(Lost(HIGH_PRECISION), {"6 Timecode source:1" + szLost});
+    Expect(Lost(TIMECODE), {"6 Interface:0, Timecode source:2" + szLost});
+    Expect(Lost(LOCAL_SET), {"7 Timecode source:3" + szLost});
+    Expect(Checked, {"7 Timecode source:1" + szLost});
     Expect(Returned(HIGH_PRECISION, LOCAL_SET),
            {"7 Recovery - enConfiguredMISBTimeSource:3, enCurrentTimecodeSouce:3(LDS Timestamp).",
             "7 Recovery - Identified Node carrying timecode source:1(High Precision TimeStamp). Starting Recovery.",

@@ -21,11 +21,11 @@ void PlayBothWays(int enConfigured, const std::vector<Picture> &Pictures) {
     for (const int nDirection : {1, -1}) {
         StartDay(MISP_PROFILE_62);
         for (const Picture &Each : Pictures) {
-            const UINT64 nPts = FIRST_PTS + static_cast<UINT64>(Each.nMs) * 90;
+            const UINT64 nPTS = FIRST_PTS + static_cast<UINT64>(Each.nMs) * 90;
             SetClockMs(Each.nMs * nDirection);
             if (Each.enGiven != TCSOURCE_NONE)
-                Queue({.enSource = Each.enGiven, .nPts = nPts});
-            Ask({.enSource = enConfigured, .bSwitch = TRUE, .nPts = nPts});
+                Queue({.enSource = Each.enGiven, .nPTS = nPTS});
+            Ask({.enSource = enConfigured, .bSwitch = TRUE, .nPTS = nPTS});
             EXPECT_EQ(Stats(), (model::Statistics{Each.enInUse, Each.nSwitches}))
                 << Each.szRule << ", clock running by " << nDirection;
         }
@@ -58,20 +58,20 @@ TEST_F(Switching, RecoversAfterMoreThan750Ms) {
 }
 
 // Under MISP_PROFILE_2016_2 the source in use is that of the last success, for 750 ms of PTS.
-TEST_F(Switching, UnderTheOtherRevisionASuccessLasts750MsOfPts) {
+TEST_F(Switching, UnderTheOtherRevisionASuccessLasts750MsOfPTS) {
     constexpr UINT64 LAST = 750 * 90 + 89; // the last tick that is cut to 750 ms
     const struct {
         const char *szRule;
-        UINT64 nPts;
+        UINT64 nPTS;
         int enWanted;
-    } ROWS[] = {{.szRule = "a success", .nPts = FIRST_PTS, .enWanted = HIGH_PRECISION},
-                {.szRule = "750 ms later", .nPts = FIRST_PTS + LAST, .enWanted = HIGH_PRECISION},
-                {.szRule = "751 ms later", .nPts = FIRST_PTS + LAST + 1, .enWanted = TCSOURCE_NONE},
-                {.szRule = "before the success", .nPts = FIRST_PTS - 1000, .enWanted = TCSOURCE_NONE}};
+    } ROWS[] = {{.szRule = "a success", .nPTS = FIRST_PTS, .enWanted = HIGH_PRECISION},
+                {.szRule = "750 ms later", .nPTS = FIRST_PTS + LAST, .enWanted = HIGH_PRECISION},
+                {.szRule = "751 ms later", .nPTS = FIRST_PTS + LAST + 1, .enWanted = TCSOURCE_NONE},
+                {.szRule = "before the success", .nPTS = FIRST_PTS - 1000, .enWanted = TCSOURCE_NONE}};
     StartDay(MISP_PROFILE_2016_2);
-    Queue({.nPts = FIRST_PTS});
+    Queue({.nPTS = FIRST_PTS});
     for (const auto &Row : ROWS) {
-        Ask({.nPts = Row.nPts});
+        Ask({.nPTS = Row.nPTS});
         EXPECT_EQ(Stats().enSource, Row.enWanted) << Row.szRule;
     }
 }

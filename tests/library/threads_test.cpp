@@ -23,28 +23,28 @@ std::atomic<int> g_nTakenAtCursor;
 std::atomic<UINT64> g_nNewest[NUM_VIDEO_INPUTS];
 std::atomic<UINT64> g_nAllowed[NUM_VIDEO_INPUTS];
 
-INT64 UtcOf(int nInput, int enSource, UINT64 nPts) {
-    return static_cast<INT64>(nPts) * USEC_PER_TICK + nInput * 4 + enSource;
+INT64 UtcOf(int nInput, int enSource, UINT64 nPTS) {
+    return static_cast<INT64>(nPTS) * USEC_PER_TICK + nInput * 4 + enSource;
 }
 
 // Keeps an input's producer and requests in step, so that a picture's records are queued and not yet overwritten.
 // Relaxed, like the stores, so as not to do the work of the library's locks.
-void WaitFor(const std::atomic<UINT64> &nReached, UINT64 nPts) {
-    while (nReached.load(std::memory_order_relaxed) < nPts)
+void WaitFor(const std::atomic<UINT64> &nReached, UINT64 nPTS) {
+    while (nReached.load(std::memory_order_relaxed) < nPTS)
         std::this_thread::yield();
 }
 
 void Produce(int nInput, std::latch &Start) {
     Start.arrive_and_wait();
-    for (UINT64 nPts = 100; nPts <= LAST_PTS; nPts += 100) {
-        WaitFor(g_nAllowed[nInput], nPts);
-        const int enSource = nPts % 200 ? TCSOURCE_HIGH_PRECISION_TIMESTAMP : TCSOURCE_LDS_TIMESTAMP;
+    for (UINT64 nPTS = 100; nPTS <= LAST_PTS; nPTS += 100) {
+        WaitFor(g_nAllowed[nInput], nPTS);
+        const int enSource = nPTS % 200 ? TCSOURCE_HIGH_PRECISION_TIMESTAMP : TCSOURCE_LDS_TIMESTAMP;
         TCPayload Payload = {};
-        Payload.KLVTC = {QUEUED_STATUS, UtcOf(nInput, enSource, nPts)};
-        EXPECT_EQ(Timecode_SetUTC(nInput, enSource, nPts, &Payload), TRUE);
+        Payload.KLVTC = {QUEUED_STATUS, UtcOf(nInput, enSource, nPTS)};
+        EXPECT_EQ(Timecode_SetUTC(nInput, enSource, nPTS, &Payload), TRUE);
         Payload.vitc = Timecode(12, 0, 0, 0);
-        Timecode_SetUTC(nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPts, &Payload);
-        g_nNewest[nInput].store(nPts, std::memory_order_relaxed);
+        Timecode_SetUTC(nInput, TCSOURCE_SMPTE12M_TIMESTAMP, nPTS, &Payload);
+        g_nNewest[nInput].store(nPTS, std::memory_order_relaxed);
         g_Clock.nNsec.fetch_add(1'000'000, std::memory_order_relaxed);
     }
 }
@@ -54,18 +54,18 @@ void Retrieve(int nInput, std::latch &Start) {
     Start.arrive_and_wait();
     void *pCursor = nullptr;
     int nTakenAtCursor = 0;
-    for (UINT64 nPts = 150; nPts + LAG_TICKS <= LAST_PTS; nPts += 200) {
-        g_nAllowed[nInput].store(nPts + LEAD_TICKS, std::memory_order_relaxed);
-        WaitFor(g_nNewest[nInput], nPts + LAG_TICKS);
+    for (UINT64 nPTS = 150; nPTS + LAG_TICKS <= LAST_PTS; nPTS += 200) {
+        g_nAllowed[nInput].store(nPTS + LEAD_TICKS, std::memory_order_relaxed);
+        WaitFor(g_nNewest[nInput], nPTS + LAG_TICKS);
         const bool bKeepsCursor = nInput % 2 == 0;
-        const BOOL bSwitch = !bKeepsCursor && nPts % 400 == 150 ? TRUE : FALSE;
-        const int enSource = bKeepsCursor ? nInput + 1 : static_cast<int>(nPts / 200 % 5);
+        const BOOL bSwitch = !bKeepsCursor && nPTS % 400 == 150 ? TRUE : FALSE;
+        const int enSource = bKeepsCursor ? nInput + 1 : static_cast<int>(nPTS / 200 % 5);
         const Answer Got =
-            Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nRate = 30, .nCode = 29000, .nPts = nPts},
+            Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nRate = 30, .nCode = 29000, .nPTS = nPTS},
                 pCursor);
         const model::Record Used = Got.bResult ? model::RecordOf(*Got.Utc) : model::Record{};
         const bool bQueued = Used.enSource % 2 == 1 && (Used.Payload.Status() & 0x7F) != 0x1F;
-        EXPECT_TRUE(!bQueued || Used.Payload.Utc() == UtcOf(nInput, Used.enSource, Used.nPts));
+        EXPECT_TRUE(!bQueued || Used.Payload.Utc() == UtcOf(nInput, Used.enSource, Used.nPTS));
         nTakenAtCursor += bQueued && pCursor;
         pCursor = bQueued && bKeepsCursor ? Got.pCursor : nullptr;
         int enNext = enSource;
@@ -84,7 +84,7 @@ void Disturb(std::latch &Start) {
             Timecode_ResetStats(nInput);
         if (nRound % 64 < NUM_VIDEO_INPUTS)
             Timecode_Flush(nInput);
-        EXPECT_EQ(AskSystem({.nRate = 30, .nCode = 29000, .nPts = 90'000, .llBaseUTC = NoonUsec()}).Label,
+        EXPECT_EQ(AskSystem({.nRate = 30, .nCode = 29000, .nPTS = 90'000, .llBaseUTC = NoonUsec()}).Label,
                   Timecode(12, 0, 0, 29));
     }
 }

@@ -42,7 +42,7 @@ INT64 In64(Wide nValue) {
     return static_cast<INT64>(static_cast<UINT64>(nValue));
 }
 
-INT64 PtsDistance(UINT64 nFirst, UINT64 nSecond) {
+INT64 PTSDistance(UINT64 nFirst, UINT64 nSecond) {
     constexpr Wide WRAP = Wide{1} << 33;
     constexpr Wide MINUTE = 60 * 90'000;
     const Wide nLater = Wide{nSecond} - Wide{nFirst};
@@ -54,8 +54,8 @@ INT64 PtsDistance(UINT64 nFirst, UINT64 nSecond) {
     return In64(nLater);
 }
 
-UINT64 PtsGap(UINT64 nOne, UINT64 nOther) {
-    const Wide nLater = PtsDistance(nOne, nOther);
+UINT64 PTSGap(UINT64 nOne, UINT64 nOther) {
+    const Wide nLater = PTSDistance(nOne, nOther);
     return static_cast<UINT64>(nLater < 0 ? -nLater : nLater);
 }
 
@@ -226,10 +226,10 @@ void FillBefore(Digits &Time, const DropRule &Rule, INT64 nRate) {
 
 } // namespace
 
-Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPts, time_t tNow, vitc_t &New) {
+Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, time_t tNow, vitc_t &New) {
     Numbered Said;
     const INT64 nRate = Context.nEncodedPictureRate;
-    const INT64 nDistance = WholeFrames(PtsDistance(Context.OldTimestamp64, nPts), Context.PTSTicksPerFrame);
+    const INT64 nDistance = WholeFrames(PTSDistance(Context.OldTimestamp64, nPTS), Context.PTSTicksPerFrame);
     Digits Time = MoveByFrames(DigitsOf(Context.OldSystemTC), nDistance, nRate);
     const bool bDrops = Context.nVUIFramerate == 29000 || Context.nVUIFramerate == 59000;
     const DropRule Rule = Context.nVUIFramerate == 29000 ? DropRule{2, 26} : DropRule{4, 51};

@@ -1,5 +1,6 @@
 // The arithmetic of times and timecodes, each rule in the plainest words; every number in 128 bits until it is done.
-#pragma once
+#ifndef TESTS_MODEL_ARITHMETIC_H
+#define TESTS_MODEL_ARITHMETIC_H
 
 #include <optional>
 
@@ -14,8 +15,8 @@ INT64 In64(Wide nValue);
 
 // Second minus first. Two 33-bit counts may lie on either side of the wrap: the second later by up to half of it, or
 // earlier by up to a minute.
-INT64 PtsDistance(UINT64 nFirst, UINT64 nSecond);
-UINT64 PtsGap(UINT64 nOne, UINT64 nOther);
+INT64 PTSDistance(UINT64 nFirst, UINT64 nSecond);
+UINT64 PTSGap(UINT64 nOne, UINT64 nOther);
 
 // The time between two instants, whichever is earlier, and what it is in other units, cut.
 timespec SpanBetween(const timespec &One, const timespec &Other);
@@ -54,6 +55,8 @@ struct Numbered {
     int nSkips = 0;
     int nDetails = 0;
 };
-Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPts, time_t tNow, vitc_t &New);
+Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, time_t tNow, vitc_t &New);
 
 } // namespace model
+
+#endif

@@ -11,7 +11,7 @@ Written GetUtc(const Request &Asked, void *pCursor) {
     int enSource = Asked.enSource;
     const auto IsNull = [&Asked](Null enNull) { return Asked.enNull == enNull; };
     const BOOL bResult = Timecode_GetUTC(Asked.nInput, IsNull(Null::Source) ? nullptr : &enSource, Asked.bSwitch,
-                                         Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC,
+                                         Asked.nRate, Asked.nCode, Asked.nPTS, Asked.nBasePTS, Asked.llBaseUTC,
                                          Utc.Unless(IsNull(Null::Utc)), Label.Unless(IsNull(Null::Timecode)),
                                          bSame.Unless(IsNull(Null::Same)), IsNull(Null::Cursor) ? nullptr : &pCursor);
     Demand(enSource == Asked.enSource, "a request leaves the configured source alone");
@@ -22,7 +22,7 @@ Written GetSystemUtc(const Request &Asked) {
     Marked<MISP_UTC> Utc;
     Marked<vitc_t> Label;
     const BOOL bResult =
-        Timecode_GetSystemUTC(Asked.nRate, Asked.nCode, Asked.nPts, Asked.nBasePts, Asked.llBaseUTC,
+        Timecode_GetSystemUTC(Asked.nRate, Asked.nCode, Asked.nPTS, Asked.nBasePTS, Asked.llBaseUTC,
                               Utc.Unless(Asked.enNull == Null::Utc), Label.Unless(Asked.enNull == Null::Timecode));
     return {.bResult = bResult, .Utc = Utc.Written(), .Label = Label.Written()};
 }

@@ -1,5 +1,6 @@
 // The library's requests, by a caller whose variables tell what was written.
-#pragma once
+#ifndef TESTS_MODEL_CALLS_H
+#define TESTS_MODEL_CALLS_H
 
 #include <algorithm>
 
@@ -37,3 +38,5 @@ Written GetUtc(const Request &Asked, void *pCursor);
 Written GetSystemUtc(const Request &Asked);
 
 } // namespace model
+
+#endif

@@ -67,12 +67,12 @@ void Comparison::SetMaxLevel(int nLevel) {
         g_hTCLibDbg->nMaxLevel = s_Model.nMaxLevel = nLevel;
 }
 
-void Comparison::Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload) {
+void Comparison::Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload) {
     TCPayload Given{};
     if (pPayload != nullptr)
         std::memcpy(static_cast<void *>(&Given), pPayload, sizeof Given);
-    const BOOL bQueued = Timecode_SetUTC(nInput, enSource, nPts, pPayload == nullptr ? nullptr : &Given);
-    Same(s_Model.Queue(nInput, enSource, nPts, pPayload), bQueued, "queuing");
+    const BOOL bQueued = Timecode_SetUTC(nInput, enSource, nPTS, pPayload == nullptr ? nullptr : &Given);
+    Same(s_Model.Queue(nInput, enSource, nPTS, pPayload), bQueued, "queuing");
     Demand(pPayload == nullptr || Payload(Given) == Payload(*pPayload), "queuing leaves the caller's payload alone");
 }
 
@@ -140,7 +140,7 @@ void Comparison::ReadAllRecords() {
             void *pCursor = nullptr;
             for (const Record &Queued : s_Model.OldestFirst(nInput))
                 if (Queued.enSource == enSource)
-                    Ask({.nInput = nInput, .enSource = enSource, .nPts = Queued.nPts}, pCursor);
+                    Ask({.nInput = nInput, .enSource = enSource, .nPTS = Queued.nPTS}, pCursor);
         }
 }
 
@@ -173,11 +173,11 @@ void Comparison::CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vi
     Same(s_Model.CountFrames(nRate, nCode, Old, New, bNull), nFrames.Written(), "a frame count");
 }
 
-vitc_t Comparison::Number(SMPTE12M1_CONTEXT &Context, UINT64 nPts, bool bNullContext, bool bNullNew) {
+vitc_t Comparison::Number(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, bool bNullContext, bool bNullNew) {
     NumberedPicture Expected{Context, {}};
     NumberedPicture Got = Expected;
-    Timecode_MakeSMPTE12M1VITC(bNullContext ? nullptr : &Got.Context, 0, nPts, bNullNew ? nullptr : &Got.New);
-    s_Model.Number(bNullContext ? nullptr : &Expected.Context, nPts, bNullNew ? nullptr : &Expected.New);
+    Timecode_MakeSMPTE12M1VITC(bNullContext ? nullptr : &Got.Context, 0, nPTS, bNullNew ? nullptr : &Got.New);
+    s_Model.Number(bNullContext ? nullptr : &Expected.Context, nPTS, bNullNew ? nullptr : &Expected.New);
     Same(Expected, Got, "a coded picture's number");
     Context = Got.Context;
     return Got.New;

@@ -1,5 +1,6 @@
 // Makes every call of the library and of its model, and demands that they answer, write and say the same.
-#pragma once
+#ifndef TESTS_MODEL_COMPARISON_H
+#define TESTS_MODEL_COMPARISON_H
 
 #include <array>
 #include <optional>
@@ -20,7 +21,7 @@ public:
     void Stop();
     void Revision();
     static void SetMaxLevel(int nLevel);
-    void Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload);
+    void Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull = false);
     void ResetStatistics(int nInput);
@@ -30,7 +31,7 @@ public:
     void CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull = false);
     void Convert(INT64 llUTC, const PictureRate &Rate, bool bNullUtc = false, bool bNullTimecode = false);
     void CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull = false);
-    vitc_t Number(SMPTE12M1_CONTEXT &Context, UINT64 nPts, bool bNullContext = false, bool bNullNew = false);
+    vitc_t Number(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, bool bNullContext = false, bool bNullNew = false);
 
     // Asks for every record of every queue, source by source and oldest first, going on by the cursor.
     void ReadAllRecords();
@@ -56,3 +57,5 @@ private:
 };
 
 } // namespace model
+
+#endif

@@ -1,5 +1,6 @@
 // What the library has said to the interposed services since the last call.
-#pragma once
+#ifndef TESTS_MODEL_COUNTED_H
+#define TESTS_MODEL_COUNTED_H
 
 #include "interpose/services.h"
 #include "model/library.h"
@@ -15,3 +16,5 @@ inline Said TakeCounted() {
 }
 
 } // namespace model
+
+#endif

@@ -1,6 +1,7 @@
 // What holds of every run. A broken promise ends the run with its words: as a test's failure, a fuzzer's finding, or
 // the soak's last line.
-#pragma once
+#ifndef TESTS_MODEL_DEMAND_H
+#define TESTS_MODEL_DEMAND_H
 
 #include <optional>
 #include <sstream>
@@ -35,3 +36,5 @@ void DemandEqual(const T &Wanted, const T &Got, const OF &...Of) {
     Tell(Words << "\n  got:    ", Got);
     throw BrokenPromise(Words.str());
 }
+
+#endif

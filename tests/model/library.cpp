@@ -108,7 +108,7 @@ BOOL Library::ResetStatistics(int nInput) {
     return TRUE;
 }
 
-BOOL Library::Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload) {
+BOOL Library::Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload) {
     const bool bPayload = !Report(pPayload == nullptr);
     const bool bInput = !ReportInput(nInput);
     if (!m_bStarted)
@@ -127,7 +127,7 @@ BOOL Library::Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPay
     } else {
         Reused.Stamp.Payload.SetTimecode(Given.Timecode());
     }
-    Reused.Stamp.nPts = nPts;
+    Reused.Stamp.nPTS = nPTS;
     Reused.Stamp.enSource = enSource;
     Reused.Stamp.tpInserted = tpNow;
     Queue.push_front(Reused);
@@ -159,7 +159,7 @@ std::vector<Record> Library::OldestFirst(int nInput) {
 
 // The nearest record, the oldest of several; with a cursor the record there. The cursor moves on to the next newer
 // record of the source.
-std::optional<Library::Found> Library::Match(Input &In, UINT64 nPts, int enSource, Cursor *pCursor) {
+std::optional<Library::Found> Library::Match(Input &In, UINT64 nPTS, int enSource, Cursor *pCursor) {
     const std::deque<Slot> &Queue = In.Queue;
     std::optional<size_t> nBest;
     if (pCursor == nullptr || pCursor->enKind == Cursor::Kind::None) {
@@ -168,7 +168,7 @@ std::optional<Library::Found> Library::Match(Input &In, UINT64 nPts, int enSourc
         for (size_t nAt = 0; nAt < Queue.size() && nWorse < WORSE_RECORDS; ++nAt) {
             if (Queue[nAt].Stamp.enSource != enSource)
                 continue;
-            const UINT64 nGap = PtsGap(nPts, Queue[nAt].Stamp.nPts);
+            const UINT64 nGap = PTSGap(nPTS, Queue[nAt].Stamp.nPTS);
             ++nWorse;
             if (nGap > nBestGap)
                 continue;
@@ -195,7 +195,7 @@ std::optional<Library::Found> Library::Match(Input &In, UINT64 nPts, int enSourc
     for (size_t nAt = *nBest; nAt-- > 0 && Next.enKind == Cursor::Kind::None;)
         if (Queue[nAt].Stamp.enSource == enSource) {
             Next = {Cursor::Kind::Record, Queue[nAt].nRecord};
-            Match.bSame = PtsGap(nPts, Queue[nAt].Stamp.nPts) == PtsGap(nPts, Match.Stamp.nPts);
+            Match.bSame = PTSGap(nPTS, Queue[nAt].Stamp.nPTS) == PTSGap(nPTS, Match.Stamp.nPTS);
         }
     if (pCursor != nullptr)
         *pCursor = Next;
@@ -252,14 +252,14 @@ std::optional<int> Library::CountFrames(UINT nRate, UINT nCode, const vitc_t &Ol
     return Report(bNull) ? std::nullopt : std::optional(FrameCountDiff(nRate, nCode, Old, New));
 }
 
-void Library::Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPts, vitc_t *pNew) {
+void Library::Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPTS, vitc_t *pNew) {
     const bool bNew = !Report(pNew == nullptr);
     if (Report(pContext == nullptr) || !bNew)
         return;
     const bool bRate = pContext->nEncodedPictureRate >= 1 && pContext->nEncodedPictureRate <= 0x7FFF'FFFF;
     if (Report(pContext->PTSTicksPerFrame == 0 || !bRate))
         return;
-    const Numbered Made = NumberPicture(*pContext, nPts, Seconds(), *pNew);
+    const Numbered Made = NumberPicture(*pContext, nPTS, Seconds(), *pNew);
     for (int nMessage = 0; nMessage < 3 + Made.nDetails; ++nMessage)
         Say(7);
     for (int nMessage = 0; nMessage < Made.nSkips; ++nMessage)

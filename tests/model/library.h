@@ -2,7 +2,8 @@
 //
 // It sees the same clock as the library and is told of every call. It keeps each input's time stamps in a plain deque
 // and looks at all of them each time.
-#pragma once
+#ifndef TESTS_MODEL_LIBRARY_H
+#define TESTS_MODEL_LIBRARY_H
 
 #include <array>
 #include <deque>
@@ -32,8 +33,8 @@ struct Request {
     BOOL bSwitch = FALSE;
     int nRate = 25;
     int nCode = 25000;
-    UINT64 nPts = 0;
-    UINT64 nBasePts = 0;
+    UINT64 nPTS = 0;
+    UINT64 nBasePTS = 0;
     INT64 llBaseUTC = 0;
     Null enNull = Null::Nothing; // which pointer is
     model::Cursor Cursor{};
@@ -74,7 +75,7 @@ public:
     void Start(int enRevision);
     void Stop();
     int Revision();
-    BOOL Queue(int nInput, int enSource, UINT64 nPts, const TCPayload *pPayload);
+    BOOL Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull);
     BOOL ResetStatistics(int nInput);
@@ -83,7 +84,7 @@ public:
     void CheckSwitch(int nInput, BOOL bAllowed, int *penSource);
     std::optional<vitc_t> Convert(const INT64 *pllUTC, const PictureRate &Rate, bool bNull);
     std::optional<int> CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull);
-    void Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPts, vitc_t *pNew);
+    void Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPTS, vitc_t *pNew);
 
     [[nodiscard]] std::vector<Record> OldestFirst(int nInput);
 
@@ -140,7 +141,7 @@ private:
     timespec ReadClock();
     bool IsUsable(int nRate);
 
-    std::optional<Found> Match(Input &In, UINT64 nPts, int enSource, Cursor *pCursor);
+    std::optional<Found> Match(Input &In, UINT64 nPTS, int enSource, Cursor *pCursor);
     std::optional<Found> MatchNear(Picture &Pic);
     Answer AskCarrying(const Request &Asked);
     Answer AskMatching(const Request &Asked);
@@ -173,3 +174,5 @@ private:
 };
 
 } // namespace model
+
+#endif

@@ -1,5 +1,6 @@
 // Records as the model keeps them, compared field by field and told in words.
-#pragma once
+#ifndef TESTS_MODEL_RECORDS_H
+#define TESTS_MODEL_RECORDS_H
 
 #include <array>
 #include <cstddef>
@@ -62,7 +63,7 @@ private:
 // A time-stamp record without its link.
 struct Record {
     model::Payload Payload{};
-    UINT64 nPts = 0;
+    UINT64 nPTS = 0;
     int enSource = TCSOURCE_NONE;
     timespec tpInserted{};
     friend bool operator==(const Record &, const Record &) = default;
@@ -74,3 +75,5 @@ std::ostream &operator<<(std::ostream &Out, const Record &Told);
 std::string SourceText(int enSource);
 
 } // namespace model
+
+#endif

@@ -79,7 +79,7 @@ Answer Library::AskMatching(const Request &Asked) {
     else
         UseNoSource(Pic);
     Remember(Pic);
-    const auto IsRecent = [&Asked](const Record &Last) { return (Asked.nPts - Last.nPts) / 90 <= UINT64{RECOVERY_MS}; };
+    const auto IsRecent = [&Asked](const Record &Last) { return (Asked.nPTS - Last.nPTS) / 90 <= UINT64{RECOVERY_MS}; };
     if (In.LastUtc.enSource != TCSOURCE_NONE && IsRecent(In.LastUtc))
         In.enLastSource = In.LastUtc.enSource;
     else
@@ -93,9 +93,9 @@ Answer Library::AskMatching(const Request &Asked) {
 // The match for a picture's source, when it is near enough to serve. Of a timecode that is not, it says so.
 std::optional<Library::Found> Library::MatchNear(Picture &Pic) {
     const bool bCursor = Pic.Asked.enNull != Null::Cursor;
-    std::optional<Found> Matched = Match(Pic.In, Pic.Asked.nPts, Pic.enSource, bCursor ? &Pic.Given.Cursor : nullptr);
+    std::optional<Found> Matched = Match(Pic.In, Pic.Asked.nPTS, Pic.enSource, bCursor ? &Pic.Given.Cursor : nullptr);
     Pic.bSame = Matched && Matched->bSame;
-    if (!Matched || PtsGap(Matched->Stamp.nPts, Pic.Asked.nPts) <= MATCH_TICKS)
+    if (!Matched || PTSGap(Matched->Stamp.nPTS, Pic.Asked.nPTS) <= MATCH_TICKS)
         return Matched;
     if (Pic.enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
         Say(6);
@@ -107,7 +107,7 @@ void Library::Remember(const Picture &Pic) {
     Input &In = Pic.In;
     if (Pic.bUtcUsed) {
         In.LastUtc.enSource = Pic.enSource;
-        In.LastUtc.nPts = Pic.Asked.nPts;
+        In.LastUtc.nPTS = Pic.Asked.nPTS;
         In.LastUtc.tpInserted = In.Local.tpInserted;
         In.LastUtc.Payload.SetUtc(In.Local.Payload.Utc());
         In.LastUtc.Payload.SetStatus(In.Local.Payload.Status());
@@ -115,7 +115,7 @@ void Library::Remember(const Picture &Pic) {
     if (Pic.bTimecodeUsed) {
         In.LastTimecode.Payload.SetTimecode(In.Local.Payload.Timecode());
         In.LastTimecode.enSource = Pic.enSource;
-        In.LastTimecode.nPts = Pic.Asked.nPts;
+        In.LastTimecode.nPTS = Pic.Asked.nPTS;
         In.LastTimecode.tpInserted = In.Local.tpInserted;
     }
 }
@@ -140,10 +140,10 @@ Answer Library::AskSystem(const Request &Asked) {
     if (b62)
         Say(6);
     Record Made;
-    Made.Payload.SetUtc(In64(Wide{Asked.llBaseUTC} + UsecOfTicks(PtsDistance(Asked.nBasePts, Asked.nPts))));
+    Made.Payload.SetUtc(In64(Wide{Asked.llBaseUTC} + UsecOfTicks(PTSDistance(Asked.nBasePTS, Asked.nPTS))));
     Made.Payload.SetStatus(NOT_LOCKED | RESERVED);
     Made.enSource = TCSOURCE_SYSTEM_TIMESTAMP;
-    Made.nPts = Asked.nPts;
+    Made.nPTS = Asked.nPTS;
     Given.Utc = Made;
     SayAtMost(6, b62 ? m_System62 : m_System2016, b62 ? 9 : 4);
     if (!bTimecode)

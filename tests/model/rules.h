@@ -1,5 +1,6 @@
 // Numbers and small rules that the model's files share.
-#pragma once
+#ifndef TESTS_MODEL_RULES_H
+#define TESTS_MODEL_RULES_H
 
 #include <ctime>
 
@@ -41,3 +42,5 @@ inline std::optional<INT64> UsecOfClock(const timespec &Now) {
 }
 
 } // namespace model
+
+#endif

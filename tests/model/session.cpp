@@ -37,7 +37,7 @@ public:
         m_Both.Start(OneOf({MISP_PROFILE_62, MISP_PROFILE_2016_2}));
         const UINT64 nFirst = OneOf({UINT64{900'000}, WRAP - 300'000, UINT64{0}, UINT64{1} << 40, LAST - 300'000});
         for (Stream &Each : m_Streams)
-            Each.nPts = nFirst;
+            Each.nPTS = nFirst;
     }
 
     void Step() {
@@ -60,7 +60,7 @@ public:
 
 private:
     struct Stream {
-        UINT64 nPts = 0; // of the newest picture
+        UINT64 nPTS = 0; // of the newest picture
         void *pCursor = nullptr;
     };
 
@@ -100,9 +100,9 @@ private:
     void Queue() {
         const int nInput = m_nUsed = Input();
         const int enSource = Source();
-        const UINT64 nPts = Pts(StreamOf(nInput));
+        const UINT64 nPTS = PTS(StreamOf(nInput));
         const TCPayload Given = Payload(enSource);
-        m_Both.Queue(nInput, enSource, nPts, OneIn(128) ? nullptr : &Given);
+        m_Both.Queue(nInput, enSource, nPTS, OneIn(128) ? nullptr : &Given);
     }
 
     void Ask() {
@@ -132,7 +132,7 @@ private:
         Context.nEncodedPictureRate = OneIn(16) ? static_cast<UINT>(Rate()) : b30 ? 30 : 60;
         Context.nVUIFramerate = OneIn(16) ? static_cast<UINT>(Code()) : b30 ? 29000 : 59000;
         Context.nBframes = OneIn(32) ? static_cast<UINT>(m_From.Bits(4)) : static_cast<UINT>(Below(4));
-        Context.OldTimestamp64 = Pts(m_Streams[0]);
+        Context.OldTimestamp64 = PTS(m_Streams[0]);
         Context.OldSystemTC = Timecode();
         if (OneIn(4)) {
             Context.BackFillStateCount = OneIn(8) ? AnyInt() : static_cast<int>(Below(4));
@@ -144,9 +144,9 @@ private:
         const bool bNullNew = OneIn(64);
         for (UINT64 nLeft = Below(8); nLeft > 0 && !m_From.IsEmpty(); --nLeft) {
             const UINT64 nDistance = OneIn(24) ? m_From.Bits(8) : (Below(8) - 3) * nFrame + Below(4) - 2;
-            const UINT64 nPts = OneIn(4) ? Context.OldTimestamp64 + nDistance * 9 : Context.OldTimestamp64 + nDistance;
-            Context.OldSystemTC = m_Both.Number(Context, nPts, bNullContext, bNullNew);
-            Context.OldTimestamp64 = nPts;
+            const UINT64 nPTS = OneIn(4) ? Context.OldTimestamp64 + nDistance * 9 : Context.OldTimestamp64 + nDistance;
+            Context.OldSystemTC = m_Both.Number(Context, nPTS, bNullContext, bNullNew);
+            Context.OldTimestamp64 = nPTS;
         }
     }
 
@@ -206,15 +206,15 @@ private:
     Stream &StreamOf(int nInput) { return IsInput(nInput) ? m_Streams.at(static_cast<size_t>(nInput)) : m_NoStream; }
 
     // On, at, or near the newest picture, so that matches happen; seldom far away.
-    UINT64 Pts(Stream &Of) {
+    UINT64 PTS(Stream &Of) {
         const UINT64 nByte = Below(256);
         const auto Earlier = [&Of](UINT64 nTicks) {
-            return Of.nPts < WRAP ? (Of.nPts - nTicks) % WRAP : Of.nPts - nTicks;
+            return Of.nPTS < WRAP ? (Of.nPTS - nTicks) % WRAP : Of.nPTS - nTicks;
         };
         if (nByte < 60)
-            return Of.nPts = Of.nPts < WRAP ? (Of.nPts + 3003) % WRAP : Of.nPts + 3003;
+            return Of.nPTS = Of.nPTS < WRAP ? (Of.nPTS + 3003) % WRAP : Of.nPTS + 3003;
         if (nByte < 140)
-            return Of.nPts;
+            return Of.nPTS;
         if (nByte < 180)
             return Earlier(Below(64) * 3003);
         if (nByte < 220)
@@ -274,8 +274,8 @@ private:
         Asked.nRate = Rate();
         Asked.nCode = Code();
         Stream &Of = StreamOf(Asked.nInput);
-        Asked.nPts = Pts(Of);
-        Asked.nBasePts = Pts(Of);
+        Asked.nPTS = PTS(Of);
+        Asked.nBasePTS = PTS(Of);
         Asked.llBaseUTC = Utc();
         if (OneIn(32))
             Asked.enNull = OneOf({Null::Source, Null::Utc, Null::Timecode, Null::Same, Null::Cursor});

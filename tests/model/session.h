@@ -1,6 +1,7 @@
 // A session of random calls: from choices it makes pictures with their time stamps, a moving clock, and now and then
 // what a caller might get wrong.
-#pragma once
+#ifndef TESTS_MODEL_SESSION_H
+#define TESTS_MODEL_SESSION_H
 
 #include "model/comparison.h"
 
@@ -23,3 +24,5 @@ enum class Care {
 void RunSession(Comparison &Both, Choices &From, Care enCare);
 
 } // namespace model
+
+#endif

@@ -4,12 +4,16 @@
 
 namespace model {
 
-static BYTE StatusOf(bool bDiscontinuity, bool bLocked, INT64 llOld, INT64 llNew) {
+namespace {
+
+BYTE StatusOf(bool bDiscontinuity, bool bLocked, INT64 llOld, INT64 llNew) {
     const BYTE nLock = bLocked ? 0 : NOT_LOCKED;
     if (!bDiscontinuity)
         return nLock | RESERVED;
     return nLock | DISCONTINUITY | (In64(Wide{llNew} - llOld) < 0 ? REVERSE : 0) | RESERVED;
 }
+
+} // namespace
 
 // A queued UTC is handed out as it is, but for the byte of one that went back.
 bool Library::UseUtc(Picture &Pic) {
@@ -74,7 +78,7 @@ bool Library::UseUtcSource(Picture &Pic) {
         Pic.Given.Timecode = *Vitc;
     if (enSource == TCSOURCE_LDS_TIMESTAMP) {
         In.LastTimecode.enSource = In.Local.enSource;
-        In.LastTimecode.nPts = In.Local.nPts;
+        In.LastTimecode.nPTS = In.Local.nPTS;
     }
     return true;
 }
@@ -98,7 +102,7 @@ void Library::CarryUtc(Picture &Pic, int enSource) {
     In.bDiscontinuity = false;
     In.Local.Payload.SetStatus(StatusOf(false, In.bLocked, In.LastUtc.Payload.Utc(), llUTC));
     In.Local.enSource = enSource;
-    In.Local.nPts = bLds ? In.Local.nPts + static_cast<UINT64>(TicksOf(Elapsed)) : Pic.Asked.nPts;
+    In.Local.nPTS = bLds ? In.Local.nPTS + static_cast<UINT64>(TicksOf(Elapsed)) : Pic.Asked.nPTS;
     Pic.Given.Utc = In.Local;
     In.LastUtc = In.Local;
     In.LastUtc.tpInserted = Pic.tpNow;
@@ -122,7 +126,7 @@ void Library::UseTimecodeSource(Picture &Pic) {
     Say(7);
     In.LastUtc.Payload.SetStatus(StatusOf(In.bDiscontinuity, In.bLocked, llBefore, llUTC));
     In.LastUtc.enSource = TCSOURCE_SMPTE12M_TIMESTAMP;
-    In.LastUtc.nPts += static_cast<UINT64>(TicksOf(Moved));
+    In.LastUtc.nPTS += static_cast<UINT64>(TicksOf(Moved));
     In.LastUtc.tpInserted = Pic.bTimecodeUsed ? In.Local.tpInserted : In.LastTimecode.tpInserted;
     Pic.Given.Utc = In.LastUtc;
     if (Pic.Asked.enNull != Null::Timecode)
@@ -132,7 +136,7 @@ void Library::UseTimecodeSource(Picture &Pic) {
 // The last timecode goes on by the distance of the pictures.
 timespec Library::CarryTimecode(Picture &Pic) {
     Input &In = Pic.In;
-    const timespec Moved = SpanOfTicks(PtsGap(In.LastTimecode.nPts, Pic.Asked.nPts));
+    const timespec Moved = SpanOfTicks(PTSGap(In.LastTimecode.nPTS, Pic.Asked.nPTS));
     SayAtMost(6, In.Failed, 4);
     vitc_t Vitc = In.LastTimecode.Payload.Timecode();
     if (IsUsable(Pic.Asked.nRate)) {
@@ -146,7 +150,7 @@ timespec Library::CarryTimecode(Picture &Pic) {
     In.Local.Payload.SetTimecode(Vitc);
     In.LastTimecode.Payload.SetTimecode(Vitc);
     In.LastTimecode.enSource = TCSOURCE_SMPTE12M_TIMESTAMP;
-    In.LastTimecode.nPts = Pic.Asked.nPts;
+    In.LastTimecode.nPTS = Pic.Asked.nPTS;
     FailOver(Pic);
     return Moved;
 }

@@ -4,9 +4,13 @@
 
 namespace model {
 
-static int NextSource(int enSource) {
+namespace {
+
+int NextSource(int enSource) {
     return IsQueued(enSource) ? enSource + 1 : TCSOURCE_NONE;
 }
+
+} // namespace
 
 void Library::SetNotAlive(Input &In) {
     In.bAlive = false;
@@ -69,8 +73,8 @@ bool Library::HasReturned(Picture &Pic, int enCandidate) {
         Say(bUtc ? 7 : 3);
         return bUtc;
     }
-    const std::optional<Found> Matched = Match(Pic.In, Pic.Asked.nPts, enCandidate, nullptr);
-    if (!Matched || PtsGap(Matched->Stamp.nPts, Pic.Asked.nPts) > MATCH_TICKS)
+    const std::optional<Found> Matched = Match(Pic.In, Pic.Asked.nPTS, enCandidate, nullptr);
+    if (!Matched || PTSGap(Matched->Stamp.nPTS, Pic.Asked.nPTS) > MATCH_TICKS)
         return false;
     Say(7);
     return true;

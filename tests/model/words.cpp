@@ -15,7 +15,7 @@ std::string SourceText(int enSource) {
 
 std::ostream &operator<<(std::ostream &Out, const Record &Told) {
     const vitc_t Vitc = Told.Payload.Timecode();
-    Out << SourceText(Told.enSource) << ", PTS " << Told.nPts << ", inserted at " << Told.tpInserted << ", ";
+    Out << SourceText(Told.enSource) << ", PTS " << Told.nPTS << ", inserted at " << Told.tpInserted << ", ";
     if (Told.enSource != TCSOURCE_SMPTE12M_TIMESTAMP)
         return Out << "UTC " << Told.Payload.Utc() << ", status 0x" << std::hex << +Told.Payload.Status() << std::dec
                    << " (as timecode: " << Vitc << ')';
@@ -31,8 +31,8 @@ std::ostream &operator<<(std::ostream &Out, const Cursor &Told) {
 std::ostream &operator<<(std::ostream &Out, const Request &Told) {
     constexpr std::array NULLS = {"nothing", "source", "record", "timecode", "same-record flag", "cursor"};
     return Out << "input " << Told.nInput << ", " << SourceText(Told.enSource) << ", switching " << Told.bSwitch
-               << ", rate " << Told.nRate << ", code " << Told.nCode << ", PTS " << Told.nPts << ", base PTS "
-               << Told.nBasePts << ", base UTC " << Told.llBaseUTC
+               << ", rate " << Told.nRate << ", code " << Told.nCode << ", PTS " << Told.nPTS << ", base PTS "
+               << Told.nBasePTS << ", base UTC " << Told.llBaseUTC
                << ", null: " << NULLS.at(static_cast<size_t>(Told.enNull)) << ", cursor " << Told.Cursor;
 }
 

@@ -17,5 +17,5 @@ check() {
 check "LD_LIBRARY_PATH=$4" "$1"
 check "LD_PRELOAD=$4/libtimecode_support.so.1" "$1"
 LD_PRELOAD=$4/libtimecode_support.so.1 "$2" --gtest_brief=1 \
-    --gtest_filter='Clock.*:Pts.*:Timespec.*:CopyString.*:Null.*'
+    --gtest_filter='Clock.*:PTS.*:Timespec.*:CopyString.*:Null.*'
 LD_PRELOAD=$4/libtimecode_support.so.1 "$3" --gtest_brief=1 --gtest_filter='*Cancelled*'

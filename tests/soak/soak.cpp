@@ -22,10 +22,10 @@ constexpr model::PictureRate RATE = {60, 59000};
 
 // Pages of memory and open files.
 std::string Resources() {
-    std::string sSize, sResident;
-    std::ifstream("/proc/self/statm") >> sSize >> sResident;
+    std::string szSize, szResident;
+    std::ifstream("/proc/self/statm") >> szSize >> szResident;
     const auto nFiles = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
-    return sResident + " pages, " + std::to_string(nFiles) + " files";
+    return szResident + " pages, " + std::to_string(nFiles) + " files";
 }
 
 // Each picture by its number.
@@ -41,7 +41,7 @@ INT64 UtcOf(INT64 nPicture) {
     return START_SEC * 1'000'000 + NsecOf(nPicture) / 1000;
 }
 
-UINT64 PtsOf(INT64 nPicture) {
+UINT64 PTSOf(INT64 nPicture) {
     return (FIRST_PTS + static_cast<UINT64>(nPicture) * 3003 / 2) % WRAP;
 }
 
@@ -76,7 +76,7 @@ void HandIn(model::Comparison &Both, const Input &In, INT64 nPicture) {
     Timecode.vitc = model::TimecodeOfUtc(UtcOf(nPicture), RATE);
     for (int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enSource <= TCSOURCE_LDS_TIMESTAMP; ++enSource)
         if (!IsSilent(In, enSource, nPicture))
-            Both.Queue(In.nInput, enSource, PtsOf(nPicture),
+            Both.Queue(In.nInput, enSource, PTSOf(nPicture),
                        enSource == TCSOURCE_SMPTE12M_TIMESTAMP ? &Timecode : &Utc);
 }
 
@@ -107,8 +107,8 @@ void Ask(model::Comparison &Both, Input &In, INT64 nPicture) {
                                .bSwitch = TRUE,
                                .nRate = RATE.nWhole,
                                .nCode = static_cast<int>(RATE.nCode),
-                               .nPts = PtsOf(nPicture),
-                               .nBasePts = PtsOf(nBase),
+                               .nPTS = PTSOf(nPicture),
+                               .nBasePTS = PTSOf(nBase),
                                .llBaseUTC = UtcOf(nBase)};
     const model::Answer Given = Both.Ask(Asked, In.pCursor);
     const int enInUse = Both.ReadStatistics(In.nInput)->enSource;
@@ -141,7 +141,7 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
                                                {.nInput = 2, .enConfigured = TCSOURCE_LDS_TIMESTAMP},
                                                {.nInput = 3, .nDelay = 2}};
     const INT64 nPictures = nHours * PICTURES_PER_HOUR;
-    std::string sSettled = Resources(); // the first reading itself takes memory
+    std::string szSettled = Resources(); // the first reading itself takes memory
     for (INT64 nPicture = 0; nPicture < nPictures; ++nPicture) {
         interpose::g_Clock.nSec = START_SEC + SecondOf(nPicture);
         interpose::g_Clock.nNsec = NsecOf(nPicture) % NSEC_PER_SEC;
@@ -149,9 +149,9 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
             PlayPicture(Both, In, nPicture);
         // Everything that is ever touched has been touched after some minutes.
         if (nPicture == nPictures / 10)
-            sSettled = Resources();
+            szSettled = Resources();
     }
-    DemandEqual(sSettled, Resources(), "memory and open files");
+    DemandEqual(szSettled, Resources(), "memory and open files");
     Both.Stop();
     for (const Input &In : Inputs) {
         std::cout << "revision " << enRevision << ", input " << In.nInput << ", " << nHours << " h: pictures timed by";

@@ -117,7 +117,7 @@ TEST(Clock, NowIsMicrosecondsOrMinusOne) {
     interpose::g_Clock.bFails = false;
 }
 
-TEST(Pts, DifferenceKnowsTheWrapOfA33BitCount) {
+TEST(PTS, DifferenceKnowsTheWrapOfA33BitCount) {
     constexpr INT64 WRAP = INT64{1} << 33, HALF = WRAP / 2, MINUTE = 5'400'000;
     const struct {
         const char *szFault;

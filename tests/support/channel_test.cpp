@@ -66,9 +66,9 @@ Ends Master() {
 }
 
 Ends File() {
-    const std::string sPath = testing::TempDir() + "channel" + std::to_string(getpid());
-    const Ends Made{open(sPath.c_str(), O_RDONLY | O_CREAT, 0600), open(sPath.c_str(), O_WRONLY)};
-    unlink(sPath.c_str());
+    const std::string szPath = testing::TempDir() + "channel" + std::to_string(getpid());
+    const Ends Made{open(szPath.c_str(), O_RDONLY | O_CREAT, 0600), open(szPath.c_str(), O_WRONLY)};
+    unlink(szPath.c_str());
     return Made;
 }
 
@@ -128,13 +128,13 @@ const Kind KINDS[] = {
 };
 
 std::string ReadAll(int nFile) {
-    std::string sAll;
+    std::string szAll;
     char acBytes[4096];
     if (nFile >= 0)
         fcntl(nFile, F_SETFL, O_NONBLOCK);
     for (ssize_t nRead = 0; nFile >= 0 && (nRead = read(nFile, acBytes, sizeof acBytes)) > 0;)
-        sAll.append(acBytes, static_cast<size_t>(nRead));
-    return std::regex_replace(sAll, std::regex("\r"), "");
+        szAll.append(acBytes, static_cast<size_t>(nRead));
+    return std::regex_replace(szAll, std::regex("\r"), "");
 }
 
 struct Told {
@@ -143,21 +143,21 @@ struct Told {
 };
 
 // Takes the lines apart: nothing but messages, each at the start of a line. Some are incomplete.
-Told TakeApart(const std::string &sAll) {
+Told Split(const std::string &szAll) {
     static const std::regex MESSAGE("2023-11-14 22:13:20.000000Z M error \\[[0-9]+\\] F f\\.cpp:1: "
                                     "(\\(([0-9]+) messages lost\\) )?(x*|last|to a pipe)(\\.|x{20})");
     Told Of;
-    std::istringstream Lines(sAll);
-    for (std::string sLine; std::getline(Lines, sLine);) {
+    std::istringstream Lines(szAll);
+    for (std::string szLine; std::getline(Lines, szLine);) {
         std::smatch Match;
-        EXPECT_EQ(sLine.find("M error", sLine.find("M error") + 1), std::string::npos) << sLine;
-        EXPECT_THAT(sLine, testing::StartsWith("2"));
-        if (!std::regex_match(sLine, Match, MESSAGE))
+        EXPECT_EQ(szLine.find("M error", szLine.find("M error") + 1), std::string::npos) << szLine;
+        EXPECT_THAT(szLine, testing::StartsWith("2"));
+        if (!std::regex_match(szLine, Match, MESSAGE))
             continue;
         if (Match[2].matched)
             Of.nLost += std::stoi(Match[2]);
         // The longest messages end before their point.
-        Of.nComplete += Match[4] == "." || sLine.size() == 1023 ? 1 : 0;
+        Of.nComplete += Match[4] == "." || szLine.size() == 1023 ? 1 : 0;
     }
     return Of;
 }
@@ -176,12 +176,12 @@ void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
     for (int nThread = 0; nThread < Of.nThreads; ++nThread)
         Threads.emplace_back(PrintFrom, hDbg, nThread, Of.nThreads);
     Threads.clear();
-    std::string sPassed = ReadAll(nReader);
+    std::string szPassed = ReadAll(nReader);
     _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "last.");
-    const Told InChannel = TakeApart(sPassed + ReadAll(nReader));
+    const Told InChannel = Split(szPassed + ReadAll(nReader));
     dup2(OwnPipe.nWrite, STDERR_FILENO);
     _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "to a pipe.");
-    const Told InPipe = TakeApart(ReadAll(OwnPipe.nRead));
+    const Told InPipe = Split(ReadAll(OwnPipe.nRead));
     const int nTaken = nReader < 0 && Of.enPass == Pass::All ? LENGTHS + 1 : InChannel.nComplete;
     EXPECT_EQ(InPipe.nComplete, 1);
     EXPECT_EQ(nTaken + InChannel.nLost + InPipe.nLost, LENGTHS + 1);

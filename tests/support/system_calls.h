@@ -1,5 +1,6 @@
 // The calls by which the services read and write, made to fail as the kernel may let them.
-#pragma once
+#ifndef TESTS_SUPPORT_SYSTEM_CALLS_H
+#define TESTS_SUPPORT_SYSTEM_CALLS_H
 
 enum class Writes {
     AsAsked,
@@ -9,3 +10,5 @@ enum class Writes {
 
 extern Writes g_enWrites;
 extern bool g_bReadFails; // where a file ought to end
+
+#endif

@@ -13,7 +13,9 @@ using interpose::DumpedThreads;
 using testing::EndsWith;
 
 #ifndef __SANITIZE_THREAD__ // which calls it for threads that it has not set up yet
-static int g_nDumpedWhileClaiming = -1;
+namespace {
+int g_nDumpedWhileClaiming = -1;
+} // namespace
 
 // A thread gets its place in pthread_setspecific, before it has a position.
 extern "C" int pthread_setspecific(pthread_key_t nKey, const void *pvValue) noexcept {
@@ -33,18 +35,18 @@ const std::string LONG(200, 'x');
 class ThreadStates : public testing::Test {
 protected:
     ThreadStates() { __SaveThreadState("Here", "/a/file.cpp", 2); }
-    const std::string m_sHere = "thread " + std::to_string(gettid()) + " Here file.cpp:2\n";
+    const std::string m_szHere = "thread " + std::to_string(gettid()) + " Here file.cpp:2\n";
 };
 
 TEST_F(ThreadStates, AreForgottenWithTheirThread) {
     for (int nThread = 0; nThread < PLACES + 10; ++nThread) {
-        std::string sDumped;
-        std::thread([&sDumped] {
+        std::string szDumped;
+        std::thread([&szDumped] {
             __SaveThreadState("Other", "b.cpp", 3);
-            sDumped = DumpedThreads();
+            szDumped = DumpedThreads();
         }).join();
-        EXPECT_THAT(sDumped, testing::MatchesRegex(m_sHere + "thread [0-9]+ Other b.cpp:3\n"));
-        EXPECT_EQ(DumpedThreads(), m_sHere);
+        EXPECT_THAT(szDumped, testing::MatchesRegex(m_szHere + "thread [0-9]+ Other b.cpp:3\n"));
+        EXPECT_EQ(DumpedThreads(), m_szHere);
     }
 }
 
@@ -62,7 +64,7 @@ TEST_F(ThreadStates, AreWrittenWholeOrTheDumpFails) {
     const interpose::StandardError Dumped(interpose::Channel::Pipe);
     g_enWrites = Writes::ByteByByte;
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 1);
-    EXPECT_EQ(Dumped.Read(), m_sHere);
+    EXPECT_EQ(Dumped.Read(), m_szHere);
     g_enWrites = Writes::Nothing;
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), -1);
     g_enWrites = Writes::AsAsked;
@@ -100,7 +102,7 @@ TEST_F(ThreadStates, AreNotTornWhileTheirThreadMoves) {
     });
     for (int nDump = 0; nDump < 5000; ++nDump)
         EXPECT_THAT(DumpedThreads(),
-                    testing::MatchesRegex(m_sHere + "(thread [0-9]+ (Even even.cpp:2|Odd odd.cpp:1)\n)?"));
+                    testing::MatchesRegex(m_szHere + "(thread [0-9]+ (Even even.cpp:2|Odd odd.cpp:1)\n)?"));
     bStop = true;
 }
 
@@ -137,8 +139,8 @@ TEST_F(ThreadStates, OfAForkedChildAreItsOwnThreadOnly) {
         _exit(0);
     }
     waitpid(nChild, nullptr, 0);
-    const std::string sThread = "thread " + std::to_string(nChild);
-    EXPECT_EQ(Dumped.Read(), sThread + " Here file.cpp:2\n" + sThread + " Child c.cpp:3\n");
+    const std::string szThread = "thread " + std::to_string(nChild);
+    EXPECT_EQ(Dumped.Read(), szThread + " Here file.cpp:2\n" + szThread + " Child c.cpp:3\n");
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 2) << "in the parent";
     OtherIsThere.arrive_and_wait();
 }

@@ -33,12 +33,12 @@ protected:
         pthread_sigmask(SIG_BLOCK, nullptr, &Signals);
         EXPECT_EQ(memcmp(&Signals, &m_Signals, sizeof Signals), 0);
     }
-    void Print(const std::string &sText) const {
-        _DoDbgPrintEx(m_hDbg, 4, "Function", "/a/file.cpp", 12, "%s", sText.c_str());
+    void Print(const std::string &szText) const {
+        _DoDbgPrintEx(m_hDbg, 4, "Function", "/a/file.cpp", 12, "%s", szText.c_str());
     }
-    void PrintWith(Writes enWrites, const std::string &sText) const {
+    void PrintWith(Writes enWrites, const std::string &szText) const {
         g_enWrites = enWrites;
-        Print(sText);
+        Print(szText);
         g_enWrites = Writes::AsAsked;
     }
     static void NameTheJournal() {
@@ -57,19 +57,19 @@ protected:
 
 TEST_F(Trace, AMessageIsOneLine) {
     const struct {
-        std::string sText;
+        std::string szText;
         const char *szEnd;
-    } ROWS[] = {{.sText = "a", .szEnd = ":12: a\n"},
-                {.sText = "a\n\n", .szEnd = ":12: a\n"},
-                {.sText = "", .szEnd = ":12: \n"},
-                {.sText = std::string(5000, 'x'), .szEnd = "xxx\n"}};
+    } ROWS[] = {{.szText = "a", .szEnd = ":12: a\n"},
+                {.szText = "a\n\n", .szEnd = ":12: a\n"},
+                {.szText = "", .szEnd = ":12: \n"},
+                {.szText = std::string(5000, 'x'), .szEnd = "xxx\n"}};
     for (const auto &Row : ROWS) {
-        Print(Row.sText);
-        const std::string sMessage = m_Error.Read();
-        EXPECT_THAT(sMessage, MatchesRegex("2023-11-14 22:13:20.000012Z MODULE-WITH-A-NAME-THAT-IS-TOO- warning "
-                                           ".[0-9]+. Function file.cpp:12: [^\n]*\n"));
-        EXPECT_THAT(sMessage, EndsWith(Row.szEnd));
-        EXPECT_LE(sMessage.size(), 1024U);
+        Print(Row.szText);
+        const std::string szMessage = m_Error.Read();
+        EXPECT_THAT(szMessage, MatchesRegex("2023-11-14 22:13:20.000012Z MODULE-WITH-A-NAME-THAT-IS-TOO- warning "
+                                            ".[0-9]+. Function file.cpp:12: [^\n]*\n"));
+        EXPECT_THAT(szMessage, EndsWith(Row.szEnd));
+        EXPECT_LE(szMessage.size(), 1024U);
     }
 }
 

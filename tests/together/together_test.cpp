@@ -1,11 +1,10 @@
 // The library on its real services: what holds of the two together.
-#include <dlfcn.h>
-#include <gmock/gmock.h>
-#include <pthread.h>
-
 #include <atomic>
 #include <barrier>
 #include <deque>
+#include <dlfcn.h>
+#include <gmock/gmock.h>
+#include <pthread.h>
 #include <thread>
 #include <vector>
 
@@ -18,10 +17,10 @@ using interpose::DumpedThreads;
 namespace {
 
 // Where a thread that has one is held up inside the library: it arrives there and goes on when the test does.
-thread_local std::barrier<> *t_pHoldUp = nullptr;
+thread_local std::barrier<> *g_pHoldUp = nullptr;
 
 void HoldUp() {
-    if (std::barrier<> *const pHoldUp = std::exchange(t_pHoldUp, nullptr)) {
+    if (std::barrier<> *const pHoldUp = std::exchange(g_pHoldUp, nullptr)) {
         pHoldUp->arrive_and_wait();
         pHoldUp->arrive_and_wait();
     }
@@ -91,7 +90,7 @@ TEST_F(Together, AThreadCancelledInAMessageLeavesNoLockBehind) {
 
 // Each brings the barrier's first phase to its end where the thread is to be seen.
 void HoldALock(std::barrier<> &Seen) {
-    t_pHoldUp = &Seen;
+    g_pHoldUp = &Seen;
     Queue(0);
 }
 
@@ -110,7 +109,7 @@ void LeaveTwoLocks(std::barrier<> &Seen) {
 
 void LeaveAnInnerLock(std::barrier<> &Seen) {
     Queue(2);
-    t_pHoldUp = &Seen;
+    g_pHoldUp = &Seen;
     Ask(2, TCSOURCE_HIGH_PRECISION_TIMESTAMP);
 }
 
@@ -141,9 +140,9 @@ TEST_F(Together, ADumpTellsWaiterHolderAndThoseThatHaveLeft) {
     // Nothing tells when a thread has begun to wait for a lock but the dump.
     while (DumpedThreads().find("waits for lock") == std::string::npos)
         sched_yield();
-    const std::string sDump = DumpedThreads();
-    for (const std::string &sExpected : Expected)
-        EXPECT_THAT(sDump, testing::HasSubstr(sExpected));
+    const std::string szDump = DumpedThreads();
+    for (const std::string &szExpected : Expected)
+        EXPECT_THAT(szDump, testing::HasSubstr(szExpected));
     for (std::barrier<> &Seen : Barriers)
         Seen.arrive_and_wait();
     Threads.clear();
