@@ -34,3 +34,25 @@ function(timecode_install target component)
         endif()" COMPONENT ${component})
     endif()
 endfunction()
+
+# timecode_install_documents(): what is read: guides, examples, and the man pages that scripts/docs.sh has made by then.
+function(timecode_install_documents)
+    if(NOT TIMECODE_INSTALL)
+        return()
+    endif()
+    install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
+    install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        PATTERN Doxyfile EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+    foreach(section 1 3 7)
+        set(component development)
+        if(section EQUAL 1)
+            set(component tools)
+        endif()
+        install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/man${section} DESTINATION ${CMAKE_INSTALL_MANDIR}
+            COMPONENT ${component} OPTIONAL)
+    endforeach()
+    if(TIMECODE_BUILD_APPS)
+        install(DIRECTORY apps/completion/ DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
+            COMPONENT tools OPTIONAL)
+    endif()
+endfunction()

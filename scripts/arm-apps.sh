@@ -13,7 +13,7 @@ ensure_packages $BUILD_PACKAGES $ARM_PACKAGES mmdebstrap
 
 # The same release of FFmpeg on both machines: the streams that are made of pictures depend on it.
 sysroot=$PWD/build/arm-sysroot
-wanted="libc6-dev $(build_depends pkg.timecode.notools | grep -v help2man | tr '\n' ' ')"
+wanted="libc6-dev $(build_depends pkg.timecode.notools | tr '\n' ' ')"
 made_of="$wanted$(dpkg-query --show libavcodec-dev)"
 if [ "$made_of" != "$(cat "$sysroot/made-of" 2>/dev/null)" ]; then
     rm -rf "$sysroot"

@@ -1,9 +1,10 @@
 #!/bin/sh
 # Builds the Debian packages in build/deb and has lintian look at them. With a folder for it, installs the library into
-# a bare Debian there (as root), builds and runs the README's program on it, and removes everything.
-# usage: scripts/deb.sh [--arch arm64] [--chroot FOLDER]
+# a bare Debian there (as root), runs the packages' own test in it, and removes everything.
+# usage: scripts/deb.sh [--chroot FOLDER] | scripts/deb.sh --arch arm64
 #
-# For arm64 the libraries alone: Debian's cross compiler comes without FFmpeg.
+# For another machine they are built in a Debian that is unpacked for the time of it, with that machine's packages, and
+# without man pages: its programs cannot be asked here.
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
@@ -17,29 +18,41 @@ while [ $# -gt 1 ]; do
     esac
     shift 2
 done
-# shellcheck disable=SC2086 # lists of words
-ensure_packages $BUILD_PACKAGES $TEST_PACKAGES $PACKAGE_PACKAGES
-profiles=""
-if [ "$host" != "$arch" ]; then
-    ensure_packages "crossbuild-essential-$host"
-    profiles="nocheck,pkg.timecode.notools"
-fi
+# shellcheck disable=SC2086 # a list of words
+ensure_packages $PACKAGE_PACKAGES
 
-work=build/deb/$host
+unwanted=""
+work=$PWD/build/deb/$host
 rm -rf "$work"
 mkdir -p "$work/timecode"
 git ls-files -z | tar --create --null --files-from=- | tar --extract --directory="$work/timecode"
 unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER
-(
-    cd "$work/timecode"
-    export DEB_BUILD_OPTIONS="parallel=2 ${profiles:+nocheck}"
-    # The packages of the other machine, which -d leaves unlooked for, are those that the profiles leave out.
-    dpkg-buildpackage -us -uc -a "$host" ${profiles:+-d -P"$profiles"} >../build.log 2>&1 || {
-        tail -n 40 ../build.log >&2
+# build COMMAND...: which leaves the packages in the folder
+build() {
+    "$@" >"$work/build.log" 2>&1 || {
+        tail -n 40 "$work/build.log" >&2
         exit 1
     }
-)
-lintian --allow-root --fail-on error,warning "$work"/*.changes
+}
+if [ "$host" = "$arch" ]; then
+    # shellcheck disable=SC2046 # lists of words
+    ensure_packages g++ make $(build_depends) $(build_depends nocheck) $(build_depends nodoc)
+    export DEB_BUILD_OPTIONS=parallel=2
+    build env --chdir="$work/timecode" dpkg-buildpackage -us -uc
+else
+    ensure_packages mmdebstrap
+    unwanted="--suppress-tags no-manual-page" # which are made by asking the programs
+    make="cd /build/timecode
+        export DEB_BUILD_OPTIONS='parallel=2 nocheck nodoc' DEB_BUILD_PROFILES='cross nocheck nodoc'
+        apt-get -y -qq --no-install-recommends -a $host build-dep .; dpkg-buildpackage -us -uc -b -a $host"
+    build mmdebstrap --variant=apt --architectures="$arch,$host" --format=null \
+        --include="build-essential,crossbuild-essential-$host" --essential-hook="mkdir \"\$1/build\"" \
+        --customize-hook="copy-in $work/timecode /build" \
+        --customize-hook="chroot \"\$1\" sh -euc \"$make\"" \
+        --customize-hook="sync-out /build $work" bookworm
+fi
+# shellcheck disable=SC2086 # an option with its value
+lintian --allow-root --fail-on error,warning $unwanted "$work"/*.changes
 ls "$work"/*.deb
 
 [ -n "$chroot" ] || exit 0

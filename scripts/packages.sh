@@ -28,11 +28,11 @@ ensure_packages() {
     }
 }
 
-# build_depends [PROFILE]: what debian/control names for a build, or for a build profile alone; not debhelper.
+# build_depends [PROFILE]: what debian/control names for a build without tests and documentation, or what it names for
+# this profile alone; not debhelper.
 build_depends() {
     sed -n '/^Build-Depends:/,/^[^B ]/s/^ \([a-z0-9.+-]*\).*/\1 &/p' debian/control |
-        awk -v profile="${1:-nocheck}" -v only="${1:-}" '
-            !/debhelper/ && (only != "") == (index($0, "<!" profile ">") > 0) { print $1 }'
+        awk -v only="${1:+<!$1>}" '!/debhelper/ && (only != "" ? index($0, only) : !/<!no(check|doc)>/) { print $1 }'
 }
 
 BUILD_PACKAGES="g++ make $(build_depends)"
@@ -43,4 +43,4 @@ DEMO_PACKAGES="gnuplot-nox ffmpeg"
 ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest"
 FUZZ_PACKAGES="clang libclang-rt-dev"
 CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck pyflakes3 gcovr abigail-tools"
-DOC_PACKAGES="doxygen mandoc"
+DOC_PACKAGES=$(build_depends nodoc)

@@ -124,7 +124,8 @@ def test_what_cannot_be_built_is_refused_with_its_reason(source, tmp_path, optio
 
 @pytest.mark.parametrize("component, holds, lacks", [
     ("runtime", {"libtimecode.so.1", "libtimecode_support.so.1"}, {"timecode.h", "libtimecode.so", "stamp-encoder"}),
-    ("development", {"timecode.h", "libtimecode.so", "timecode.pc", "timecode-config.cmake"}, {"libtimecode.so.1"}),
+    ("development", {"timecode.h", "libtimecode.so", "timecode.pc", "timecode-config.cmake",
+                     "porting.md", "minimal.c"}, {"libtimecode.so.1"}),
     ("tools", {"stamp-encoder"}, {"libtimecode.so.1", "timecode.h"}),
 ])
 def test_components(build, tmp_path, component, holds, lacks):
@@ -181,6 +182,12 @@ def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
     libraries = tmp_path / (libdir if libdir[0] == "/" else f"{prefix}/{libdir}")[1:]
     flags += " -ltimecode -ltimecode_support"
     assert pkg_config(libraries, "--cflags", "--libs", **options) == flags.split()
+
+
+def test_one_release_number(source):
+    number = re.search(r'VERSION_STRING "(.*)"', (source / "components/include/timecode.h").read_text())[1]
+    assert f"\n## {number}\n" in (source / "CHANGELOG.md").read_text()
+    assert (source / "debian/changelog").read_text().startswith(f"timecode ({number}) ")
 
 
 def test_headers_refuse_32_bits(source):
