@@ -35,7 +35,6 @@ cmake --build --preset release --target stamp-encoder stamp-report >/dev/null
 cmake --preset aarch64-apps >/dev/null
 cmake --build --preset aarch64-apps >/dev/null
 
-
 work=build/arm-comparison
 rm -rf "$work"
 mkdir -p "$work/here" "$work/arm"

@@ -31,7 +31,11 @@ build_musl() {
         -DCMAKE_CXX_CREATE_SHARED_LIBRARY="musl-gcc -shared <LINK_FLAGS> <SONAME_FLAG><TARGET_SONAME> -o <TARGET> \
             <OBJECTS> <LINK_LIBRARIES>" -DTIMECODE_BUILD_APPS=OFF -DTIMECODE_BUILD_TESTS=OFF
     tests/minimal/check.sh README.md build/older-musl/bin/minimal
-    readelf -d build/older-musl/lib/libtimecode*.so | grep NEEDED
+    readelf -d build/older-musl/lib/libtimecode*.so >build/older-musl/needed
+    if grep NEEDED build/older-musl/needed | grep -v '\[libc\.so\]\|\[libtimecode_support\.so\.1\]'; then
+        echo "the libraries need more than musl's libc" >&2
+        exit 1
+    fi
 }
 
 [ $# -gt 0 ] || set -- gcc-11 clang libc++ musl

@@ -1,5 +1,4 @@
 // Time stamps and timecode in SEI messages: what is written is read again, and nothing is read from damaged bytes.
-#include <algorithm>
 #include <gtest/gtest.h>
 
 #include "formats/sei_writer.h"
