@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds with older and other tools, warnings being errors, and runs the tests: gcc 11; clang; clang with libc++ (all
-# but the applications); musl (the libraries and the example, which must print what the README shows). For use before
-# a release.
+# but the applications); musl (the libraries and the example, which must print what the README shows). For use before a
+# release.
 # usage: scripts/older-tools.sh [gcc-11|clang|libc++|musl]...
 set -eu
 cd "$(dirname "$0")/.."

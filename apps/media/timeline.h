@@ -27,8 +27,8 @@ public:
     explicit Timeline(AVRational Rate)
         : m_llPeriod(TicksOf(1, Rate)), m_llReordering(std::max(TICKS_PER_SECOND, MOST_REORDERED * m_llPeriod)) {}
 
-    // Before any packet: the time at which the input begins, where its first packets do not tell. Gives it as it lies on
-    // the timeline.
+    // Before any packet: the time at which the input begins, where its first packets do not tell. Gives it as it lies
+    // on the timeline.
     std::int64_t BeginAt(std::int64_t llTime);
 
     // Video packets come in decoding order. A DTS that goes back, or ahead by more than 5 s, is a step; without a DTS a
