@@ -42,7 +42,7 @@ void CellHeaders::LookAt(Bytes Packet, std::int64_t llPlace) {
         m_Kept.erase(m_Kept.begin());
 }
 
-std::optional<CellHeader> CellHeaders::Take(std::int64_t llPlace) {
+std::optional<CellHeader> CellHeaders::Pop(std::int64_t llPlace) {
     m_Kept.erase(m_Kept.begin(), m_Kept.lower_bound(llPlace));
     const auto Found = m_Kept.extract(llPlace);
     return Found.empty() ? std::nullopt : std::optional(Found.mapped());

@@ -20,7 +20,7 @@ public:
     void LookAt(Bytes Packet, std::int64_t llPlace);
 
     // The header that the PES packet which begins at a place has before its data. Asked in the order of the input.
-    std::optional<CellHeader> Take(std::int64_t llPlace);
+    std::optional<CellHeader> Pop(std::int64_t llPlace);
 
 private:
     static constexpr std::size_t MOST_KEPT = 30'000; // of what nobody asks for

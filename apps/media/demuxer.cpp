@@ -114,7 +114,7 @@ void Demuxer::RestoreCellHeader(AVPacket &Packet) {
     const AVStream &Stream = *m_pContext->streams[Packet.stream_index];
     if (Packet.pos < 0 || !IsSynchronousKlv(Stream))
         return;
-    const std::optional<CellHeader> Header = m_Source.TakeCellHeader(Stream.id, Packet.pos);
+    const std::optional<CellHeader> Header = m_Source.PopCellHeader(Stream.id, Packet.pos);
     const Bytes Data = BytesOf(Packet);
     if (!Header || (Data.size() >= Header->size() && std::ranges::equal(*Header, Data.first(Header->size()))))
         return;

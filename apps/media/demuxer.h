@@ -116,8 +116,8 @@ private:
     std::atomic<std::int64_t> m_llPosition{0}; // of the packet last read
 };
 
-// Reads packets until one is enough, or till the end. The look ends sooner where there are many, or where data go on for
-// seconds without what is looked for. What cannot be read is told when it is read again.
+// Reads packets until one is enough, or till the end. The look ends sooner where there are many, or where data go on
+// for seconds without what is looked for. What cannot be read is told when it is read again.
 std::deque<PacketPtr> ReadAhead(Demuxer &In, const std::function<bool(const AVPacket &)> &IsEnough);
 
 } // namespace encoder

@@ -103,9 +103,9 @@ bool MarkedSource::IsSynchronous(int nPid) const {
     return m_Cells.contains(nPid);
 }
 
-std::optional<CellHeader> MarkedSource::TakeCellHeader(int nPid, std::int64_t llPlace) {
+std::optional<CellHeader> MarkedSource::PopCellHeader(int nPid, std::int64_t llPlace) {
     const auto Cells = m_Cells.find(nPid);
-    return Cells == m_Cells.end() ? std::nullopt : Cells->second.Take(llPlace);
+    return Cells == m_Cells.end() ? std::nullopt : Cells->second.Pop(llPlace);
 }
 
 bool MarkedSource::FindMark(int nPid, std::int64_t llBehind, std::int64_t llUpTo) {

@@ -31,7 +31,7 @@ public:
     // KLV of this PID is in synchronous carriage, by the last program map that has it.
     bool IsSynchronous(int nPid) const;
     // The cell header of synchronous KLV whose PES packet begins at a place. Asked in order for each PID.
-    std::optional<CellHeader> TakeCellHeader(int nPid, std::int64_t llPlace);
+    std::optional<CellHeader> PopCellHeader(int nPid, std::int64_t llPlace);
 
 private:
     static int Read(void *pSelf, std::uint8_t *pBuffer, int nSize);

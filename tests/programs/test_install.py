@@ -52,7 +52,7 @@ def test_python_has_the_installed_interface(prefix, source, monkeypatch, capfd):
     program = re.search(r"^```python\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
     names = {}
     exec(program, names)
-    assert capfd.readouterr().out == ANSWER
+    assert capfd.readouterr().out == README_ANSWER
     get_utc, set_utc, lib = names["get_utc"], names["set_utc"], names["lib"]
     assert get_utc(0, 1, 990000) is None and not set_utc(lib.NUM_VIDEO_INPUTS, 1, 0, 0)
     exported = (source / "tests/exports/libtimecode.txt").read_text().split()
