@@ -3,10 +3,11 @@
 #ifndef ENCODER_MEDIA_PICTURE_RATE_H
 #define ENCODER_MEDIA_PICTURE_RATE_H
 
+#include "xtypes.h"
+
 #include <optional>
 
 #include "media/av.h"
-#include "xtypes.h"
 
 namespace encoder {
 

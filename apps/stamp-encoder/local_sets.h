@@ -4,10 +4,10 @@
 #ifndef ENCODER_LOCAL_SETS_H
 #define ENCODER_LOCAL_SETS_H
 
+#include "xtypes.h"
+
 #include <deque>
 #include <optional>
-
-#include "xtypes.h"
 
 namespace encoder {
 

@@ -8,9 +8,9 @@
 #ifndef PTS_API_H
 #define PTS_API_H
 
-#include <time.h>
-
 #include "xtypes.h"
+
+#include <time.h>
 
 #ifdef __cplusplus
 extern "C" {

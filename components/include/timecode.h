@@ -19,12 +19,13 @@
 #ifndef TIMECODE_H
 #define TIMECODE_H
 
+#include "xtypes.h"
+
 #include <time.h>
 
 #include "dbgtrace.h"
 #include "flist_api.h"
 #include "vanc.h"
-#include "xtypes.h"
 
 #ifdef __cplusplus
 extern "C" {

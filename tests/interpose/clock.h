@@ -2,9 +2,9 @@
 #ifndef TESTS_INTERPOSE_CLOCK_H
 #define TESTS_INTERPOSE_CLOCK_H
 
-#include <atomic>
-
 #include "xtypes.h"
+
+#include <atomic>
 
 namespace interpose {
 

@@ -2,12 +2,12 @@
 #ifndef TESTS_INTERPOSE_SERVICES_H
 #define TESTS_INTERPOSE_SERVICES_H
 
+#include "xtypes.h"
+
 #include <array>
 #include <atomic>
 #include <string>
 #include <vector>
-
-#include "xtypes.h"
 
 namespace interpose {
 

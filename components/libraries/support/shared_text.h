@@ -5,12 +5,13 @@
 #ifndef SUPPORT_SHARED_TEXT_H
 #define SUPPORT_SHARED_TEXT_H
 
+#include "xtypes.h"
+
 #include <array>
 #include <atomic>
 #include <cstring>
 
 #include "strutil.h"
-#include "xtypes.h"
 
 template <size_t SIZE>
 class SharedText {

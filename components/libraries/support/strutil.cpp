@@ -2,11 +2,10 @@
 //
 // The source is read only as far as the destination can hold it.
 #include "strutil.h"
+#include "xtypes.h"
 
 #include <cstddef>
 #include <cstring>
-
-#include "xtypes.h"
 
 BOOL CopyString(char *szDestination, const char *szSource, UINT64 nSize) {
     if (szDestination == nullptr || static_cast<INT64>(nSize) <= 0)

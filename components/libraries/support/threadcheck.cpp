@@ -4,6 +4,7 @@
 // positions: the one recorded last, and the one being written. A thread that is held up while it writes holds up no
 // reader.
 #include "threadcheck.h"
+#include "xtypes.h"
 
 #include <array>
 #include <atomic>
@@ -16,7 +17,6 @@
 #include "shared_text.h"
 #include "source_name.h"
 #include "write_signals_guard.h"
-#include "xtypes.h"
 
 BOOL g_bThreadStateDebuggingEnabled = FALSE;
 

@@ -5,9 +5,9 @@
 #ifndef SUPPORT_TRACE_MESSAGE_H
 #define SUPPORT_TRACE_MESSAGE_H
 
-#include <cstdarg>
-
 #include "xtypes.h"
+
+#include <cstdarg>
 
 // Who writes a message, and how urgent it is.
 struct TraceOrigin {

@@ -3,10 +3,11 @@
 #ifndef TIMECODE_CONVERSION_FRAME_PERIOD_H
 #define TIMECODE_CONVERSION_FRAME_PERIOD_H
 
+#include "xtypes.h"
+
 #include "core/rate_codes.h"
 #include "core/trace.h"
 #include "dbgtrace.h"
-#include "xtypes.h"
 
 namespace timecode {
 

@@ -3,10 +3,11 @@
 #ifndef TIMECODE_CORE_DIGITS_H
 #define TIMECODE_CORE_DIGITS_H
 
+#include "xtypes.h"
+
 #include <cstddef>
 
 #include "vanc.h"
-#include "xtypes.h"
 
 namespace timecode {
 

@@ -2,6 +2,8 @@
 #ifndef TIMECODE_CORE_LOCK_H
 #define TIMECODE_CORE_LOCK_H
 
+#include "xtypes.h"
+
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
@@ -11,7 +13,6 @@
 #include "core/shared.h"
 #include "core/trace.h"
 #include "threadcheck.h"
-#include "xtypes.h"
 
 namespace timecode {
 

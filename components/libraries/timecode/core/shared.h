@@ -3,11 +3,12 @@
 #ifndef TIMECODE_CORE_SHARED_H
 #define TIMECODE_CORE_SHARED_H
 
+#include "xtypes.h"
+
 #include <atomic>
 #include <ctime>
 
 #include "core/units.h"
-#include "xtypes.h"
 
 namespace timecode {
 

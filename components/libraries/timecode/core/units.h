@@ -3,9 +3,9 @@
 #ifndef TIMECODE_CORE_UNITS_H
 #define TIMECODE_CORE_UNITS_H
 
-#include <ctime>
-
 #include "xtypes.h"
+
+#include <ctime>
 
 static_assert(sizeof(long) == 8 && sizeof(time_t) == 8, "built for 64-bit Linux");
 
