@@ -21,12 +21,12 @@ constexpr int NO_DATE = -1;
 
 // Sets the date fields; without a readable clock or a local calendar there is no date.
 bool SetLocalDate(date_time_t &DateTime) {
-    const auto tpCurrent = ReadClock("clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0", TC_HERE);
-    if (!tpCurrent)
+    timespec tpCurrent{};
+    if (!ReadClock(&tpCurrent, "clock_gettime(CLOCK_REALTIME, &tpCurrent) == 0", TC_HERE))
         return false;
     tm TimeInfo{};
     constexpr int TM_YEAR_BASE = 1900;
-    if (localtime_r(&tpCurrent->tv_sec, &TimeInfo) == nullptr ||
+    if (localtime_r(&tpCurrent.tv_sec, &TimeInfo) == nullptr ||
         TimeInfo.tm_year > std::numeric_limits<int>::max() - TM_YEAR_BASE)
         return false;
     DateTime.year = TimeInfo.tm_year + TM_YEAR_BASE;

@@ -3,14 +3,15 @@
 
 namespace timecode {
 
-std::optional<timespec> ReadClock(const char *szCondition, const Position &Here) {
-    timespec tpNow{};
-    return Verify(clock_gettime(CLOCK_REALTIME, &tpNow) == 0, szCondition, Here) ? std::optional(tpNow) : std::nullopt;
+bool ReadClock(timespec *ptpNow, const char *szCondition, const Position &Here) {
+    return Verify(clock_gettime(CLOCK_REALTIME, ptpNow) == 0, szCondition, Here);
 }
 
 timespec ReadInstant(const Position &Here) {
-    const std::optional<timespec> tpNow = ReadClock("clock_gettime(CLOCK_REALTIME, &tpNow) == 0", Here);
-    return tpNow ? *tpNow : timespec{time(nullptr), 0};
+    timespec tpNow{};
+    if (!ReadClock(&tpNow, "clock_gettime(CLOCK_REALTIME, &tpNow) == 0", Here))
+        tpNow = {time(nullptr), 0};
+    return tpNow;
 }
 
 } // namespace timecode

@@ -3,14 +3,14 @@
 #define TIMECODE_CORE_CLOCK_H
 
 #include <ctime>
-#include <optional>
 
 #include "core/trace.h"
 
 namespace timecode {
 
-// The instant, or nothing. The report says szCondition, the condition as the caller would write it.
-std::optional<timespec> ReadClock(const char *szCondition, const Position &Here);
+// Says whether the clock could be read. The report says szCondition, the condition as the caller would write it. Through
+// a pointer, as the system does it: a copy of what it has just stored would stall, for a fifth of a queued time stamp.
+bool ReadClock(timespec *ptpNow, const char *szCondition, const Position &Here);
 
 // The instant. Where the clock cannot be read, the whole second of time() is nearer to the truth than 1970.
 timespec ReadInstant(const Position &Here);
