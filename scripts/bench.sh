@@ -27,7 +27,8 @@ mkdir -p $out
 
 # build SOURCE DIRECTORY: the libraries of a state of the project, as the preset release builds them.
 build() {
-    cmake -S "$1" -B "$2" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DBUILD_TESTING=OFF -DTIMECODE_BUILD_TESTS=OFF -DTIMECODE_BUILD_APPS=OFF -DTIMECODE_BUILD_EXAMPLES=OFF >/dev/null
+    cmake -S "$1" -B "$2" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTIMECODE_BUILD_TESTS=OFF \
+        -DTIMECODE_BUILD_APPS=OFF -DTIMECODE_BUILD_EXAMPLES=OFF >/dev/null
     cmake --build "$2" -j 2 --target timecode >/dev/null
 }
 
