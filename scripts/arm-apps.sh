@@ -9,18 +9,18 @@ set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086 # lists of words
-ensure_packages $BUILD_PACKAGES $ARM_PACKAGES mmdebstrap
+ensure_packages $BUILD_PACKAGES $TEST_PACKAGES $ARM_PACKAGES
 
 # The same release of FFmpeg on both machines: the streams that are made of pictures depend on it.
 sysroot=$PWD/build/arm-sysroot
-wanted="libc6-dev $(build_depends pkg.timecode.notools | tr '\n' ' ')"
-made_of="$wanted$(dpkg-query --show libavcodec-dev)"
+wanted=$(build_depends pkg.timecode.notools | sed 's/^/,/' | tr -d '\n')
+made_of="$wanted $(dpkg-query --show libavcodec-dev)"
 if [ "$made_of" != "$(cat "$sysroot/made-of" 2>/dev/null)" ]; then
     rm -rf "$sysroot"
     mkdir -p "$sysroot"
     suite=$(sed -n 's/^VERSION_CODENAME=//p' /etc/os-release)
     # Through an archive, so that whoever calls owns the files.
-    mmdebstrap --quiet --variant=extract --arch=arm64 --format=tar --include="$(echo "$wanted" | tr ' ' ,)" "$suite" - |
+    mmdebstrap --quiet --variant=extract --arch=arm64 --format=tar --include="libc6-dev$wanted" "$suite" - |
         tar --extract --directory="$sysroot" --no-same-owner --exclude='./dev/*'
     libraries=usr/lib/aarch64-linux-gnu
     # The links that an installed system has from the packages' scripts.
@@ -48,6 +48,7 @@ arm() {
 same() {
     file=$1
     shift
+    rm -f "$work/here/$file" "$work/arm/$file"
     here "$@" && code=0 || code=$?
     arm "$@" && arm_code=0 || arm_code=$?
     [ "$code" -eq "$arm_code" ] || {
@@ -55,7 +56,11 @@ same() {
         echo "$*: exit code $code here, $arm_code on Arm" >&2
         exit 1
     }
-    [ -s "$work/here/$file" ]
+    [ -s "$work/here/$file" ] || {
+        cat "$work/here/messages" >&2
+        echo "$*: nothing in $file" >&2
+        exit 1
+    }
     cmp "$work/here/$file" "$work/arm/$file"
     echo "$*: exit code $code, $(wc -c <"$work/arm/$file") bytes the same"
 }
