@@ -1,6 +1,7 @@
 #include "model/comparison.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "model/calls.h"
 #include "model/rules.h"
@@ -175,6 +176,7 @@ void Comparison::CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vi
 
 vitc_t Comparison::Number(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, bool bNullContext, bool bNullNew) {
     NumberedPicture Expected{Context, {}};
+    std::memset(static_cast<void *>(&Expected.New), 0xA5, sizeof Expected.New); // all but the digits stays
     NumberedPicture Got = Expected;
     Timecode_MakeSMPTE12M1VITC(bNullContext ? nullptr : &Got.Context, 0, nPTS, bNullNew ? nullptr : &Got.New);
     s_Model.Number(bNullContext ? nullptr : &Expected.Context, nPTS, bNullNew ? nullptr : &Expected.New);

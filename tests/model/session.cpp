@@ -75,14 +75,37 @@ private:
         else if (nKind == 3)
             m_Both.ResetStatistics(m_nUsed = Input());
         else if (nKind == 4)
-            m_Both.CheckSwitch(m_nUsed = Input(), OneIn(8) ? AnyInt() : TRUE, Source(), OneIn(32));
+            CheckSwitch();
         else if (nKind == 5)
-            m_Both.Convert(Utc(), {Rate(), OneIn(16) ? m_From.Bits(8) : static_cast<ULONG>(INT64{Code()})}, OneIn(32),
-                           OneIn(32));
+            Convert();
         else if (nKind == 6)
-            m_Both.CountFrames(static_cast<UINT>(Rate()), static_cast<UINT>(Code()), Timecode(), Timecode(), OneIn(32));
+            CountFrames();
         else
             Number();
+    }
+
+    // Each choice in a statement of its own: the order of arguments is the compiler's.
+    void CheckSwitch() {
+        const int nInput = m_nUsed = Input();
+        const BOOL bAllowed = OneIn(8) ? AnyInt() : TRUE;
+        const int enSource = Source();
+        m_Both.CheckSwitch(nInput, bAllowed, enSource, OneIn(32));
+    }
+
+    void Convert() {
+        const INT64 llUTC = Utc();
+        const int nRate = Rate();
+        const ULONG nCode = OneIn(16) ? m_From.Bits(8) : static_cast<ULONG>(INT64{Code()});
+        const bool bNullUtc = OneIn(32);
+        m_Both.Convert(llUTC, {nRate, nCode}, bNullUtc, OneIn(32));
+    }
+
+    void CountFrames() {
+        const int nRate = Rate();
+        const int nCode = Code();
+        const vitc_t Old = Timecode();
+        const vitc_t New = Timecode();
+        m_Both.CountFrames(static_cast<UINT>(nRate), static_cast<UINT>(nCode), Old, New, OneIn(32));
     }
 
     void Restart() {
