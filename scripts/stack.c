@@ -6,122 +6,122 @@
 
 enum { STACK_SIZE = 256 * 1024, PAINT = 0xA5, TICKS_PER_PICTURE = 3003, PICTURES = 200 };
 
-static _Alignas(64) unsigned char stack[STACK_SIZE];
-static ucontext_t caller;
-static ucontext_t callee;
-static UINT64 pts = 900000;
-static int source;
+static _Alignas(64) unsigned char g_acStack[STACK_SIZE];
+static ucontext_t g_Caller;
+static ucontext_t g_Callee;
+static UINT64 g_nPTS = 900000;
+static int g_enSource;
 
-static void queue(void) {
-    TCPayload stamp;
-    memset(&stamp, 0, sizeof stamp);
-    if (source == TCSOURCE_SMPTE12M_TIMESTAMP)
-        stamp.vitc.HourUnits = 9;
+static void Queue(void) {
+    TCPayload Stamp;
+    memset(&Stamp, 0, sizeof Stamp);
+    if (g_enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
+        Stamp.vitc.HourUnits = 9;
     else
-        stamp.KLVTC.llUTCTime = 1767225600000000 + (INT64)pts * 100 / 9;
-    Timecode_SetUTC(0, source, pts, &stamp);
+        Stamp.KLVTC.llUTCTime = 1767225600000000 + (INT64)g_nPTS * 100 / 9;
+    Timecode_SetUTC(0, g_enSource, g_nPTS, &Stamp);
 }
 
-static void request(void) {
-    MISP_UTC utc;
-    vitc_t timecode;
-    BOOL same = FALSE;
-    void *cursor = NULL;
-    Timecode_GetUTC(0, &source, TRUE, 30, 29000, pts, 900000, 0, &utc, &timecode, &same, &cursor);
+static void Ask(void) {
+    MISP_UTC Utc;
+    vitc_t Vitc;
+    BOOL bSame = FALSE;
+    void *pCursor = NULL;
+    Timecode_GetUTC(0, &g_enSource, TRUE, 30, 29000, g_nPTS, 900000, 0, &Utc, &Vitc, &bSame, &pCursor);
 }
 
-static void silent_request(void) {
-    pts += 500UL * TICKS_PER_PICTURE;
-    request();
+static void AskSilentSource(void) {
+    g_nPTS += 500UL * TICKS_PER_PICTURE;
+    Ask();
 }
 
-static void system_request(void) {
-    MISP_UTC utc;
-    vitc_t timecode;
-    Timecode_GetSystemUTC(30, 29000, pts, 900000, 0, &utc, &timecode);
+static void AskSystemClock(void) {
+    MISP_UTC Utc;
+    vitc_t Vitc;
+    Timecode_GetSystemUTC(30, 29000, g_nPTS, 900000, 0, &Utc, &Vitc);
 }
 
-static void flush(void) {
+static void Flush(void) {
     Timecode_Flush(0);
 }
 
-static void generate(void) {
-    SMPTE12M1_CONTEXT context;
-    vitc_t timecode;
-    memset(&context, 0, sizeof context);
-    context.PTSTicksPerFrame = TICKS_PER_PICTURE;
-    context.nEncodedPictureRate = 30;
-    context.nVUIFramerate = 29000;
-    Timecode_MakeSMPTE12M1VITC(&context, 1, pts, &timecode);
+static void Number(void) {
+    SMPTE12M1_CONTEXT Context;
+    vitc_t Vitc;
+    memset(&Context, 0, sizeof Context);
+    Context.PTSTicksPerFrame = TICKS_PER_PICTURE;
+    Context.nEncodedPictureRate = 30;
+    Context.nVUIFramerate = 29000;
+    Timecode_MakeSMPTE12M1VITC(&Context, 1, g_nPTS, &Vitc);
 }
 
-static void start_62(void) {
+static void Start62(void) {
     TimecodeLib_Init(MISP_PROFILE_62);
 }
 
-static void start_20162(void) {
+static void Start20162(void) {
     TimecodeLib_Init(MISP_PROFILE_2016_2);
 }
 
-static void settings(void) {
-    int revision = 0;
-    Timecode_GetMISPRevisionFromSystemSettings(&revision);
+static void ReadSettings(void) {
+    int nRevision = 0;
+    Timecode_GetMISPRevisionFromSystemSettings(&nRevision);
 }
 
-static void wrong_input(void) {
+static void FlushWrongInput(void) {
     Timecode_Flush(NUM_VIDEO_INPUTS);
 }
 
-static void nothing(void) {}
+static void DoNothing(void) {}
 
-static int depth_of(void (*call)(void)) {
-    memset(stack, PAINT, sizeof stack);
-    getcontext(&callee);
-    callee.uc_stack.ss_sp = stack;
-    callee.uc_stack.ss_size = sizeof stack;
-    callee.uc_link = &caller;
-    makecontext(&callee, call, 0);
-    swapcontext(&caller, &callee);
-    int untouched = 0;
-    while (untouched < STACK_SIZE && stack[untouched] == PAINT)
-        untouched++;
-    return STACK_SIZE - untouched;
+static int DepthOf(void (*fnCall)(void)) {
+    memset(g_acStack, PAINT, sizeof g_acStack);
+    getcontext(&g_Callee);
+    g_Callee.uc_stack.ss_sp = g_acStack;
+    g_Callee.uc_stack.ss_size = sizeof g_acStack;
+    g_Callee.uc_link = &g_Caller;
+    makecontext(&g_Callee, fnCall, 0);
+    swapcontext(&g_Caller, &g_Callee);
+    int nUntouched = 0;
+    while (nUntouched < STACK_SIZE && g_acStack[nUntouched] == PAINT)
+        nUntouched++;
+    return STACK_SIZE - nUntouched;
 }
 
-static void measure(const char *name, void (*call)(void)) {
-    printf("%s\t%d\n", name, depth_of(call) - depth_of(nothing));
+static void Measure(const char *szName, void (*fnCall)(void)) {
+    printf("%s\t%d\n", szName, DepthOf(fnCall) - DepthOf(DoNothing));
 }
 
-static void fill(int kind) {
-    source = kind;
-    for (int picture = 0; picture < PICTURES; picture++, pts += TICKS_PER_PICTURE)
-        queue();
-    pts -= TICKS_PER_PICTURE;
+static void Fill(int enKind) {
+    g_enSource = enKind;
+    for (int nPicture = 0; nPicture < PICTURES; nPicture++, g_nPTS += TICKS_PER_PICTURE)
+        Queue();
+    g_nPTS -= TICKS_PER_PICTURE;
 }
 
 /* With an argument every message is written. */
-int main(int arguments, char **values) {
-    (void)values;
-    measure("Timecode_GetMISPRevisionFromSystemSettings", settings);
-    measure("TimecodeLib_Init", start_20162);
-    if (arguments > 1)
+int main(int nArguments, char **aszArguments) {
+    (void)aszArguments;
+    Measure("Timecode_GetMISPRevisionFromSystemSettings", ReadSettings);
+    Measure("TimecodeLib_Init", Start20162);
+    if (nArguments > 1)
         DbgSetMaxLevel(g_hTCLibDbg, DBG_LEVEL_DEBUG);
-    fill(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-    measure("Timecode_SetUTC", queue);
-    measure("Timecode_GetUTC, 2016.2", request);
+    Fill(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
+    Measure("Timecode_SetUTC", Queue);
+    Measure("Timecode_GetUTC, 2016.2", Ask);
     TimecodeLib_Shutdown();
-    start_62();
-    if (arguments > 1)
+    Start62();
+    if (nArguments > 1)
         DbgSetMaxLevel(g_hTCLibDbg, DBG_LEVEL_DEBUG);
-    fill(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-    measure("Timecode_GetUTC, 62, UTC", request);
-    fill(TCSOURCE_SMPTE12M_TIMESTAMP);
-    measure("Timecode_GetUTC, 62, timecode", request);
-    measure("Timecode_GetUTC, 62, carried", silent_request);
-    measure("Timecode_GetSystemUTC", system_request);
-    measure("Timecode_Flush", flush);
-    measure("Timecode_MakeSMPTE12M1VITC", generate);
-    measure("any call that reports a caller's error", wrong_input);
+    Fill(TCSOURCE_HIGH_PRECISION_TIMESTAMP);
+    Measure("Timecode_GetUTC, 62, UTC", Ask);
+    Fill(TCSOURCE_SMPTE12M_TIMESTAMP);
+    Measure("Timecode_GetUTC, 62, timecode", Ask);
+    Measure("Timecode_GetUTC, 62, carried", AskSilentSource);
+    Measure("Timecode_GetSystemUTC", AskSystemClock);
+    Measure("Timecode_Flush", Flush);
+    Measure("Timecode_MakeSMPTE12M1VITC", Number);
+    Measure("any call that reports a caller's error", FlushWrongInput);
     TimecodeLib_Shutdown();
     return 0;
 }

@@ -14,8 +14,8 @@ namespace timecode {
 constexpr UINT64 MATCH_LIMIT_TICKS = 359;
 constexpr int MATCH_LIMIT_MS = 3;
 
-// It is made with what both revisions have. The rest is set field by field, so that nothing is cleared that is set
-// next: that would take a twentieth of a request.
+// It is made with what both revisions set at once; only the rest has defaults. To clear all of it first would take a
+// twentieth of a request.
 struct Request {
     Request(int enInput, UINT64 EncoderPTS64, MISP_UTC *pRecord, vitc_t *pVitc, void **ppCursor, time_t tNow)
         : enInputInterface(enInput), UnchangedEncoderPTS64(EncoderPTS64), pUTC(pRecord), pVitcRecord(pVitc),
