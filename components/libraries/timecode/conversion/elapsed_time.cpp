@@ -56,12 +56,12 @@ INT64 AddFrames(Hmsf &Time, long nNsec, UINT64 nPicRate, ULONG nVUIFramerate) {
         Time.nFrames = static_cast<INT64>(nValue);
         return 0;
     }
-    const UINT64 nOverflowSeconds = nValue / nPicRate;
+    const UINT64 OvfFrames = nValue / nPicRate;
     TC_TRACE(DBG_LEVEL_DEBUG, "Overflow happened. nValue:%d, nPictrate:%d, OverflowsFrames:%d. Remainder:%d.\n",
-             static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(nOverflowSeconds),
+             static_cast<int>(nValue), static_cast<int>(nPicRate), static_cast<int>(OvfFrames),
              static_cast<int>(nValue % nPicRate));
     Time.nFrames = static_cast<INT64>(nValue % nPicRate);
-    return static_cast<INT64>(nOverflowSeconds);
+    return static_cast<INT64>(OvfFrames);
 }
 
 // The frame number is printed as the record holds it: above 100 frames a second its tens digit is cut to a byte.

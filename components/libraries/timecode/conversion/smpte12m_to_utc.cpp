@@ -58,9 +58,9 @@ BOOL _SMPTE12MtoUTC(const vitc_t *pSMPTE12mRecord, int nEncodedPictureRate, ULON
     const bool bDate = SetLocalDate(DateTime);
     SetTimeOfDay(DateTime, DigitsOf(*pSMPTE12mRecord),
                  MicroSecPerFrame(static_cast<UINT64>(nEncodedPictureRate), nVUIFramerate));
-    const int nResult = bDate ? ClockCvtDateTime2Utc(&DateTime, pllUTC) : NO_DATE;
-    if (nResult != CLOCK_OK) {
-        TC_TRACE(DBG_LEVEL_ERROR, "Fail to convert date time to UTC time. RetCode:%d\n", nResult);
+    const int ret = bDate ? ClockCvtDateTime2Utc(&DateTime, pllUTC) : NO_DATE;
+    if (ret != CLOCK_OK) {
+        TC_TRACE(DBG_LEVEL_ERROR, "Fail to convert date time to UTC time. RetCode:%d\n", ret);
         return FALSE;
     }
     if (ThrottlePasses(_tCurrentSourceLogTime, tNow, USUAL_THROTTLE_SECONDS))

@@ -16,11 +16,11 @@ namespace {
 constexpr INT64 PLAUSIBLE_SINCE_USEC = 1262304000000000;
 
 const char *MonthName(int nMonth) {
-    static constexpr const char *MONTHS[] = {"0",   "Jan", "Feb", "Mar", "Apr", "May", "Jun",
-                                             "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    static constexpr const char *szMonths[] = {"0",   "Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                               "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     // Only a calendar that a platform has put beneath the library can leave another one.
     const bool bMonth = nMonth >= 1 && nMonth <= 12;
-    return MONTHS[bMonth ? nMonth : 0];
+    return szMonths[bMonth ? nMonth : 0];
 }
 
 INT64 FrameNumber(int nMicrosec, UINT64 nPicRate, ULONG nVUIFramerate) {

@@ -46,8 +46,8 @@ inline UINT64 TicksToMs(UINT64 nTicks) {
 }
 
 // Nanoseconds as seconds and the rest.
-inline timespec _ConvertNsecToTimespec(UINT64 nNsec) {
-    return {static_cast<time_t>(nNsec / 1'000'000'000), static_cast<long>(nNsec % 1'000'000'000)};
+inline timespec _ConvertNsecToTimespec(UINT64 nsec) {
+    return {static_cast<time_t>(nsec / 1'000'000'000), static_cast<long>(nsec % 1'000'000'000)};
 }
 
 // A span as PTS ticks: 11,111 ns each below the second.
