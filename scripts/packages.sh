@@ -41,6 +41,6 @@ PACKAGE_PACKAGES="dpkg-dev debhelper fakeroot lintian"
 BENCHMARK_PACKAGES="libbenchmark-dev libltc-dev libgstreamer-plugins-base1.0-dev binutils python3"
 DEMO_PACKAGES="gnuplot-nox ffmpeg"
 ARM_PACKAGES="g++-aarch64-linux-gnu qemu-user googletest mmdebstrap uidmap"
-FUZZ_PACKAGES="clang libclang-rt-dev"
+FUZZ_PACKAGES="clang libclang-rt-dev python3"
 CHECK_PACKAGES="clang-format clang-tidy cppcheck shellcheck pyflakes3 gcovr abigail-tools"
 DOC_PACKAGES=$(build_depends nodoc)
