@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t PACKET_SIZE = 188;
 constexpr std::uint8_t SYNC_BYTE = 0x47;
+constexpr size_t MOST_MARKS = 30'000; // of what nobody asks for
 constexpr int BUFFER_SIZE = 32 * static_cast<int>(PACKET_SIZE);
 
 // ISO/IEC 13818-1, 2.4.3.4: the first flag of an adaptation field, where there is one that is not empty.
@@ -65,21 +66,24 @@ std::int64_t MarkedSource::Seek(void *pSelf, std::int64_t llOffset, int nWhence)
         return llPlace;
     Self.m_Rest.clear();
     Self.m_llRestBegins = llPlace;
+    Self.m_bInStep = false;
     return llPlace;
 }
 
-// A packet is one where the next begins right behind it.
+// A packet is one where the next begins right behind it. Of the one read last, behind which there is nothing yet, the
+// packet before it tells: FFmpeg hands out what a packet ends without reading on.
 void MarkedSource::LookAt(const std::uint8_t *pBytes, size_t nSize) {
     m_Rest.insert(m_Rest.end(), pBytes, pBytes + nSize);
     size_t nAt = 0;
-    while (nAt + PACKET_SIZE < m_Rest.size()) {
+    while (nAt + PACKET_SIZE <= m_Rest.size()) {
         const std::uint8_t *const pPacket = m_Rest.data() + nAt;
-        if (pPacket[0] != SYNC_BYTE || pPacket[PACKET_SIZE] != SYNC_BYTE) {
-            nAt++;
-            continue;
-        }
-        LookAtPacket({pPacket, PACKET_SIZE}, m_llRestBegins + static_cast<std::int64_t>(nAt));
-        nAt += PACKET_SIZE;
+        const bool bLast = nAt + PACKET_SIZE == m_Rest.size();
+        if (bLast && pPacket[0] == SYNC_BYTE && !m_bInStep)
+            break;
+        m_bInStep = pPacket[0] == SYNC_BYTE && (bLast || pPacket[PACKET_SIZE] == SYNC_BYTE);
+        if (m_bInStep)
+            LookAtPacket({pPacket, PACKET_SIZE}, m_llRestBegins + static_cast<std::int64_t>(nAt));
+        nAt += m_bInStep ? PACKET_SIZE : 1;
     }
     m_Rest.erase(m_Rest.begin(), m_Rest.begin() + static_cast<std::ptrdiff_t>(nAt));
     m_llRestBegins += static_cast<std::int64_t>(nAt);
@@ -89,6 +93,8 @@ void MarkedSource::LookAtPacket(Bytes Packet, std::int64_t llPlace) {
     const int nPid = PidOf(Packet);
     if (MarksDiscontinuity(Packet))
         m_Marks.emplace(llPlace, nPid);
+    if (m_Marks.size() > MOST_MARKS)
+        m_Marks.erase(m_Marks.begin());
     for (const MapEntry &Stream : ReadProgramMap(Packet))
         if (Stream.nStreamType == STREAM_TYPE_METADATA)
             m_Cells.try_emplace(Stream.nPid);

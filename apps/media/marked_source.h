@@ -41,7 +41,8 @@ private:
 
     AVIOContext *m_pIn = nullptr;
     AVIOContext *m_pOut = nullptr;
-    std::vector<std::uint8_t> m_Rest; // read last, and not yet a packet and the beginning of the next
+    std::vector<std::uint8_t> m_Rest; // read last, and not looked at yet
+    bool m_bInStep = false;           // a packet ends where it begins
     std::int64_t m_llRestBegins = 0;
     std::set<std::pair<std::int64_t, int>> m_Marks; // place of the packet, PID
     std::map<int, CellHeaders> m_Cells;             // by PID, of synchronous KLV

@@ -71,7 +71,8 @@ def as_packets(pes):
 
 
 def in_synchronous_carriage(file):
-    """Makes the KLV stream one of type 0x15: one cell a PES, but also two, one in two PES, two of more than 64 KiB."""
+    """Makes the KLV stream one of type 0x15: one cell a PES, but also two, one in two PES, two of more than 64 KiB. The
+    file ends with a cell."""
     def cell(number, part, body):
         return bytes([7, number % 256, part << 6 | 0x1F]) + (len(body) % 65536).to_bytes(2, "big") + body
     changed, number, big = [], 0, bytes(range(256)) * 240
@@ -87,6 +88,7 @@ def in_synchronous_carriage(file):
             number += 1
         else:
             changed.append(packet)
+    changed.append(changed.pop(max(at for at, packet in enumerate(changed) if pid(packet) == KLV)))
     file.write_bytes(b"".join(changed))
     change(file, file)  # counts the packets
 
