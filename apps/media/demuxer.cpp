@@ -236,6 +236,8 @@ bool Demuxer::Read(AVPacket &Packet) {
         m_PutBack.pop_front();
         return true;
     }
+    if (m_Postponed)
+        std::rethrow_exception(std::exchange(m_Postponed, nullptr));
     for (;;) {
         av_packet_unref(&Packet);
         const int nResult = ReadFrame(Packet);
@@ -337,6 +339,7 @@ std::deque<PacketPtr> ReadAhead(Demuxer &In, const std::function<bool(const AVPa
                 break;
         }
     } catch (const Failure &) {
+        In.Postpone(std::current_exception());
     }
     return Packets;
 }

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <iterator>
 #include <optional>
@@ -51,6 +52,8 @@ public:
         std::ranges::move(m_PutBack, std::back_inserter(Packets));
         m_PutBack = std::move(Packets);
     }
+    // What went wrong when packets were read ahead, for when those have been read.
+    void Postpone(std::exception_ptr Error) { m_Postponed = std::move(Error); }
     bool HasPutBack() const { return !m_PutBack.empty(); }
 
     bool IsVideo(const AVPacket &Packet) const { return Packet.stream_index == m_nVideo; }
@@ -111,6 +114,7 @@ private:
     std::vector<const AVStream *> m_Passed;
     std::vector<std::string> m_LeftOut;
     std::deque<PacketPtr> m_PutBack;
+    std::exception_ptr m_Postponed;
     std::int64_t m_llSize = -1;                // of a file, when it was opened
     std::int64_t m_llVideoPosition = -1;       // of the video packet asked for last
     std::atomic<std::int64_t> m_llPosition{0}; // of the packet last read

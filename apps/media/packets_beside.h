@@ -11,10 +11,13 @@ namespace encoder {
 
 class PacketsBeside {
 public:
-    void Put(PacketPtr Packet) { m_Waiting.push_back({std::move(Packet), 0}); }
+    void Put(PacketPtr Packet) {
+        m_nBytes += static_cast<std::size_t>(Packet->size);
+        m_Waiting.push_back({std::move(Packet), 0});
+    }
 
     // So many wait that all are to be taken: the video has ended, or has no times.
-    bool IsFull() const { return m_Waiting.size() > MOST_WAITING; }
+    bool IsFull() const { return m_Waiting.size() > MOST_WAITING || m_nBytes > MOST_BYTES; }
 
     // The next one that was sent before the video packet, or without one the next that is left; null when there is
     // none. Where the input does not tell places, they were sent in the order in which they were read.
@@ -23,6 +26,7 @@ public:
             return nullptr;
         PacketPtr Packet = std::move(m_Waiting.front().Packet);
         m_Waiting.pop_front();
+        m_nBytes -= static_cast<std::size_t>(Packet->size);
         return Packet;
     }
 
@@ -34,6 +38,7 @@ public:
 
 private:
     static constexpr std::size_t MOST_WAITING = 2000;
+    static constexpr std::size_t MOST_BYTES = 32 << 20;
     // A packet that was sent before a video packet may be read up to so many video packets earlier.
     static constexpr int MOST_VIDEO_AHEAD = 4;
 
@@ -49,6 +54,7 @@ private:
     }
 
     std::deque<Waiting> m_Waiting;
+    std::size_t m_nBytes = 0; // that wait
 };
 
 } // namespace encoder

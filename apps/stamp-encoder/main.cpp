@@ -115,13 +115,16 @@ ExitCode Run::Carry() {
 class Opening {
 public:
     Opening(const Options &Settings, Console &Out) : m_Opened(Settings.Inputs.size()) {
-        for (size_t n = 0; n < m_Opened.size(); n++)
-            m_Threads.emplace_back([this, n, &Settings, &Out] { Open(n, Settings, Out); });
+        try {
+            for (size_t n = 0; n < m_Opened.size(); n++)
+                m_Threads.emplace_back([this, n, &Settings, &Out] { Open(n, Settings, Out); });
+        } catch (...) {
+            g_bStop = true;
+            Join();
+            throw;
+        }
     }
-    ~Opening() {
-        for (std::thread &Input : m_Threads)
-            Input.join();
-    }
+    ~Opening() { Join(); }
     Opening(const Opening &) = delete;
     Opening &operator=(const Opening &) = delete;
 
@@ -139,6 +142,11 @@ public:
     }
 
 private:
+    void Join() {
+        for (std::thread &Input : m_Threads)
+            Input.join();
+    }
+
     void Open(size_t nInput, const Options &Settings, Console &Out) {
         try {
             m_Opened[nInput] = std::make_unique<Pipeline>(static_cast<int>(nInput), Settings, Out, g_bStop);

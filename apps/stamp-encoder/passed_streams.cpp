@@ -79,10 +79,20 @@ void PassedStreams::WriteBefore(std::int64_t llPTS, std::int64_t llDTS) {
         WriteWhile(From, IsDue);
 }
 
+// Of the streams the one that is behind goes first, so that the output stays interleaved by time.
+PassedStreams::Track *PassedStreams::FirstInExcess() {
+    const std::lock_guard Lock(m_Mutex);
+    Track *pFirst = nullptr;
+    for (auto &[nInput, Of] : m_Tracks)
+        if (!Of.Waiting.empty() && (pFirst == nullptr || Of.Waiting.front()->dts < pFirst->Waiting.front()->dts))
+            pFirst = &Of;
+    return IsTooMuch() ? pFirst : nullptr;
+}
+
 void PassedStreams::WriteExcess() {
-    for (auto &[nInput, From] : m_Tracks)
-        WriteWhile(
-            From, [this](const AVPacket &) { return IsTooMuch(); });
+    while (Track *const pFirst = FirstInExcess())
+        if (const PacketPtr Packet = PopFirst(*pFirst, [](const AVPacket &) { return true; }))
+            Write(*pFirst, *Packet);
 }
 
 void PassedStreams::WriteRest() {

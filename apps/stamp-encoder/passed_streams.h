@@ -44,6 +44,7 @@ private:
     };
 
     bool IsTooMuch() const;
+    Track *FirstInExcess();
     template <typename Condition>
     PacketPtr PopFirst(Track &From, Condition IsWanted);
     template <typename Condition>

@@ -13,6 +13,7 @@ namespace encoder {
 namespace {
 
 constexpr std::int64_t MOST_WITHOUT_TIME = 100; // video packets that are looked into for the first time
+constexpr std::int64_t MANY_BESIDE = 1000;      // packets before the first of the video
 constexpr std::int64_t MOST_IN_DECODER = 100;   // packets; what has gone farther became no picture
 
 } // namespace
@@ -57,6 +58,7 @@ void Producer::Run() {
 void Producer::FindBegin() {
     const AVStream &Video = m_Demuxer.Video();
     std::int64_t nVideo = 0;
+    std::int64_t nBeside = 0;
     std::int64_t llVideo = AV_NOPTS_VALUE;
     std::int64_t llBeside = AV_NOPTS_VALUE;
     m_Demuxer.PutBack(ReadAhead(m_Demuxer, [&](const AVPacket &Packet) {
@@ -65,10 +67,11 @@ void Producer::FindBegin() {
         std::int64_t &llTime = bVideo ? llVideo : llBeside;
         if (llTime == AV_NOPTS_VALUE)
             llTime = bHasDts ? Packet.dts + (bVideo ? TicksOf(Video.codecpar->video_delay, m_Rate) : 0) : Packet.pts;
-        nVideo += bVideo ? 1 : 0;
+        (bVideo ? nVideo : nBeside)++;
         return llVideo != AV_NOPTS_VALUE || nVideo > MOST_WITHOUT_TIME;
     }));
-    if (llVideo != AV_NOPTS_VALUE && nVideo > 1)
+    // Much beside the video is taken before it.
+    if (llVideo != AV_NOPTS_VALUE && (nVideo > 1 || nBeside > MANY_BESIDE))
         m_llBegin = m_Timeline.BeginAt(llVideo - TicksOf(nVideo - 1, m_Rate));
     else if (llVideo == AV_NOPTS_VALUE && llBeside != AV_NOPTS_VALUE)
         m_llBegin = m_Timeline.BeginAt(llBeside);
