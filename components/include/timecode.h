@@ -320,7 +320,7 @@ XTYPES_EXPORT BOOL TimeCode_UTCToSMPTE12M(INT64 *pllUTC, int nEncodedPictureRate
  * at 29000 and 59000 with drop-frame numbering, also for pictures coded out of display order.
  *
  * Call it once per coded picture in coding order, then store the timecode, NewPoc and Timestamp64 in the context's Old
- * fields. A jump of any size carries through to the hours; below a second each unit carries once, so digits of
+ * fields. A jump of any size goes through to the hours; below a second each unit overflows once, so digits of
  * OldSystemTC out of their range are mended step by step. The drop-frame codes expect the rates 30 and 60. Takes no
  * lock: one thread at a time per context. Drop-frame skips lie at least 31 wall-clock seconds apart, so it must run at
  * about the pace of the video.

@@ -7,7 +7,11 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+namespace {
+
 constexpr INT64 NSEC_PER_SEC = 1'000'000'000;
+
+} // namespace
 
 constinit interpose::Clock interpose::g_Clock;
 

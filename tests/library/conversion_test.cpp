@@ -85,7 +85,8 @@ TEST_F(Conversion, ElapsedTimeMovesATimecode) {
     EXPECT_EQ(Carried(Timecode(10, 20, 30, 29), 900, 30, 30000), Timecode(10, 20, 31, 0)) << "less than a frame";
     EXPECT_EQ(Carried(Timecode(23, 59, 59, 29), 900, 30, 30000), Timecode(0, 0, 0, 0)) << "midnight";
     EXPECT_EQ(Carried(Timecode(0, 1, 59, 29), 3003, 30, 29000), Timecode(0, 2, 0, 0)) << "a label was dropped";
-    EXPECT_EQ(Carried(Timecode(10, 59, 50, 0), 1'350'002, 30, 30000), Timecode(11, 0, 5, 1)) << "15 s, two carries";
+    EXPECT_EQ(Carried(Timecode(10, 59, 50, 0), 1'350'002, 30, 30000), Timecode(11, 0, 5, 1))
+        << "15 s, over into minutes and hours";
 }
 
 INT64 SystemUsec(UINT64 nBasePTS, UINT64 nPTS) {

@@ -9,7 +9,11 @@
 
 namespace model {
 
+namespace {
+
 constexpr int WORSE_RECORDS = 12; // after so many the search ends
+
+} // namespace
 
 void Library::Say(int nLevel) {
     if (m_bHandle && nMaxLevel >= nLevel)
