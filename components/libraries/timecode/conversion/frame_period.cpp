@@ -7,7 +7,7 @@ namespace timecode {
 
 namespace {
 
-constexpr double TICKS_PER_MS = TICKS_PER_SECOND / 1'000;
+constexpr double TICKS_PER_MS = static_cast<double>(TICKS_PER_SECOND) / 1'000;
 
 // Ticks of 1.001 s, one step below 90090: a quotient that is a whole number of ticks is reached from below.
 constexpr double TICKS_PER_1001_MS = TICKS_PER_MS * 1001 - 0x1p-36;
