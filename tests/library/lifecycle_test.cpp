@@ -56,19 +56,19 @@ TEST_F(Lifecycle, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {
 
 TEST_F(Lifecycle, SourceNamesFitTheBuffer) {
     const struct {
-        int enSource;
         const char *szWanted;
+        int enSource;
         int nSize = 40;
     } ROWS[] = {
-        {.enSource = TCSOURCE_NONE, .szWanted = "None"},
-        {.enSource = HIGH_PRECISION, .szWanted = "High Precision TimeStamp"},
-        {.enSource = TIMECODE, .szWanted = "VITC Commercial TimeStamp", .nSize = 26},
-        {.enSource = TIMECODE, .szWanted = "VITC Commercial TimeStam", .nSize = 25},
-        {.enSource = LOCAL_SET, .szWanted = "", .nSize = 1},
-        {.enSource = LOCAL_SET, .szWanted = "LDS Timestamp"},
-        {.enSource = SYSTEM_CLOCK, .szWanted = "System TimeStamp"},
-        {.enSource = 5, .szWanted = "(Unknown)"},
-        {.enSource = -1, .szWanted = "(Unknown)"},
+        {.szWanted = "None", .enSource = TCSOURCE_NONE},
+        {.szWanted = "High Precision TimeStamp", .enSource = HIGH_PRECISION},
+        {.szWanted = "VITC Commercial TimeStamp", .enSource = TIMECODE, .nSize = 26},
+        {.szWanted = "VITC Commercial TimeStam", .enSource = TIMECODE, .nSize = 25},
+        {.szWanted = "", .enSource = LOCAL_SET, .nSize = 1},
+        {.szWanted = "LDS Timestamp", .enSource = LOCAL_SET},
+        {.szWanted = "System TimeStamp", .enSource = SYSTEM_CLOCK},
+        {.szWanted = "(Unknown)", .enSource = 5},
+        {.szWanted = "(Unknown)", .enSource = -1},
     };
     for (const auto &Row : ROWS) {
         char szName[40] = {};
@@ -96,20 +96,20 @@ TEST_F(Lifecycle, SettingsAreAskedForTheRevisionAndHandedOnUnchecked) {
 // Four of each lock; one more where a request turns to its source.
 TEST_F(Lifecycle, EveryLockAndUnlockIsBracketedByThreadStates) {
     const struct {
-        int nWanted;
         void (*pCall)();
+        int nWanted;
         int enRevision = MISP_PROFILE_62;
     } ROWS[] = {
-        {.nWanted = 4, .pCall = [] { Queue({}); }},
-        {.nWanted = 4, .pCall = [] { Timecode_Flush(0); }},
-        {.nWanted = 2, .pCall = [] { Timecode_ResetStats(-1); }},
-        {.nWanted = 9, .pCall = [] { Ask({.nRate = 0}); }},
-        {.nWanted = 21, .pCall = [] { Ask({.enSource = SYSTEM_CLOCK, .bSwitch = TRUE}); }},
-        {.nWanted = 4, .pCall = [] { AskSystem({}); }},
-        {.nWanted = 16, .pCall = [] { TimecodeLib_Init(MISP_PROFILE_62); }},
-        {.nWanted = 9, .pCall = [] { Ask({}); }, .enRevision = MISP_PROFILE_2016_2},
-        {.nWanted = 5, .pCall = [] { Ask({.enSource = SYSTEM_CLOCK}); }, .enRevision = MISP_PROFILE_2016_2},
-        {.nWanted = 0, .pCall = [] { AskSystem({}); }, .enRevision = MISP_PROFILE_2016_2},
+        {.pCall = [] { Queue({}); }, .nWanted = 4},
+        {.pCall = [] { Timecode_Flush(0); }, .nWanted = 4},
+        {.pCall = [] { Timecode_ResetStats(-1); }, .nWanted = 2},
+        {.pCall = [] { Ask({.nRate = 0}); }, .nWanted = 9},
+        {.pCall = [] { Ask({.enSource = SYSTEM_CLOCK, .bSwitch = TRUE}); }, .nWanted = 21},
+        {.pCall = [] { AskSystem({}); }, .nWanted = 4},
+        {.pCall = [] { TimecodeLib_Init(MISP_PROFILE_62); }, .nWanted = 16},
+        {.pCall = [] { Ask({}); }, .nWanted = 9, .enRevision = MISP_PROFILE_2016_2},
+        {.pCall = [] { Ask({.enSource = SYSTEM_CLOCK}); }, .nWanted = 5, .enRevision = MISP_PROFILE_2016_2},
+        {.pCall = [] { AskSystem({}); }, .nWanted = 0, .enRevision = MISP_PROFILE_2016_2},
     };
     for (const auto &Row : ROWS)
         for (const BOOL bEnabled : {FALSE, TRUE}) {
