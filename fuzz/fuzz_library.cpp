@@ -74,8 +74,8 @@ bool LetWatchdogSeeTheTime() {
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
     g_Clock.bReal = true;
     // Where there is time for it, messages are formed, so that their arguments are read.
-    constexpr bool bThorough = CARE == model::Care::Thorough;
-    interpose::g_Services.enMessages = bThorough ? interpose::Messages::Formed : interpose::Messages::Counted;
+    constexpr bool THOROUGH = CARE == model::Care::Thorough;
+    interpose::g_Services.enMessages = THOROUGH ? interpose::Messages::Formed : interpose::Messages::Counted;
     return 0;
 }
 

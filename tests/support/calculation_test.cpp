@@ -74,21 +74,23 @@ TEST(Clock, ConvertsEveryInstantBothWays) {
 TEST(Clock, RefusesFieldsThatNameNoInstantAndLeavesTheOutput) {
     using Date = date_time_t;
     const struct {
-        int Date::*pField;
+        int &(*fnField)(Date &);
         std::vector<int> Refused;
         Date Of = {2100, 2, 28, 0, 0, 0, 0};
-    } ROWS[] = {{.pField = &Date::year, .Refused = {INT32_MAX, INT32_MIN, -290308}},
-                {.pField = &Date::month, .Refused = {0, 13, 257}},
-                {.pField = &Date::dayOfMonth, .Refused = {0, 29, 257}},
-                {.pField = &Date::hour, .Refused = {-1, 24}},
-                {.pField = &Date::min, .Refused = {-1, 60}},
-                {.pField = &Date::sec, .Refused = {-1, 60}},
-                {.pField = &Date::microsec, .Refused = {-1, 1'000'000}},
-                {.pField = &Date::microsec, .Refused = {775'808}, .Of = {294247, 1, 10, 4, 0, 54, 775'807}}};
+    } ROWS[] = {{.fnField = [](Date &Of) -> int & { return Of.year; }, .Refused = {INT32_MAX, INT32_MIN, -290308}},
+                {.fnField = [](Date &Of) -> int & { return Of.month; }, .Refused = {0, 13, 257}},
+                {.fnField = [](Date &Of) -> int & { return Of.dayOfMonth; }, .Refused = {0, 29, 257}},
+                {.fnField = [](Date &Of) -> int & { return Of.hour; }, .Refused = {-1, 24}},
+                {.fnField = [](Date &Of) -> int & { return Of.min; }, .Refused = {-1, 60}},
+                {.fnField = [](Date &Of) -> int & { return Of.sec; }, .Refused = {-1, 60}},
+                {.fnField = [](Date &Of) -> int & { return Of.microsec; }, .Refused = {-1, 1'000'000}},
+                {.fnField = [](Date &Of) -> int & { return Of.microsec; },
+                 .Refused = {775'808},
+                 .Of = {294247, 1, 10, 4, 0, 54, 775'807}}};
     for (const auto &Row : ROWS)
         for (const int nValue : Row.Refused) {
             Date Given = Row.Of;
-            Given.*Row.pField = nValue;
+            Row.fnField(Given) = nValue;
             INT64 llUTC = 42;
             EXPECT_EQ(ClockCvtDateTime2Utc(&Given, &llUTC), CLOCK_ERROR_FIELD_RANGE) << "row " << &Row - ROWS;
             EXPECT_EQ(llUTC, 42) << nValue;
