@@ -20,8 +20,10 @@ TEST(TimecodeLabel, EveryLabelOfADayHasItsCount) {
                 Label = {nSecond / 3600, nSecond / 60 % 60, nSecond % 60, nFrame, bDropFrame};
                 if (!IsValid(Label, nRate))
                     continue;
-                ASSERT_EQ(ToFrameCount(Label, nRate), nCount) << ToText(Label) << " at " << nRate;
-                ASSERT_EQ(FromFrameCount(nCount, nRate, bDropFrame), Label) << nCount << " at " << nRate;
+                // Nineteen million times: plain comparisons, for the sake of emulated machines.
+                if (ToFrameCount(Label, nRate) != nCount || FromFrameCount(nCount, nRate, bDropFrame) != Label)
+                    FAIL() << ToText(Label) << " is number " << ToFrameCount(Label, nRate) << " at " << nRate
+                           << ", not " << nCount;
                 ++nCount;
             }
         }
