@@ -1,5 +1,5 @@
 #!/bin/sh
-# What the calls cost, as multiples of what no implementation can avoid: tables in Markdown, in some three minutes.
+# What the calls cost, as multiples of what no implementation can avoid: tables in Markdown, in a minute once built.
 # usage: scripts/bench.sh [--against BUILD] [--rounds N] [--write]
 #   --against BUILD  beside it, what an earlier build gives: a build directory, or a commit, which is built first
 #   --rounds N       how often each placement of the code runs (10)
