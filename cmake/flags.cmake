@@ -1,5 +1,6 @@
 # How everything of the project is compiled; users of the libraries get none of it.
-include(CheckCompilerFlag)
+include(CheckCCompilerFlag)
+include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 
 add_library(timecode_flags INTERFACE)
@@ -26,7 +27,7 @@ if(TIMECODE_HARDENING)
     foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection -mbranch-protection=standard)
         foreach(language C CXX) # which may be compilers of two makers
             string(MAKE_C_IDENTIFIER "timecode_${language}_has${flag}" has)
-            check_compiler_flag(${language} ${flag} ${has})
+            cmake_language(CALL check_${language}_compiler_flag ${flag} ${has})
             if(${has})
                 target_compile_options(timecode_flags INTERFACE $<$<COMPILE_LANGUAGE:${language}>:${flag}>)
             endif()

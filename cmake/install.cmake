@@ -1,3 +1,10 @@
+# timecode_below(VARIABLE PREFIX): puts the prefix, which may be known later only, before a folder that is not absolute.
+function(timecode_below variable prefix)
+    if(NOT IS_ABSOLUTE ${${variable}})
+        set(${variable} ${prefix}/${${variable}} PARENT_SCOPE)
+    endif()
+endfunction()
+
 # timecode_install(TARGET COMPONENT): installs a shared library or program, which finds the libraries by its own place.
 #
 # In a system's own folders it has no search path of its own: there the system's search path decides, so that a
@@ -9,7 +16,7 @@ function(timecode_install target component)
     endif()
     set(same_path ON)
     if(type STREQUAL EXECUTABLE)
-        set(same_path ${PROJECT_IS_TOP_LEVEL}) # which has its programs in bin and its libraries in lib
+        set(same_path ${top_level}) # which has its programs in bin and its libraries in lib
         set(folder ${CMAKE_INSTALL_BINDIR})
         file(RELATIVE_PATH libraries ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
         set(path $ORIGIN/../lib $ORIGIN/${libraries})
@@ -28,7 +35,7 @@ function(timecode_install target component)
     install(TARGETS ${target} ${ARGN} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT ${component}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT development)
     if(NOT DEFINED CMAKE_INSTALL_RPATH)
-        cmake_path(ABSOLUTE_PATH folder BASE_DIRECTORY \${CMAKE_INSTALL_PREFIX})
+        timecode_below(folder \${CMAKE_INSTALL_PREFIX})
         install(CODE "if(CMAKE_INSTALL_PREFIX MATCHES \"^/(usr(/local)?/?)?$\")
             file(RPATH_REMOVE FILE \"\$ENV{DESTDIR}${folder}/$<TARGET_FILE_NAME:${target}>\")
         endif()" COMPONENT ${component})

@@ -1,13 +1,14 @@
 #!/bin/sh
 # Builds with older and other tools, warnings being errors, and runs the tests: gcc 11; clang; clang with libc++ (all
-# but the applications); musl (the libraries and the example, which must print what the README shows). For use before a
-# release.
-# usage: scripts/older-tools.sh [gcc-11|clang|libc++|musl]...
+# but the applications); musl (the libraries and the example, which must print what the README shows); the oldest CMake,
+# which also installs and finds what it built. For use before a release.
+# usage: scripts/older-tools.sh [gcc-11|clang|libc++|musl|cmake]...
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086 # lists of words
-ensure_packages $BUILD_PACKAGES $TEST_PACKAGES g++-11 clang libc++-dev libc++abi-dev googletest musl-tools
+ensure_packages $BUILD_PACKAGES $TEST_PACKAGES g++-11 clang libc++-dev libc++abi-dev googletest musl-tools \
+    mmdebstrap
 
 # build NAME C-COMPILER C++-COMPILER [CMAKE-OPTION...]
 build() {
@@ -38,7 +39,20 @@ build_musl() {
     fi
 }
 
-[ $# -gt 0 ] || set -- gcc-11 clang libc++ musl
+# That of Debian 11, with the one library that Debian 12 has no more. What else is unpacked with it stays out of the way.
+take_oldest_cmake() {
+    debian=$PWD/build/older-cmake-debian
+    [ -e "$debian/usr/bin/cmake" ] || mmdebstrap --quiet --variant=extract --include=cmake bullseye "$debian"
+    mkdir -p "$debian/taken"
+    ln -sf "$debian/usr/bin/cmake" "$debian/usr/bin/ctest" "$debian"/usr/lib/*/libjsoncpp.so.* "$debian/taken"
+    export PATH="$debian/taken:$PATH" LD_LIBRARY_PATH="$debian/taken"
+    cmake --version | head -n 1
+}
+
+# run_tests FOLDER: the cases about programs are the release build's.
+run_tests() { (cd "$1" && ctest --output-on-failure --exclude-regex 'programs|services'); }
+
+[ $# -gt 0 ] || set -- gcc-11 clang libc++ musl cmake
 for tools in "$@"; do
     printf '\n== %s\n' "$tools"
     case $tools in
@@ -53,11 +67,19 @@ for tools in "$@"; do
         build_musl
         continue
         ;;
+    cmake)
+        (
+            take_oldest_cmake
+            build cmake cc c++
+            run_tests build/older-cmake
+            TIMECODE_BUILD=$PWD/build/older-cmake pytest-3 -q tests/programs -k 'find_package or subproject'
+        )
+        continue
+        ;;
     *)
         echo "no tools called '$tools'" >&2
         exit 2
         ;;
     esac
-    # The cases about programs are the release build's.
-    ctest --test-dir "build/older-$tools" --output-on-failure --exclude-regex 'programs|services'
+    run_tests "build/older-$tools"
 done
