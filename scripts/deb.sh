@@ -1,6 +1,6 @@
 #!/bin/sh
-# Builds the Debian packages in build/deb and has lintian look at them. With a folder for it, installs the library into
-# a bare Debian there (as root), runs the packages' own test in it, and removes everything.
+# Builds the Debian packages in build/deb and has lintian look at them. With a folder for it, unpacks a bare Debian
+# there (as root), in which autopkgtest installs them and runs their own tests, and removes everything.
 # usage: scripts/deb.sh [--chroot FOLDER] | scripts/deb.sh --arch arm64
 #
 # For another machine they are built in a Debian that is unpacked for the time of it, with that machine's packages, and
@@ -56,14 +56,16 @@ lintian --allow-root --fail-on error,warning $unwanted "$work"/*.changes
 ls "$work"/*.deb
 
 [ -n "$chroot" ] || exit 0
-ensure_packages mmdebstrap
-[ -e "$chroot/etc/debian_version" ] ||
-    mmdebstrap --quiet --variant=minbase --include=gcc,libc6-dev,pkg-config bookworm "$chroot"
-mkdir -p "$chroot/tmp/packages"
-cp "$work"/libtimecode*.deb README.md debian/tests/readme "$chroot/tmp/packages"
-rm -f "$chroot"/tmp/packages/*dbgsym*
-in_chroot() { chroot "$chroot" env AUTOPKGTEST_TMP=/tmp LC_ALL=C.UTF-8 sh -euc "cd /tmp/packages; $1"; }
-in_chroot 'dpkg --install ./*.deb >/dev/null; ./readme; echo "installed, and the program of README.md runs"'
+ensure_packages mmdebstrap autopkgtest
+rm -rf "$chroot"
+mmdebstrap --quiet --variant=apt --include=apt-utils bookworm "$chroot"
+rm -f "$work"/*dbgsym*
+autopkgtest --apt-upgrade --summary-file="$work/autopkgtest" "$work"/*.deb "$work/timecode/" -- chroot "$chroot" \
+    >"$work/autopkgtest.log" 2>&1 || {
+    tail -n 40 "$work/autopkgtest.log" >&2
+    exit 1
+}
+cat "$work/autopkgtest"
 # shellcheck disable=SC2016 # expanded in there
-in_chroot 'dpkg --purge $(for package in *.deb; do echo "${package%%_*}"; done) >/dev/null
+chroot "$chroot" sh -euc 'dpkg --purge $(dpkg-query --show --showformat="\${Package} " "*timecode*") >/dev/null
     ! find /usr /etc /var -path "*timecode*" | grep .; echo "removed without a trace"'

@@ -8,6 +8,8 @@
 #ifndef VANC_H
 #define VANC_H
 
+#include "xtypes.h" /* which refuses systems of other than 64 bits */
+
 /** The eight binary groups (user bits) of SMPTE ST 12-1, each a value of 0 to 15. */
 typedef struct vitc_bg_s {
     unsigned char BinaryGroup1; /**< group 1 */
