@@ -5,10 +5,10 @@
  * debugger) can then read which thread waits for what. The timecode library tells the four apart by the name of the
  * function, here four threads at the same lock:
  *
- *     thread 1234 Timecode_SetUTC: waits for lock ingest.cpp:37
- *     thread 1235 Timecode_SetUTC: holds lock ingest.cpp:37
- *     thread 1236 Timecode_SetUTC: is about to unlock ingest.cpp:37
- *     thread 1237 Timecode_SetUTC: has unlocked ingest.cpp:37
+ *     thread 1234 Timecode_SetUTC: waits for lock ingest.cpp:39
+ *     thread 1235 Timecode_SetUTC: holds lock ingest.cpp:39
+ *     thread 1236 Timecode_SetUTC: is about to unlock ingest.cpp:39
+ *     thread 1237 Timecode_SetUTC: has unlocked ingest.cpp:39
  *
  * A thread that has unlocked one lock while it holds another is shown as holding that one.
  */

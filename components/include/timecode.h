@@ -31,7 +31,7 @@
 extern "C" {
 #endif
 
-/** Release of the library, as text and as three numbers; the soname carries the ABI's own number. */
+/** Release of the library, as text and as three numbers; the soname has the ABI's own number. */
 #define TIMECODE_VERSION_STRING "0.2.0"
 #define TIMECODE_VERSION_MAJOR 0 /**< first number of the release */
 #define TIMECODE_VERSION_MINOR 2 /**< second number of the release */
@@ -245,9 +245,10 @@ XTYPES_EXPORT void Timecode_Flush(int enInputInterface);
  *     when penConfigMISBTimesource is null under MISP_PROFILE_2016_2. Null is reported and only that write left out.
  * @param ppRecordAddress the record cursor, one per input, kept by the caller. Null in it asks for the record nearest
  *     to the picture, sought from the newest on until 12 in a row lie farther than the nearest so far; an address that
- *     an earlier call left there takes that record and moves on to the next newer one of the source. Other values
- *     never match, nor does a cursor whose record has been rewritten for another source, or that was left by another
- *     source than the one now in use, until the caller sets it to null: clear it when a call does not match. A null
+ *     an earlier call left there takes that record and moves on to the next newer one of the source. A cursor
+ *     whose record has been rewritten for another source, or that was left by another source than the one now in use,
+ *     matches nothing and stays as it is until its record holds the source again or the caller sets it to null: clear
+ *     it when a call does not match. An address that is no record of the input matches nothing and becomes null. A null
  *     ppRecordAddress is reported and stands for a null cursor.
  * @return TRUE when the picture has its time; FALSE otherwise, with *pUTC and *pVitcRecord untouched, except that *pUTC
  *     has been written where only the timecode could not be formed.

@@ -2,8 +2,8 @@
  * One SMPTE 12M timecode (SMPTE ST 12-1, ST 12-2) as it is read from or written to the vertical interval.
  *
  * Every digit field holds one decimal digit as a plain binary value, not a packed BCD pair: 13 hours is HourTens 1
- * and HourUnits 3. The timecode library reads and writes only the eight digit fields and keeps all others
- * through unchanged.
+ * and HourUnits 3. The timecode library reads the eight digit fields only. A timecode that a producer hands in keeps
+ * all its other fields, also while its digits are carried forward; one that is formed from a UTC has 0 in them.
  */
 #ifndef VANC_H
 #define VANC_H
@@ -24,22 +24,22 @@ typedef struct vitc_bg_s {
 
 /** One timecode, whole as the line has it. */
 typedef struct vitc_s {
-    unsigned int TimeStampAssociated; /**< set by the producer, kept unchanged, never interpreted */
+    unsigned int TimeStampAssociated; /**< set by the producer, not interpreted */
     unsigned char FrameUnits;         /**< frame number, units digit, 0 to 9 */
     unsigned char FrameTens;          /**< frame number, tens digit */
-    unsigned char Flag1;              /**< flag bits beside the frame digits, kept unchanged */
+    unsigned char Flag1;              /**< flag bits beside the frame digits */
     unsigned char SecondUnits;        /**< seconds, units digit, 0 to 9 */
     unsigned char SecondTens;         /**< seconds, tens digit, 0 to 5 */
-    unsigned char Flag2;              /**< flag bits beside the seconds digits, kept unchanged */
+    unsigned char Flag2;              /**< flag bits beside the seconds digits */
     unsigned char MinuteUnits;        /**< minutes, units digit, 0 to 9 */
     unsigned char MinuteTens;         /**< minutes, tens digit, 0 to 5 */
-    unsigned char Flag3;              /**< flag bits beside the minutes digits, kept unchanged */
+    unsigned char Flag3;              /**< flag bits beside the minutes digits */
     unsigned char HourUnits;          /**< hours, units digit, 0 to 9 */
     unsigned char HourTens;           /**< hours, tens digit, 0 to 2 */
-    unsigned char Flag4;              /**< flag bits beside the hours digits, kept unchanged */
-    unsigned char VitcCrc;            /**< CRC of the VITC line as the producer gives it, kept unchanged */
-    unsigned char VitcCrcErr;         /**< the producer's CRC error indication, kept unchanged */
-    vitc_bg_t BinaryGroups;           /**< user bits, kept unchanged */
+    unsigned char Flag4;              /**< flag bits beside the hours digits */
+    unsigned char VitcCrc;            /**< CRC of the VITC line as the producer gives it */
+    unsigned char VitcCrcErr;         /**< the producer's CRC error indication */
+    vitc_bg_t BinaryGroups;           /**< user bits */
 } vitc_t;
 
 #endif
