@@ -112,6 +112,8 @@ Verdict Worst(const std::vector<InputReport> &Reports) {
 Verdict Run(const Options &Settings, Console &Out) {
     std::vector<InputReport> Reports;
     for (const std::string &szInput : Settings.Inputs) {
+        if (g_bStop && !Reports.empty())
+            break; // the others have not been begun
         Reports.push_back(Examine(szInput, Settings, Out));
         Out.Summary(TextOf(Reports.back()));
     }

@@ -2,6 +2,8 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <cmath>
+#include <cstdlib>
 #include <filesystem>
 
 #include "common/console.h"
@@ -16,6 +18,7 @@ using encoder::Failure;
 namespace {
 
 constexpr double MAX_DURATION_SECONDS = 1e9;
+constexpr int MAX_STREAM = 9999;
 
 constexpr const char *DESCRIPTION = "stamp-report: what time stamps a recording carries, and how good they are.\n"
                                     "Reads packets and codes nothing. Tells what to give stamp-encoder's --source.";
@@ -26,19 +29,33 @@ constexpr const char *FOOTER =
     "wrong; 3 time stamps found, but suspicious. Of several inputs the worst counts, in the order 2, 3, 1, 0.\n"
     "Ctrl-C ends the reading, and what was read is reported.";
 
-void CheckOutput(const Options &Out, const std::string &szFile) {
-    for (const std::string &szInput : Out.Inputs) {
-        std::error_code Ignored;
-        if (std::filesystem::equivalent(szInput, szFile, Ignored))
-            throw Failure(ExitCode::Usage, "'" + szFile + "' is an input; choose another file to write");
-    }
+// A range lets what is no number pass.
+std::string IsANumber(const std::string &szValue) {
+    return std::isnan(std::strtod(szValue.c_str(), nullptr)) ? "'" + szValue + "' is not a number" : "";
+}
+
+// Also of a file that is not there yet.
+bool IsSameFile(const std::string &szFile, const std::string &szOther) {
+    std::error_code Ignored;
+    const auto NameOf = [&Ignored](const std::string &szName) {
+        return std::filesystem::weakly_canonical(std::filesystem::absolute(szName, Ignored), Ignored);
+    };
+    return std::filesystem::equivalent(szFile, szOther, Ignored) || NameOf(szFile) == NameOf(szOther);
 }
 
 void Check(const Options &Out) {
-    for (const std::string *const pszFile : {&Out.szJson, &Out.szCsv, &Out.szPlot})
-        CheckOutput(Out, *pszFile);
-    if (Out.szJson == "-" && Out.szCsv == "-")
-        throw Failure(ExitCode::Usage, "--json and --csv cannot both go to the standard output");
+    std::vector<std::string> Written;
+    for (const std::string &szFile : {Out.szJson, Out.szCsv, Out.szPlot}) {
+        if (szFile.empty() || szFile == "/dev/null")
+            continue;
+        for (const std::string &szInput : Out.Inputs)
+            if (szFile != "-" && IsSameFile(szInput, szFile))
+                throw Failure(ExitCode::Usage, "'" + szFile + "' is an input; choose another file to write");
+        for (const std::string &szOther : Written)
+            if (IsSameFile(szOther, szFile))
+                throw Failure(ExitCode::Usage, "two outputs cannot both go to '" + szFile + "'");
+        Written.push_back(szFile);
+    }
     if (!Out.szPlot.empty() && !Out.szPlot.ends_with(".png") && !Out.szPlot.ends_with(".svg"))
         throw Failure(ExitCode::Usage, "--plot '" + Out.szPlot + "': a name that ends in .png or .svg is expected");
 }
@@ -58,9 +75,9 @@ std::optional<Options> ParseOptions(int nArguments, const char *const pszArgumen
                   "Decode all pictures to look for VITC lines, not only the first two seconds of a video without "
                   "timecode in its SEI");
     Line.add_option("--stream", Out.Stream, "Video stream by FFmpeg's number; the best one unless given")
-        ->check(CLI::NonNegativeNumber);
-    Line.add_option("--duration", Out.DurationSeconds, "Seconds to read of each input; all unless given")
-        ->check(CLI::Range(0.0, MAX_DURATION_SECONDS));
+        ->check(CLI::Range(0, MAX_STREAM));
+    Line.add_option("--duration", Out.DurationSeconds, "Seconds to read of each input; all with 0 or unless given")
+        ->check(CLI::Range(0.0, MAX_DURATION_SECONDS) & CLI::Validator(IsANumber, ""));
     Line.set_version_flag("--version", "stamp-report " TIMECODE_VERSION_STRING);
     try {
         Line.parse(nArguments, pszArguments);
