@@ -17,8 +17,8 @@ namespace encoder {
 // read says nothing, and the pair is moved along the PTS instead.
 // The first pictures of a live input have waited while FFmpeg looked into the streams. In the first seconds each one
 // that was read sooner than the pair says becomes the pair: it has its own time of reading, which is no earlier than
-// that of the picture before. A renewal takes back less than a picture lasts. So the time of pictures
-// as they are read never runs backwards.
+// that of the picture before. A renewal takes back less than a picture lasts. So the time of pictures as they are read
+// never runs backwards.
 class SystemBase {
 public:
     // bLive: pictures come at the pace of their PTS, apart from those that have waited.
@@ -54,7 +54,7 @@ private:
     static constexpr INT64 FIRST_TICKS = 5 * TICKS_PER_SECOND;
     static constexpr INT64 RENEWAL_TICKS = 60 * TICKS_PER_SECOND;
     static constexpr INT64 AT_PACE_USEC = 1'000'000;
-    static constexpr INT64 MOST_BACK_USEC = 5'000;
+    static constexpr INT64 MOST_BACK_USEC = 3'000; // below a picture at 300 Hz
 
     void Set(UINT64 nPTS, INT64 llUTC) {
         m_nPTS = nPTS;
