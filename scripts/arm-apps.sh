@@ -69,7 +69,10 @@ same() {
 generate() {
     name=$1
     shift
-    here stamp-encoder --generate "../$name.ts" --start-utc 2026-01-01T10:00:00Z "$@"
+    here stamp-encoder --generate "../$name.ts" --start-utc 2026-01-01T10:00:00Z "$@" || {
+        cat "$work/here/messages" >&2
+        exit 1
+    }
 }
 
 # What is coded may differ with the machine's arithmetic; times may not, nor may what is copied.

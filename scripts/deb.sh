@@ -11,13 +11,16 @@ cd "$(dirname "$0")/.."
 arch=$(dpkg --print-architecture)
 host=$arch
 chroot=""
-while [ $# -gt 1 ]; do
-    case $1 in
-    --arch) host=$2 ;;
-    --chroot) chroot=$2 ;;
-    esac
-    shift 2
-done
+case $#${1-} in
+0) ;;
+2--arch) host=$2 ;;
+2--chroot) chroot=$2 ;;
+*) echo "usage: scripts/deb.sh [--chroot FOLDER] | scripts/deb.sh --arch arm64" >&2 && exit 2 ;;
+esac
+if [ -n "$chroot" ] && [ -e "$chroot" ] && ! [ -e "$chroot/made-by-deb.sh" ]; then
+    echo "$chroot is there already and not of this script's making" >&2
+    exit 2
+fi
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $PACKAGE_PACKAGES
 
@@ -59,6 +62,7 @@ ls "$work"/*.deb
 ensure_packages mmdebstrap autopkgtest
 rm -rf "$chroot"
 mmdebstrap --quiet --variant=apt --include=apt-utils bookworm "$chroot"
+touch "$chroot/made-by-deb.sh"
 rm -f "$work"/*dbgsym*
 autopkgtest --apt-upgrade --summary-file="$work/autopkgtest" "$work"/*.deb "$work/timecode/" -- chroot "$chroot" \
     >"$work/autopkgtest.log" 2>&1 || {
@@ -68,4 +72,4 @@ autopkgtest --apt-upgrade --summary-file="$work/autopkgtest" "$work"/*.deb "$wor
 cat "$work/autopkgtest"
 # shellcheck disable=SC2016 # expanded in there
 chroot "$chroot" sh -euc 'dpkg --purge $(dpkg-query --show --showformat="\${Package} " "*timecode*") >/dev/null
-    ! find /usr /etc /var -path "*timecode*" | grep .; echo "removed without a trace"'
+    if find /usr /etc /var -path "*timecode*" | grep .; then exit 1; fi; echo "removed without a trace"'

@@ -1,19 +1,22 @@
 #!/bin/sh
 # Builds the reference of the public headers (build/docs/html) and the man pages (build/docs/man), those of the programs
 # from their own help, and refuses anything that is undocumented or that mandoc finds fault with.
-# usage: scripts/docs.sh [FOLDER]   (of the programs; default: build/release/bin, which is built if need be)
+# usage: scripts/docs.sh [FOLDER]   (of the programs; default: build/release/bin, which is brought up to date)
 set -eu
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 # shellcheck disable=SC2086 # a list of words
 ensure_packages $DOC_PACKAGES
 programs=${1:-build/release/bin}
-if [ ! -x "$programs/stamp-encoder" ] || [ ! -x "$programs/stamp-report" ]; then
+if [ $# -eq 0 ]; then
     # shellcheck disable=SC2086 # lists of words
     ensure_packages $BUILD_PACKAGES $TEST_PACKAGES
     cmake --preset release >/dev/null
     cmake --build --preset release --target stamp-encoder stamp-report
-    programs=build/release/bin
+fi
+if [ ! -x "$programs/stamp-encoder" ] || [ ! -x "$programs/stamp-report" ]; then
+    echo "the programs are not in $programs" >&2
+    exit 2
 fi
 rm -rf build/docs
 mkdir -p build/docs

@@ -21,6 +21,7 @@ DOCUMENT = ROOT / "docs/platform.md"
 BUILD = ROOT / "build/footprint"
 MARK = "<!-- figures of scripts/footprint.py -->\n"
 ROUNDS = 15
+WITH_TIMES = "--check" not in sys.argv
 TIMED = "SetUTC, source 1|20162, null cursor, depth 5|silent source 1|all on one input"
 LIBRARIES = ("timecode", "timecode_support")
 MACHINES = {  # triplet, more for CMake, and what runs the machine's programs here
@@ -39,7 +40,7 @@ def build(machine, hardening):
     folder = BUILD / f"{machine}-{hardening}"
     parts = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES")]
     output("cmake", "-S", ROOT, "-B", folder, "-DCMAKE_BUILD_TYPE=RelWithDebInfo", *parts, *MACHINES[machine][1],
-           f"-DTIMECODE_HARDENING={hardening}", f"-DTIMECODE_BUILD_BENCHMARKS={'ON' if machine == 'x86-64' else 'OFF'}")
+           f"-DTIMECODE_HARDENING={hardening}", f"-DTIMECODE_BUILD_BENCHMARKS={'ON' if machine == 'x86-64' and WITH_TIMES else 'OFF'}")
     output("cmake", "--build", folder, "-j2", "--target", "timecode")
     return folder / "lib"
 
@@ -100,7 +101,7 @@ def called(name):
     return f"`{function}`{comma}{rest}" if "_" in function else name
 
 
-def measure(with_times):
+def measure():
     built = {key: build(*key) for key in (("x86-64", "ON"), ("aarch64", "ON"), ("x86-64", "OFF"))}
     yield f"Built by gcc {output('gcc', '-dumpfullversion').strip()} as the preset `library` does. Bytes:"
     yield ""
@@ -113,7 +114,7 @@ def measure(with_times):
     found = {machine: stacks(machine, built[machine, "ON"]) for machine in MACHINES}
     yield from table(["", *(f"{machine}{more}" for machine in MACHINES for more in ("", ", all messages"))],
                      [[called(rows[0][0]), *(n for row in rows for n in row[1:])] for rows in zip(*found.values())])
-    if with_times:
+    if WITH_TIMES:
         yield f"Time on x86-64, the best of {ROUNDS} runs:"
         yield ""
         yield from table(["", "as built", "without hardening", "with priority inheritance"], times(built))
@@ -129,9 +130,9 @@ def differences(before, after):
 
 
 def main():
-    subprocess.run(["sh", "-c", ". scripts/packages.sh; ensure_packages $BUILD_PACKAGES $ARM_PACKAGES"], cwd=ROOT,
-                   check=True)
-    figures = "\n".join(measure("--check" not in sys.argv)) + "\n"
+    packages = "$BUILD_PACKAGES $ARM_PACKAGES" + (" libbenchmark-dev" if WITH_TIMES else "")
+    subprocess.run(["sh", "-c", f". scripts/packages.sh; ensure_packages {packages}"], cwd=ROOT, check=True)
+    figures = "\n".join(measure()) + "\n"
     head, _, rest = DOCUMENT.read_text().partition(MARK)
     before, _, tail = rest.partition(MARK)
     if "--write" in sys.argv:

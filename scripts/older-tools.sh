@@ -1,7 +1,7 @@
 #!/bin/sh
 # Builds with older and other tools, warnings being errors, and runs the tests: gcc 11; clang; clang with libc++ (all
-# but the applications); musl (the libraries and the example, which must print what the README shows); the oldest CMake,
-# which also installs and finds what it built. For use before a release.
+# but the applications); musl (the libraries and the example, which must print what the README shows); the oldest CMake
+# (which knows no warnings as errors), with the cases of how others find what it built. For use before a release.
 # usage: scripts/older-tools.sh [gcc-11|clang|libc++|musl|cmake]...
 set -eu
 cd "$(dirname "$0")/.."
@@ -39,10 +39,11 @@ build_musl() {
     fi
 }
 
-# That of Debian 11, with the one library that Debian 12 has no more. What else is unpacked with it stays out of the way.
+# That of Debian 11, with the one library that Debian 12 has no more. What else is unpacked with it is not used.
 take_oldest_cmake() {
     debian=$PWD/build/older-cmake-debian
-    [ -e "$debian/usr/bin/cmake" ] || mmdebstrap --quiet --variant=extract --include=cmake bullseye "$debian"
+    [ -e "$debian/usr/bin/cmake" ] ||
+        mmdebstrap --quiet --variant=extract --include=cmake bullseye "$debian"
     mkdir -p "$debian/taken"
     ln -sf "$debian/usr/bin/cmake" "$debian/usr/bin/ctest" "$debian"/usr/lib/*/libjsoncpp.so.* "$debian/taken"
     export PATH="$debian/taken:$PATH" LD_LIBRARY_PATH="$debian/taken"
