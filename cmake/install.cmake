@@ -48,17 +48,12 @@ function(timecode_install_documents)
         return()
     endif()
     install(FILES README.md CHANGELOG.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development)
-    install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
-        PATTERN Doxyfile EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
-    foreach(section 1 3 7)
-        set(component development)
-        if(section EQUAL 1)
-            set(component tools)
-        endif()
-        install(DIRECTORY ${PROJECT_SOURCE_DIR}/build/docs/man/man${section} DESTINATION ${CMAKE_INSTALL_MANDIR}
-            COMPONENT ${component} OPTIONAL)
-    endforeach()
+    install(DIRECTORY docs examples bindings DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT development
+        PATTERN Doxyfile EXCLUDE PATTERN CMakeLists.txt EXCLUDE PATTERN __pycache__ EXCLUDE)
+    set(man ${PROJECT_SOURCE_DIR}/build/docs/man)
+    install(DIRECTORY ${man}/man3 ${man}/man7 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development OPTIONAL)
     if(TIMECODE_BUILD_APPS)
+        install(DIRECTORY ${man}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT tools OPTIONAL)
         install(DIRECTORY apps/completion/ DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
             COMPONENT tools OPTIONAL)
     endif()
