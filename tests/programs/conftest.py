@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 
 pytest.register_assert_rewrite("running")
-from running import Program, tool
+from running import INSIDE_A_PACKET, Program, tool
 
 SOURCE = Path(__file__).resolve().parents[2]
 # The README's program is the first block of C in it.
@@ -23,39 +23,36 @@ def install(build, *options, **variables):
 
 
 @pytest.fixture(scope="session")
-def source():
-    """The project's own folder."""
-    return SOURCE
-
-
-@pytest.fixture(scope="session")
 def build():
     return Path(os.environ.get("TIMECODE_BUILD", SOURCE / "build/release")).resolve()
 
 
 @pytest.fixture
-def program(build, tmp_path, monkeypatch):
-    """Gives a program of the build by its name. The test's own folder is the working directory of both."""
+def folder(tmp_path, monkeypatch):
+    """The test's own folder, which is the working directory of test and programs."""
     monkeypatch.chdir(tmp_path)
-    given = []
-
-    def named(name):
-        given.append(Program(build / "bin" / name, tmp_path))
-        return given[-1]
-
-    yield named
-    for each in given:
-        each.quit()
+    return tmp_path
 
 
 @pytest.fixture
-def stamp_encoder(program):
-    return program("stamp-encoder")
+def stamp_encoder(build, folder):
+    with Program(build / "bin/stamp-encoder", folder) as program:
+        yield program
 
 
 @pytest.fixture
-def stamp_report(program):
-    return program("stamp-report")
+def stamp_report(build, folder):
+    with Program(build / "bin/stamp-report", folder) as program:
+        yield program
+
+
+@pytest.fixture
+def code(stamp_encoder):
+    """Starts to code inputs into out.ts and table.csv, or into what is named."""
+    def start(*inputs, output="out.ts", csv="table.csv", **options):
+        fast = () if "--copy" in inputs else ("--preset", "ultrafast")
+        return stamp_encoder.start(*fast, *inputs, "-o", output, "--csv", csv, **options)
+    return start
 
 
 @pytest.fixture
@@ -73,6 +70,12 @@ def beside():
         process.wait()
 
 
+@pytest.fixture
+def piped(beside):
+    """Starts a command likewise; the pipe into which it writes."""
+    return lambda *command: beside(*command, stdout=subprocess.PIPE).stdout
+
+
 @pytest.fixture(scope="session")
 def recording(build, tmp_path_factory):
     """3 s of generated video at 25 Hz, each picture with time stamps of all three kinds. Not to be written to."""
@@ -83,6 +86,12 @@ def recording(build, tmp_path_factory):
 
 
 @pytest.fixture
-def in_ts(recording, tmp_path):
+def in_ts(recording, folder):
     """The recording as `in.ts` in the test's own folder."""
-    return Path(shutil.copy(recording, tmp_path))
+    return Path(shutil.copy(recording, folder / "in.ts"))
+
+
+@pytest.fixture
+def broken_pipe(piped, in_ts):
+    """A pipe with the recording's first part in it, which ends inside a packet, and then no writer any more."""
+    return piped("head", "-c", INSIDE_A_PACKET, in_ts)

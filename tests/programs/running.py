@@ -9,6 +9,7 @@ from collections import namedtuple
 from pathlib import Path
 
 HANG = 60  # seconds that no run here needs, on the busiest machine
+INSIDE_A_PACKET = 188 * 3500 + 77  # bytes of the recording, somewhere behind the middle
 FELL_OVER = re.compile(r"terminate called|Sanitizer|runtime error|violated")
 STAMP_UUID = "4d495350-6d69-6372-6f73-656374696d65|a8687dd4-d759-3758-a5ce-f0338b6545f1"  # ST 0604: H.264, HEVC
 
@@ -106,7 +107,10 @@ class Program:
     def __call__(self, *arguments, **options):
         return self.start(*arguments, **options).finish()
 
-    def quit(self):
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
         for run in self.runs:
             run.kill()
 
@@ -117,6 +121,32 @@ def tool(*command):
                           stderr=subprocess.STDOUT, timeout=HANG, check=False, text=True, errors="replace")
     assert done.returncode == 0, done.stdout
     return done.stdout
+
+
+def ffmpeg(*arguments):
+    """Makes a file with FFmpeg. A text is parted at its blanks, a path is not."""
+    words = [word for each in arguments for word in (each.split() if isinstance(each, str) else [each])]
+    tool("ffmpeg", "-nostdin", "-v", "error", "-y", *words)
+
+
+def unstamped(file, options="-c:v libx264 -preset ultrafast", size="320x240", rate=25, seconds=1):
+    """A generated video in which no picture has a time stamp."""
+    ffmpeg("-f lavfi -i", f"testsrc2=size={size}:rate={rate}:duration={seconds}", options, file)
+    return file
+
+
+def probed(file, entries):
+    """The values that ffprobe finds of these entries, in rows; those of a program's stream come twice."""
+    lines = tool("ffprobe", "-v", "error", "-show_entries", entries, "-of", "csv=p=0", file).splitlines()
+    return [tuple(line.split(",")) for line in lines if line]
+
+
+def hashes(file, streams, *options):
+    """Stream, PTS and hash of each packet or decoded picture, each stream by itself."""
+    text = tool("ffmpeg", "-v", "error", "-copyts", "-i", file, "-map", f"0:{streams}?", *options,
+                "-f", "framehash", "-hash", "md5", "-")
+    found = [re.split(r", *", line) for line in text.splitlines() if not line.startswith("#")]
+    return sorted(((int(row[0]), int(row[2]), row[5]) for row in found), key=lambda row: row[0])
 
 
 def pictures(file, stream=0, whole=True):
@@ -143,22 +173,25 @@ def _picture(text):
     return Picture(pts, utc, status, timecode[1] if timecode else "-")
 
 
-def table(file, number=1):
-    """The rows of an input as pictures, sorted, from a table that does not end inside a row."""
+def rows(file="table.csv"):
+    """The rows of a table that does not end inside one."""
     text = Path(file).read_text(encoding="ascii")
     assert text.endswith("\n"), "the table ends inside a row"
-    lines = list(csv.reader(text.splitlines()))
-    assert {len(line) for line in lines} == {len(lines[0])}, "a row is cut short"
-    rows = [dict(zip(lines[0], line)) for line in lines[1:]]
+    names, *lines = csv.reader(text.splitlines())
+    assert {len(line) for line in lines} <= {len(names)}, "a row is cut short"
+    return [dict(zip(names, line)) for line in lines]
+
+
+def table(file="table.csv", number=1):
+    """The rows of an input as pictures, sorted."""
     return sorted(Picture(row["pts"], row["utc_us"] or "-", row["status"].removeprefix("0x") or "-",
-                          row["stream_timecode"] or "-") for row in rows if row["input"] == str(number))
+                          row["stream_timecode"] or "-") for row in rows(file) if row["input"] == str(number))
 
 
-def whole(run, file, number=1, stream=0, rows="table.csv"):
+def whole(run, file="out.ts", number=1, stream=0, in_table=True):
     """An output that can be read to its end, with as many pictures as the summary claims and the times of the table."""
-    held = pictures(run.folder / file, stream)
+    held = pictures(file, stream)
     assert held, f"no picture in {file}"
     assert len(held) == run.claimed(number), "pictures in the stream and in the summary"
-    if rows:
-        assert held == table(run.folder / rows, number)
+    assert not in_table or held == table(number=number)
     return held

@@ -3,10 +3,11 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...  thin-klv=6  shift-klv=900  late-klv=12  repeat-klv=40:900  strip-klv
-                               strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
+     cell-klv  name-klv=128:NONE  strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
 """
 
 import sys
+import zlib
 from pathlib import Path
 
 SIZE = 188
@@ -57,13 +58,32 @@ class Packet:
         self.data[self.payload + 7] &= 0x3F
 
 
+def crc(section):
+    """CRC-32 of H.222.0, which takes the bits of a byte in another order than zlib."""
+    turned = bytes(int(f"{byte:08b}"[::-1], 2) for byte in section)
+    return int(f"{zlib.crc32(turned) ^ 0xFFFFFFFF:032b}"[::-1], 2).to_bytes(4, "big")
+
+
+def cell(number, part, data):
+    """A metadata access unit cell of H.222.0; part 3 is a whole unit, 2 its begin and 1 its end."""
+    return bytes([7, number % 256, part << 6 | 0x1F]) + (len(data) % 65536).to_bytes(2, "big") + data
+
+
+def as_packets(pid, pes):
+    """The packets of a PES; stuffing in its header fills the last one if need be."""
+    for at in range(0, len(pes), 184):
+        part = pes[at:at + 184]
+        field = b"" if len(part) == 184 else (bytes([183 - len(part), 0]) + b"\xff" * 184)[:184 - len(part)]
+        yield Packet(bytes([0x47, (at == 0) << 6 | pid >> 8, pid & 0xFF, 0x30 if field else 0x10]) + field + part)
+
+
 class Stream:
     def __init__(self, data):
         assert len(data) % SIZE == 0 and data[0] == 0x47
         self.packets = [Packet(data[at:at + SIZE]) for at in range(0, len(data), SIZE)]
         table = self._section(0)
-        self.types = {}
-        section = self._section((table[10] & 0x1F) << 8 | table[11])
+        self.types, self.map = {}, (table[10] & 0x1F) << 8 | table[11]
+        section = self._section(self.map)
         at = 12 + ((section[10] & 0xF) << 8 | section[11])
         while at < 3 + ((section[1] & 0xF) << 8 | section[2]) - 4:
             self.types.setdefault(section[at], (section[at + 1] & 0x1F) << 8 | section[at + 2])
@@ -76,23 +96,36 @@ class Stream:
     def pid(self, types):
         return next(self.types[kind] for kind in types if kind in self.types)
 
-    def starts_of(self, types):
-        return [packet for packet in self.packets if packet.is_pes and packet.pid == self.pid(types)]
-
-    def keep(self, pid, wanted):
-        """Keeps the PES of a stream for whose number and times `wanted` holds."""
-        kept, number, holds = [], -1, False
+    def pes(self, types):
+        """The packets of each PES of a stream."""
+        pid, found = self.pid(types), []
         for packet in self.packets:
+            if packet.pid == pid and packet.starts:
+                found.append([])
             if packet.pid == pid:
-                if packet.starts:
-                    number, holds = number + 1, wanted(number + 1, packet.times())
-                if not holds:
-                    continue
-            kept.append(packet)
-        self.packets = kept
+                found[-1].append(packet)
+        return found
+
+    def starts_of(self, types):
+        return [pes[0] for pes in self.pes(types)]
+
+    def payloads(self, types):
+        """Times and data of each PES of a stream."""
+        whole = [(pes[0], b"".join(packet.data[packet.payload:] for packet in pes)) for pes in self.pes(types)]
+        return [(start.times(), data[9 + data[8]:]) for start, data in whole]
+
+    def remove(self, lost):
+        gone = set(lost)
+        self.packets = [packet for packet in self.packets if packet not in gone]
+
+    def keep(self, types, wanted):
+        """Keeps the PES of a stream for whose number and times `wanted` holds."""
+        self.remove(packet for number, pes in enumerate(self.pes(types)) if not wanted(number, pes[0].times())
+                    for packet in pes)
 
     def thin_klv(self, every):
-        self.keep(self.pid(KLV_TYPES), lambda number, _: number % every == 0)
+        """Leaves every so-manieth PES, or none with 0."""
+        self.keep(KLV_TYPES, lambda number, _: every and number % every == 0)
 
     def shift_klv(self, ticks):
         for packet in self.starts_of(KLV_TYPES):
@@ -116,6 +149,34 @@ class Stream:
         for packet in self.starts_of(KLV_TYPES):
             packet.strip()
 
+    def name_klv(self, kind, tag):
+        """Says in the program map that the KLV stream, which the recording has as type 0x06, is something else."""
+        klv = self.pid(KLV_TYPES)
+        for packet in self.packets:
+            if packet.pid == self.map and packet.starts:
+                at = packet.payload + 1
+                end = at + 3 + ((packet.data[at + 1] & 0xF) << 8 | packet.data[at + 2]) - 4
+                packet.data[packet.data.find(bytes([0x06, 0xE0 | klv >> 8, klv & 0xFF]))] = kind
+                packet.data = packet.data.replace(b"KLVA", tag.encode())
+                packet.data[end:end + 4] = crc(packet.data[at:end])
+
+    def cell_klv(self):
+        """Makes the KLV stream one of type 0x15: one cell a PES, but also two, one in two PES, two of more than 64 KiB.
+        The stream ends with a cell."""
+        self.name_klv(0x15, "KLVA")
+        big, made = bytes(range(256)) * 240, {}
+        for number, ([packet], (_, body)) in enumerate(zip(self.pes(KLV_TYPES), self.payloads(KLV_TYPES))):
+            head = packet.data[packet.payload:-len(body)]
+            odd = {10: [cell(10, 3, body) * 2], 20: [cell(20, 2, big), cell(21, 1, body)], 30: [cell(30, 3, big) * 2]}
+            for data in odd.get(number, [cell(number, 3, body)]):
+                size = len(head) - 6 + len(data)
+                head[4:6] = (size if size < 65536 else 0).to_bytes(2, "big")
+                made.setdefault(packet, []).extend(as_packets(packet.pid, bytes(head) + data))
+        self.packets = [each for packet in self.packets for each in made.get(packet, [packet])]
+        last = self.pes(KLV_TYPES)[-1]
+        self.remove(last)
+        self.packets += last
+
     def strip_video(self, keep_every):
         """Leaves every so-manieth video PES its times, or none with 0."""
         for number, packet in enumerate(self.starts_of(VIDEO_TYPES)):
@@ -132,33 +193,24 @@ class Stream:
         self.packets = [Packet(packet.data).shift(number and ticks + number) for packet in self.packets
                         for number in range(times if packet.pid == klv else 1)]
 
-    def payloads(self, types):
-        """Times and data of each PES of a stream."""
-        begins, data = [], []
-        for packet in (packet for packet in self.packets if packet.pid == self.pid(types)):
-            if packet.starts:
-                begins.append(packet)
-                data.append(bytearray())
-            data[-1] += packet.data[packet.payload:]
-        return [(begin.times(), bytes(pes[9 + pes[8]:])) for begin, pes in zip(begins, data)]
-
     def shift(self, ticks):
         for packet in self.packets:
             packet.shift(ticks)
 
-    def seconds(self, span):
+    def seconds(self, first, last):
         """Keeps what is shown from one second to another."""
-        first, last = (float(part) for part in span.split(":"))
         begin = min(packet.times()[0] for packet in self.starts_of(VIDEO_TYPES))
         for types in (VIDEO_TYPES, KLV_TYPES):
-            self.keep(self.pid(types), lambda _, times: first <= (times[0] - begin) / 90000 < last)
+            self.keep(types, lambda _, times: first <= (times[0] - begin) / 90000 < last)
 
-    def join(self, other):
+    def join(self, file, marked=False):
+        other = Stream(Path(file).read_bytes())
+        if marked:
+            next(packet for packet in other.packets if packet.has_clock()).mark()
         self.packets += other.packets
 
-    def mark_join(self, other):
-        next(packet for packet in other.packets if packet.has_clock()).mark()
-        self.join(other)
+    def mark_join(self, file):
+        self.join(file, marked=True)
 
     def bytes(self):
         """The packets of each stream counted without a gap."""
@@ -170,14 +222,15 @@ class Stream:
         return b"".join(bytes(packet.data) for packet in self.packets)
 
 
+def value(text):
+    return int(text) if text.lstrip("-").isdigit() else text
+
+
 def change(source, target, *operations):
     stream = Stream(Path(source).read_bytes())
     for operation in operations:
-        name, _, value = operation.partition("=")
-        joined = (lambda: [Stream(Path(value).read_bytes())])
-        given = {"join": joined, "mark-join": joined, "seconds": lambda: [value], "strip-klv": lambda: []}.get(
-            name, lambda: map(int, value.split(":")))()
-        getattr(stream, name.replace("-", "_"))(*given)
+        name, given, values = operation.partition("=")
+        getattr(stream, name.replace("-", "_"))(*map(value, values.split(":") if given else []))
     Path(target).write_bytes(stream.bytes())
     return target
 

@@ -3,6 +3,7 @@
 import subprocess
 
 import pytest
+from conftest import SOURCE
 
 COMPLETE = """. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _stamp_tools; echo "${COMPREPLY[@]}" """
 
@@ -18,9 +19,9 @@ COMPLETE = """. "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); _stamp_t
     pytest.param("stamp-report --json in", "in.ts", id="report_file"),
     pytest.param("stamp-report --duration ", "", id="report_number"),
 ])
-def test_completion_offers_what_the_program_takes(build, source, in_ts, line, offered):
+def test_completion_offers_what_the_program_takes(build, in_ts, line, offered):
     name, *words = line.split(" ")
-    script, program = source / "apps/completion" / name, build / "bin" / name
+    script, program = SOURCE / "apps/completion" / name, build / "bin" / name
     done = subprocess.run(["bash", "-uc", COMPLETE, "bash", script, program, *words],
                           cwd=in_ts.parent, stdout=subprocess.PIPE, check=True, text=True)
     assert done.stdout.strip() == offered

@@ -24,13 +24,13 @@ def run_elsewhere(line):
 
 
 @pytest.fixture(scope="module")
-def clone(source, build, tmp_path_factory):
+def clone(build, tmp_path_factory):
     """A copy of the project beside its build, with the file that README speaks of."""
     folder = tmp_path_factory.mktemp("clone")
-    names = tool("git", "-C", source, "ls-files", "-co", "--exclude-standard").splitlines()
-    for name in filter(lambda name: (source / name).exists(), names):
+    names = tool("git", "-C", SOURCE, "ls-files", "-co", "--exclude-standard").splitlines()
+    for name in filter(lambda name: (SOURCE / name).exists(), names):
         (folder / name).parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy(source / name, folder / name)
+        shutil.copy(SOURCE / name, folder / name)
     (folder / "smallest.c").write_text(README_PROGRAM)
     (folder / "build").mkdir()
     (folder / "build/release").symlink_to(build)

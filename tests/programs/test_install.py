@@ -3,11 +3,13 @@
 import os
 import re
 import subprocess
+from pathlib import Path
 
 import pytest
-from conftest import README_ANSWER, README_PROGRAM, install
+from conftest import README_ANSWER, README_PROGRAM, SOURCE, install
 from running import tool
 
+SUBPROJECT = f"add_subdirectory({SOURCE} timecode)"
 LIBRARIES_ALONE = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES", "BENCHMARKS")]
 
 
@@ -20,10 +22,9 @@ def prefix(build, tmp_path_factory):
 
 
 @pytest.fixture
-def readme_program(tmp_path):
+def readme_program(folder):
     for name in ("smallest.c", "smallest.cpp"):
-        (tmp_path / name).write_text(README_PROGRAM)
-    return tmp_path / "smallest.c"
+        (folder / name).write_text(README_PROGRAM)
 
 
 def pkg_config(libraries, *question, **variables):
@@ -36,90 +37,77 @@ def libraries_of(folder):
     return next(folder.rglob("libtimecode.so")).parent
 
 
+@pytest.mark.usefixtures("readme_program")
 @pytest.mark.parametrize("compiler", ["gcc -std=c11 -Wextra smallest.c", "g++ -std=c++17 smallest.cpp"])
-def test_pkg_config_builds_the_readme_program(prefix, readme_program, compiler, monkeypatch):
-    monkeypatch.chdir(readme_program.parent)
+def test_pkg_config_builds_the_readme_program(prefix, compiler):
     libraries = libraries_of(prefix)
     tool(*compiler.split(), "-Wall", "-Werror", "-o", "smallest", *pkg_config(libraries, "--cflags", "--libs"),
          f"-Wl,-rpath,{libraries}")
     assert tool("./smallest") == README_ANSWER
 
 
-def test_python_has_the_installed_interface(prefix, source, monkeypatch, capfd):
+def test_python_has_the_installed_interface(prefix, monkeypatch, capfd):
     """Each call of the README's program in Python, and refusals as values: nothing is written where no time is."""
     monkeypatch.setenv("PKG_CONFIG_PATH", str(libraries_of(prefix) / "pkgconfig"))
-    monkeypatch.syspath_prepend(source / "bindings/python")
-    program = re.search(r"^```python\n(.*?)^```", (source / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
+    monkeypatch.syspath_prepend(SOURCE / "bindings/python")
+    program = re.search(r"^```python\n(.*?)^```", (SOURCE / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
     names = {}
     exec(program, names)
     assert capfd.readouterr().out == README_ANSWER
     get_utc, set_utc, lib = names["get_utc"], names["set_utc"], names["lib"]
     assert get_utc(0, 1, 990000) is None and not set_utc(lib.NUM_VIDEO_INPUTS, 1, 0, 0)
-    exported = (source / "tests/exports/libtimecode.txt").read_text().split()
+    exported = (SOURCE / "tests/exports/libtimecode.txt").read_text().split()
     assert set(exported) <= set(dir(lib)), "a function or variable that Python does not see"
 
 
 def project(folder, body, *options):
-    """Configures a project of one's own; its build folder, and what CMake says."""
+    """Configures a project of one's own in a folder; the exit code of CMake and what it says."""
     (folder / "CMakeLists.txt").write_text(f"cmake_minimum_required(VERSION 3.18)\nproject(mine C CXX)\n{body}")
     done = subprocess.run(["cmake", "-S", folder, "-B", folder / "build", *map(str, options)], check=False,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
-    return folder / "build", done.returncode, " ".join(done.stdout.split())
+    return done.returncode, " ".join(done.stdout.split())
 
 
-PROGRAM = "add_executable(smallest smallest.c)\ntarget_link_libraries(smallest timecode::timecode timecode::support)\n"
-
-
-def test_find_package_builds_the_readme_program(prefix, readme_program):
-    built, code, said = project(readme_program.parent, f"find_package(timecode 0.2 REQUIRED)\n{PROGRAM}",
-                                f"-DCMAKE_PREFIX_PATH={prefix}")
-    assert code == 0, said
-    tool("cmake", "--build", built)
-    assert tool(built / "smallest") == README_ANSWER
-
-
-@pytest.mark.parametrize("wanted, refusal", [
-    ("0.2.0 EXACT", None),
-    ("0.3", "0.2.0"),
-    ("0.1", "0.2.0"),
-    ("0.2 COMPONENTS video", "none called video"),
-    ("0.2 OPTIONAL_COMPONENTS video", None),
+@pytest.mark.parametrize("body, options, refusal", [
+    ("find_package(timecode 0.2.0 EXACT REQUIRED)", [], None),
+    ("find_package(timecode 0.3 REQUIRED)", [], "0.2.0"),
+    ("find_package(timecode 0.1 REQUIRED)", [], "0.2.0"),
+    ("find_package(timecode 0.2 REQUIRED COMPONENTS video)", [], "none called video"),
+    ("find_package(timecode 0.2 REQUIRED OPTIONAL_COMPONENTS video)", [], None),
+    (SUBPROJECT, ["-DBUILD_SHARED_LIBS=OFF"], "puts its own services beneath the library"),
+    (SUBPROJECT, ["-DTIMECODE_BUILD_APPS=ON", "-DPKG_CONFIG_EXECUTABLE=false"],
+     "TIMECODE_BUILD_APPS=OFF leaves them out"),
+    (SUBPROJECT, ["-DTIMECODE_BUILD_BENCHMARKS=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON"], "Google Benchmark"),
 ])
-def test_find_package_takes_what_is_there_only(prefix, tmp_path, wanted, refusal):
-    _, code, said = project(tmp_path, f"find_package(timecode {wanted} REQUIRED)", f"-DCMAKE_PREFIX_PATH={prefix}")
+def test_what_cannot_be_had_is_refused_with_its_reason(prefix, folder, body, options, refusal):
+    code, said = project(folder, body, f"-DCMAKE_PREFIX_PATH={prefix}", *options)
     assert (code == 0) == (refusal is None), said
     assert refusal is None or refusal in said
 
 
-def test_subproject(source, readme_program):
-    """Beside targets of the same plain names, with a standard and a search path of the user's own."""
-    names = "tests apps benchmarks examples flags header_checks stamp-encoder support_tests library_tests"
-    built, code, said = project(readme_program.parent, f"""
-        foreach(name {names})
-            add_custom_target(${{name}})
-        endforeach()
-        set(CMAKE_CXX_STANDARD 17)
-        set(CMAKE_INSTALL_RPATH /opt/mine/lib)
-        add_subdirectory({source} timecode)
-        {PROGRAM}
-        install(TARGETS smallest)""", "-DCMAKE_BUILD_TYPE=Debug")
+# Beside targets of the same plain names, with a standard and a search path of the user's own.
+CROWDED = f"""
+    foreach(name tests apps benchmarks examples flags header_checks stamp-encoder support_tests library_tests)
+        add_custom_target(${{name}})
+    endforeach()
+    set(CMAKE_CXX_STANDARD 17)
+    set(CMAKE_INSTALL_RPATH /opt/mine/lib)
+    {SUBPROJECT}"""
+
+
+@pytest.mark.usefixtures("readme_program")
+@pytest.mark.parametrize("body", ["find_package(timecode 0.2 REQUIRED)", CROWDED], ids=["package", "subproject"])
+def test_cmake_project_builds_and_installs_the_readme_program(prefix, folder, body):
+    code, said = project(folder, f"""{body}
+        add_executable(smallest smallest.c)
+        target_link_libraries(smallest timecode::timecode timecode::support)
+        install(TARGETS smallest)""", "-DCMAKE_BUILD_TYPE=Debug", f"-DCMAKE_PREFIX_PATH={prefix}")
     assert code == 0, said
-    tool("cmake", "--build", built, "-j2")
-    assert tool(built / "smallest") == README_ANSWER
-    tool("cmake", "--install", built, "--prefix", built / "prefix")
-    assert [file.name for file in (built / "prefix").rglob("*") if file.is_file()] == ["smallest"]
-    assert "/opt/mine/lib" in tool("readelf", "-d", built / "prefix/bin/smallest")
-
-
-@pytest.mark.parametrize("options, reason", [
-    (["-DBUILD_SHARED_LIBS=OFF"], "puts its own services beneath the library"),
-    (["-DTIMECODE_BUILD_APPS=ON", "-DPKG_CONFIG_EXECUTABLE=false"], "TIMECODE_BUILD_APPS=OFF leaves them out"),
-    (["-DTIMECODE_BUILD_BENCHMARKS=ON", "-DCMAKE_DISABLE_FIND_PACKAGE_benchmark=ON"], "Google Benchmark"),
-])
-def test_what_cannot_be_built_is_refused_with_its_reason(source, tmp_path, options, reason):
-    _, code, said = project(tmp_path, f"add_subdirectory({source} timecode)", *options)
-    assert code != 0
-    assert reason in said
+    tool("cmake", "--build", "build", "-j2")
+    assert tool("build/smallest") == README_ANSWER
+    install("build", "--prefix", folder / "prefix")
+    assert [file.name for file in Path("prefix").rglob("*") if file.is_file()] == ["smallest"]
+    assert body != CROWDED or "/opt/mine/lib" in tool("readelf", "-d", "prefix/bin/smallest")
 
 
 @pytest.mark.parametrize("component, holds, lacks", [
@@ -155,12 +143,12 @@ def test_search_paths(build, prefix, tmp_path):
 
 
 @pytest.fixture(scope="module")
-def alone(source, tmp_path_factory):
+def alone(tmp_path_factory):
     """A build of the libraries alone, which is configured anew for each question."""
     folder = tmp_path_factory.mktemp("alone")
 
     def configured(*options):
-        tool("cmake", "-S", source, "-B", folder, "-DCMAKE_BUILD_TYPE=Debug", *LIBRARIES_ALONE, *options)
+        tool("cmake", "-S", SOURCE, "-B", folder, "-DCMAKE_BUILD_TYPE=Debug", *LIBRARIES_ALONE, *options)
         tool("cmake", "--build", folder, "-j2")
         return folder
     return configured
@@ -184,14 +172,14 @@ def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
     assert pkg_config(libraries, "--cflags", "--libs", **options) == flags.split()
 
 
-def test_one_release_number(source):
-    number = re.search(r'VERSION_STRING "(.*)"', (source / "components/include/timecode.h").read_text())[1]
-    assert f"\n## {number}\n" in (source / "CHANGELOG.md").read_text()
-    assert (source / "debian/changelog").read_text().startswith(f"timecode ({number}) ")
+def test_one_release_number():
+    number = re.search(r'VERSION_STRING "(.*)"', (SOURCE / "components/include/timecode.h").read_text())[1]
+    assert f"\n## {number}\n" in (SOURCE / "CHANGELOG.md").read_text()
+    assert (SOURCE / "debian/changelog").read_text().startswith(f"timecode ({number}) ")
 
 
-def test_headers_refuse_32_bits(source):
-    done = subprocess.run(["gcc", "-m32", "-fsyntax-only", "-x", "c", source / "components/include/timecode.h"],
+def test_headers_refuse_32_bits():
+    done = subprocess.run(["gcc", "-m32", "-fsyntax-only", "-x", "c", SOURCE / "components/include/timecode.h"],
                           stderr=subprocess.PIPE, check=False, text=True)
     assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr
 

@@ -17,10 +17,6 @@ def stepped(in_ts):
     return change(in_ts, "stepped.ts", "join=in.ts")
 
 
-def code(stamp_encoder, *arguments, **options):
-    return stamp_encoder("--preset", "ultrafast", *arguments, "-o", "out.ts", **options)
-
-
 def at_terminal(command):
     """What a terminal shows that is both streams of the command."""
     ours, theirs = pty.openpty()
@@ -38,20 +34,20 @@ def at_terminal(command):
 
 
 @pytest.mark.parametrize("interval, some", [(1, True), (0, False)])
-def test_a_log_has_a_status_line_each_interval(stamp_encoder, in_ts, interval, some):
-    run = code(stamp_encoder, in_ts, "--realtime", "--log-interval", interval)
+def test_a_log_has_a_status_line_each_interval(code, in_ts, interval, some):
+    run = code(in_ts, "--realtime", "--log-interval", interval).finish()
     lines = re.findall(r"^stamp-encoder: status: 1: \d+ pictures \d+/s,.* \d+ %, .*0 untimed, status 1F, "
                        r"2026-01-01T10:", run.err, re.MULTILINE)
     assert bool(lines) == some and len(lines) <= 5
 
 
 @pytest.mark.parametrize("journal", [False, True])
-def test_a_log_is_told_what_is_first_met(stamp_encoder, stepped, tmp_path, journal):
+def test_a_log_is_told_what_is_first_met(code, stepped, tmp_path, journal):
     log = tmp_path / "log"
     with open(log, "wb") as err:
         place = os.fstat(err.fileno())
         env = {"JOURNAL_STREAM": f"{place.st_dev}:{place.st_ino}"} if journal else {}
-        code(stamp_encoder, stepped, stderr=err, env=env).ended(DONE)
+        code(stepped, stderr=err, env=env).ended(DONE)
     note = f"{'<5>' if journal else ''}stamp-encoder: note: input 1 '{stepped}': the PTS step"
     assert any(line.startswith(note) for line in log.read_text().splitlines())
 
@@ -63,16 +59,16 @@ def test_table_and_status_never_share_a_terminal(stamp_encoder, in_ts):
     assert "/s, " not in shown.partition("input 1 ")[0] and shown.count("TRUE,1,") == 75
 
 
-def test_the_summary_tells_the_pace_and_what_the_library_costs(stamp_encoder, in_ts):
-    run = code(stamp_encoder, in_ts)
+def test_the_summary_tells_the_pace_and_what_the_library_costs(code, in_ts):
+    run = code(in_ts).ended(DONE)
     assert re.search(r"\([\d.]+ s, [1-9][\d.]* pictures/s\)", run.out)
     share = float(re.search(r"the library took [\d.]+ ms of [\d.]+ s of CPU time, ([\d.]+) %", run.out)[1])
     assert 0 < share < 10
 
 
-def test_an_input_that_falls_silent_has_ended_when_asked_for(stamp_encoder, in_ts, beside):
+def test_an_input_that_falls_silent_has_ended_when_asked_for(code, in_ts, beside):
     os.mkfifo("in.fifo")
     beside("sh", "-c", f"exec >in.fifo; head -c {in_ts.stat().st_size - 100} in.ts; exec sleep 600")
-    run = code(stamp_encoder, "in.fifo", "--end-after-silence", 1).ended(DONE)
+    run = code("in.fifo", "--end-after-silence", 1).ended(DONE)
     assert run.claimed() >= 74
     assert "note: input 1 'in.fifo': it has fallen silent" in run.err

@@ -6,16 +6,15 @@ import random
 import re
 import signal
 import struct
-import subprocess
+from pathlib import Path
 
 import pytest
-from running import tool, wait_for
-from streams import change
+from running import FELL_OVER, unstamped
+from streams import SIZE, change
 
 SOUND, NOTHING, UNUSABLE, SUSPICIOUS = 0, 1, 2, 3  # exit codes
 ALL = 75  # pictures of the recording
 PERIOD = 40_000  # microseconds between them
-TS_PACKET = 188
 STAMP_ID = b"MISPmicrosectime"
 STAMP_SIZE = len(STAMP_ID) + 12
 LOCAL_SET_KEY = bytes.fromhex("060E2B34020B01010E01030101000000")
@@ -26,7 +25,7 @@ SET_UTC = slice(19, 27)  # in a local set
 def places(data, pattern, size):
     """Where things begin that lie in one packet of the stream."""
     found = (match.start() for match in re.finditer(re.escape(pattern), data))
-    return [at for at in found if at // TS_PACKET == (at + size - 1) // TS_PACKET]
+    return [at for at in found if at // SIZE == (at + size - 1) // SIZE]
 
 
 class Recording(bytearray):
@@ -48,11 +47,6 @@ class Recording(bytearray):
             local_set[-2:] = struct.pack(">H", sum(words) & 0xFFFF)
             self[at:at + LOCAL_SET_SIZE] = local_set
 
-    def hide_sets(self, hidden):
-        for number, at in enumerate(self.sets()):
-            if hidden(number):
-                self[at + 12] ^= 0xFF
-
     def hide_stamps(self):
         self[:] = self.replace(STAMP_ID[:4], b"NONE")
 
@@ -63,14 +57,13 @@ def data(recording):
 
 
 @pytest.fixture
-def report(stamp_report, tmp_path):
+def report(stamp_report):
     """The report on a recording, which is changed first, as JSON, with the exit code that it must end with."""
     def run(data, code, *operations):
-        (tmp_path / "changed.ts").write_bytes(data)
-        if operations:
-            change("changed.ts", "changed.ts", *operations)
+        Path("changed.ts").write_bytes(data)
+        change("changed.ts", "changed.ts", *operations)
         stamp_report("changed.ts", "--json", "report.json").ended(code)
-        return json.loads((tmp_path / "report.json").read_text())
+        return json.loads(Path("report.json").read_text())
     return run
 
 
@@ -149,13 +142,23 @@ def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, ch
         assert each["first_byte"] > 0 and each["first_seconds"] > 0
 
 
-def test_local_sets_may_come_at_their_own_rate(data, report):
-    data.hide_stamps()
-    data.hide_sets(lambda number: number % 5)
-    found = report(data, SOUND)
-    series = of(found, "lds")
-    holds(series, {"count": ALL / 5, "gaps": [], "coverage": 0.2, "coverage_moved": 1})
-    assert found["inputs"][0]["take"] == "--source lds"
+@pytest.mark.parametrize("stamps, operations, sources, taken", [
+    pytest.param(True, [], ["high-precision", "lds", "vitc"], "high-precision", id="all"),
+    pytest.param(False, [], ["lds", "vitc"], "lds", id="no_SEI"),
+    pytest.param(False, ["thin-klv=5"], ["lds", "vitc"], "lds", id="sets_at_their_own_rate"),
+    pytest.param(False, ["thin-klv=0"], ["vitc"], "vitc", id="neither"),
+])
+def test_report_and_encoder_choose_the_best_source(data, report, stamp_encoder, stamps, operations, sources, taken):
+    if not stamps:
+        data.hide_stamps()
+    found = report(data, SOUND, *operations)
+    assert sorted(each["source"] for each in found["sources"]) == sources
+    assert found["inputs"][0]["take"] == f"--source {taken}" + " --timecode vitc" * (taken == "vitc")
+    if "thin-klv=5" in operations:
+        holds(of(found, "lds"), {"count": ALL / 5, "gaps": [], "coverage": 0.2, "coverage_moved": 1})
+    run = stamp_encoder("changed.ts", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+    assert f"--source {taken} is taken" in run.err
+    assert run.claimed() == ALL and run.claimed(what="with their time") == ALL
 
 
 def test_local_sets_without_a_pts_take_that_of_the_picture_behind_them(data, report):
@@ -166,17 +169,9 @@ def test_local_sets_without_a_pts_take_that_of_the_picture_behind_them(data, rep
     assert "drift" not in str(found["inputs"][0]["suspicions"])
 
 
-def test_timecode_is_taken_where_there_is_no_utc(data, report):
-    data.hide_stamps()
-    data.hide_sets(lambda number: True)
-    found = report(data, SOUND)
-    assert [each["source"] for each in found["sources"]] == ["vitc"]
-    assert found["inputs"][0]["take"] == "--source vitc --timecode vitc"
-
-
-def test_timecode_in_sei_is_read_without_decoding(recording, stamp_encoder, report, tmp_path):
+def test_timecode_in_sei_is_read_without_decoding(recording, stamp_encoder, report):
     stamp_encoder(recording, "-o", "stamped.ts").ended(SOUND)
-    series = of(report((tmp_path / "stamped.ts").read_bytes(), SOUND), "smpte12m")
+    series = of(report(Path("stamped.ts").read_bytes(), SOUND), "smpte12m")
     holds(series, GOOD)
     holds(series["last"], {"timecode": "10:00:02:24"})
 
@@ -193,48 +188,36 @@ def test_joined_recordings_are_two_stretches(data, report):
     assert series["count"] >= 2 * ALL - 2 and abs(series["drift_ppm"]) < 0.1
 
 
-def test_damaged_recordings_are_reported_on(recording, stamp_report, tmp_path):
+def test_damaged_recordings_are_reported_on(recording, stamp_report):
     whole = recording.read_bytes()
     for seed in range(12):
         chance = random.Random(seed)
         damaged = bytearray(whole[:chance.randrange(len(whole))])
         for _ in range(chance.choice([0, 20, 2000]) if damaged else 0):
             damaged[chance.randrange(len(damaged))] = chance.randrange(256)
-        (tmp_path / "damaged.ts").write_bytes(damaged)
+        Path("damaged.ts").write_bytes(damaged)
         run = stamp_report("damaged.ts", "--json", "report.json")
-        assert run.code in (SOUND, NOTHING, UNUSABLE, SUSPICIOUS), run.err
-        assert "Sanitizer" not in run.err and "runtime error" not in run.err, run.err
-        assert json.loads((tmp_path / "report.json").read_text())["exit_code"] == run.code
+        assert run.code in (SOUND, NOTHING, UNUSABLE, SUSPICIOUS) and not FELL_OVER.search(run.err), run.err
+        assert json.loads(Path("report.json").read_text())["exit_code"] == run.code
 
 
-def test_a_pipe_that_breaks_off_is_reported_with_what_was_read(data, stamp_report, beside):
-    writer = beside("head", "-c", TS_PACKET * 3500 + 77, data_file(data), stdout=subprocess.PIPE)
-    run = stamp_report("-", stdin=writer.stdout).ended(SUSPICIOUS)
+def test_a_pipe_that_breaks_off_is_reported_with_what_was_read(broken_pipe, stamp_report):
+    run = stamp_report("-", stdin=broken_pipe).ended(SUSPICIOUS)
     assert "broke off" in run.out and "time stamps" in run.out
 
 
-def data_file(data):
-    with open("data.ts", "wb") as file:
-        file.write(data)
-    return "data.ts"
-
-
-def test_ctrl_c_ends_a_silent_input_with_a_report(data, stamp_report, beside, tmp_path):
+def test_ctrl_c_ends_a_silent_input_with_a_report(data, stamp_report):
     os.mkfifo("live")
     run = stamp_report.start("live")
     with open("live", "wb") as live:
-        live.write(data)
-        live.flush()
-        # Whatever it has read by then is a report, or a word that it had not begun.
-        wait_for(lambda: (tmp_path / f"/proc/{run.process.pid}/wchan").exists() and run.alive(), "its start")
+        live.write(data)  # more than a pipe holds, so the most of it is read by then
         run.process.send_signal(signal.SIGINT)
         run.finish()
-    assert run.code in (SOUND, UNUSABLE, SUSPICIOUS), run.err
+    assert run.code in (SOUND, SUSPICIOUS) and "time stamps" in run.out, run.err
 
 
 def test_a_video_without_time_stamps_has_none(stamp_report):
-    tool("ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=d=1:s=320x180", "-c:v", "libx264", "plain.ts")
-    assert "no time stamp was found" in stamp_report("plain.ts").ended(NOTHING).out
+    assert "no time stamp was found" in stamp_report(unstamped("plain.ts")).ended(NOTHING).out
 
 
 @pytest.mark.parametrize("arguments, message", [
@@ -248,8 +231,8 @@ def test_a_video_without_time_stamps_has_none(stamp_report):
 ], ids=str)
 def test_what_cannot_be_done_is_said(in_ts, stamp_report, arguments, message):
     kept = in_ts.read_bytes()
-    assert message in stamp_report(*arguments).finish().err
-    assert stamp_report(*arguments).code == UNUSABLE
+    run = stamp_report(*arguments)
+    assert message in run.err and run.code == UNUSABLE
     assert in_ts.read_bytes() == kept
 
 
@@ -261,31 +244,19 @@ def test_one_unusable_input_does_not_keep_the_others_from_being_reported(in_ts, 
     assert {each["input"] for each in found["sources"]} == {"in.ts"}
 
 
-def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report, tmp_path):
+def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report):
     stamp_report("in.ts", "--csv", "table.csv", "--plot", "it's.png").ended(SOUND)
     stamp_report("in.ts", "--plot", "plot.svg", "--duration", 1).ended(SOUND)
-    rows = (tmp_path / "table.csv").read_text().splitlines()
+    rows = Path("table.csv").read_text().splitlines()
     assert '"in.ts",lds,1,903600,0.040000,1767261600040000,2026-01-01T10:00:00.040000Z,,,0.0' in rows
     assert sum(",high-precision," in row for row in rows) == ALL
-    assert (tmp_path / "it's.png").read_bytes().startswith(b"\x89PNG")
-    assert "high-precision" in (tmp_path / "plot.svg").read_text()
-
-
-@pytest.mark.parametrize("hide, taken, timed", [
-    ([], "high-precision", ALL),
-    ([Recording.hide_stamps], "lds", ALL),
-    ([Recording.hide_stamps, lambda data: data.hide_sets(lambda number: True)], "vitc", ALL),
-], ids=["all", "no SEI", "neither"])
-def test_the_encoder_takes_the_best_source_unasked(data, stamp_encoder, hide, taken, timed):
-    for step in hide:
-        step(data)
-    run = stamp_encoder(data_file(data), "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
-    assert f"--source {taken} is taken" in run.err
-    assert run.claimed() == ALL and run.claimed(what="with their time") == timed
+    assert Path("it's.png").read_bytes().startswith(b"\x89PNG")
+    assert "high-precision" in Path("plot.svg").read_text()
 
 
 def test_the_encoder_says_why_no_picture_has_a_time(data, stamp_encoder):
     data.hide_stamps()
-    run = stamp_encoder(data_file(data), "--source", "1", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+    Path("data.ts").write_bytes(data)
+    run = stamp_encoder("data.ts", "--source", "1", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
     assert run.claimed(what="with their time") == 0
     assert "no picture has a time" in run.out and "--source lds" in run.out
