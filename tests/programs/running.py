@@ -3,6 +3,7 @@
 import csv
 import os
 import re
+import signal
 import subprocess
 import time
 from collections import namedtuple
@@ -39,8 +40,7 @@ class Run:
                 stdin=stdin, stdout=stdout or out, stderr=stderr or err)
 
     def kill(self):
-        if self.process.poll() is None:
-            self.process.kill()
+        self.process.kill()
         self.process.wait()
 
     def alive(self):
@@ -49,6 +49,10 @@ class Run:
     def until(self, condition, what="what must happen"):
         wait_for(condition, what, self.alive)
         return self
+
+    def stop(self, number=signal.SIGTERM):
+        self.process.send_signal(number)
+        return self.finish()
 
     def finish(self):
         try:

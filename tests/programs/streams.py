@@ -3,7 +3,7 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...  thin-klv=6  shift-klv=900  late-klv=12  repeat-klv=40:900  strip-klv
-     cell-klv  name-klv=128:NONE  strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE  mark-join=FILE
+     cell-klv  name-klv=128:NONE  hide-stamps  strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE:marked
 """
 
 import sys
@@ -46,10 +46,6 @@ class Packet:
 
     def has_clock(self):
         return self.data[3] & 0x20 and self.data[4] and self.data[5] & 0x10
-
-    def mark(self):
-        """Says that the clock begins anew."""
-        self.data[5] |= 0x80
 
     def strip(self):
         """Takes PTS and DTS away; stuffing stands in their place."""
@@ -133,17 +129,11 @@ class Stream:
 
     def late_klv(self, pes):
         """Sends each packet of the KLV stream behind so many video PES more."""
-        video, klv, waiting, moved, seen = self.pid(VIDEO_TYPES), self.pid(KLV_TYPES), [], [], 0
+        video, klv, seen, order = self.pid(VIDEO_TYPES), self.pid(KLV_TYPES), 0, []
         for packet in self.packets:
-            if packet.pid == video and packet.starts:
-                seen += 1
-                moved += [late for due, late in waiting if due <= seen]
-                waiting = [late for late in waiting if late[0] > seen]
-            if packet.pid == klv:
-                waiting.append((seen + pes, packet))
-            else:
-                moved.append(packet)
-        self.packets = moved + [late for _, late in waiting]
+            seen += packet.pid == video and packet.starts
+            order.append((seen + pes, 0) if packet.pid == klv else (seen, 1))
+        self.packets = [packet for _, packet in sorted(zip(order, self.packets), key=lambda each: each[0])]
 
     def strip_klv(self):
         for packet in self.starts_of(KLV_TYPES):
@@ -177,6 +167,10 @@ class Stream:
         self.remove(last)
         self.packets += last
 
+    def hide_stamps(self):
+        for packet in self.packets:
+            packet.data = packet.data.replace(b"MISPmicrosectime", b"NONEmicrosectime")
+
     def strip_video(self, keep_every):
         """Leaves every so-manieth video PES its times, or none with 0."""
         for number, packet in enumerate(self.starts_of(VIDEO_TYPES)):
@@ -203,14 +197,12 @@ class Stream:
         for types in (VIDEO_TYPES, KLV_TYPES):
             self.keep(types, lambda _, times: first <= (times[0] - begin) / 90000 < last)
 
-    def join(self, file, marked=False):
+    def join(self, file, marked=None):
+        """Puts another stream behind this one; if it is marked, the other one says that its clock begins anew."""
         other = Stream(Path(file).read_bytes())
         if marked:
-            next(packet for packet in other.packets if packet.has_clock()).mark()
+            next(packet for packet in other.packets if packet.has_clock()).data[5] |= 0x80
         self.packets += other.packets
-
-    def mark_join(self, file):
-        self.join(file, marked=True)
 
     def bytes(self):
         """The packets of each stream counted without a gap."""

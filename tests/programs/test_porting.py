@@ -1,8 +1,6 @@
 """Puts a platform's own services beneath the installed library, in each of the ways that docs/porting.md names."""
 
-import os
 import re
-import shutil
 import subprocess
 import sys
 
@@ -56,39 +54,13 @@ def services_of(program, **env):
     return re.search(f"(?:(mine|timecode): )?{STARTED}", done.stderr)[1]
 
 
-@pytest.fixture(scope="module")
-def others(build):
-    """The folder of a whole library of other services, that of examples/services."""
-    return build / "lib/syslog"
-
-
-def test_library_in_the_search_path_of_a_run_and_preloaded_object(board, compiled, others):
+def test_library_in_the_search_path_and_preloaded_object(board, compiled, build):
+    others = build / "lib/syslog"  # a whole library of other services, that of examples/services
     program = compiled("smallest", board / "smallest.c")
     preloaded = compiled("trace.so", "-shared", "-fPIC", board / "trace.c")
     assert services_of(program, LD_LIBRARY_PATH=str(compiled.libraries)) is None
     assert services_of(program, LD_LIBRARY_PATH=f"{others}:{compiled.libraries}") == "timecode"
     assert services_of(program, LD_LIBRARY_PATH=str(compiled.libraries), LD_PRELOAD=str(preloaded)) == "mine"
-
-
-def test_library_in_the_search_path_of_the_system(board, compiled, others):
-    """As on a board: in a root folder of its own, with a folder before the system's in ld.so.conf."""
-    program = compiled("smallest", board / "smallest.c")
-    needed = tool("ldd", program, others / "libtimecode_support.so.1", *compiled.libraries.glob("*.so.1"))
-    for file in set(re.findall(r"(/\S*lib\S*/\S+\.so\S*) \(", needed)):
-        if "timecode" not in file:
-            copy = board / file[1:]
-            copy.parent.mkdir(parents=True, exist_ok=True)
-            shutil.copy(file, copy)
-    (board / "opt/platform").mkdir(parents=True)
-    (board / "etc").mkdir()
-    shutil.copy(others / "libtimecode_support.so.1", board / "opt/platform")
-
-    as_root = [] if os.geteuid() == 0 else ["unshare", "-r"]
-    for folders, name in ("", None), ("/opt/platform\n", "timecode"):
-        (board / "etc/ld.so.conf").write_text(f"{folders}/{compiled.libraries.relative_to(board)}\n")
-        subprocess.run([*as_root, shutil.which("ldconfig", path="/sbin:/usr/sbin"), "-r", board], check=True)
-        chroot = shutil.which("chroot", path="/sbin:/usr/sbin")
-        assert services_of([*as_root, chroot, board, "/smallest"]) == name
 
 
 def check_names(*programs):

@@ -47,9 +47,9 @@ def coded(code):
 @pytest.fixture
 def joined(coded):
     """Codes two inputs one behind the other, the PTS of the second one shifted."""
-    def run(first, second, *arguments, shift=0, join="join"):
+    def run(first, second, *arguments, shift=0, marked=""):
         shifted = change(second, "second.ts", f"shift={shift}")
-        return coded(change(first, "in.ts", f"{join}={shifted}"), *arguments)
+        return coded(change(first, "in.ts", f"join={shifted}{marked}"), *arguments)
     return run
 
 
@@ -149,11 +149,11 @@ def test_no_time_of_another_recording_behind_a_step(made, joined, shift, argumen
     assert run.claimed(what="steps of the input's PTS") == 1
 
 
-@pytest.mark.parametrize("join, timed", [pytest.param("join", 2 * ALL, id="a_gap"),
-                                         pytest.param("mark-join", ALL, id="a_marked_step")])
-def test_no_local_set_reaches_over_a_marked_step(made, joined, join, timed):
+@pytest.mark.parametrize("marked, timed", [pytest.param("", 2 * ALL, id="a_gap"),
+                                           pytest.param(":marked", ALL, id="a_marked_step")])
+def test_no_local_set_reaches_over_a_marked_step(made, joined, marked, timed):
     _, shown = joined(made(*SETS_ONLY), made(*SILENT), "--source", 3, "--lds-reach", 7,
-                      shift=(SECONDS + 2) * 90000, join=join)
+                      shift=(SECONDS + 2) * 90000, marked=marked)
     assert (len(shown), len(errors_ms(shown))) == (2 * ALL, timed)
 
 

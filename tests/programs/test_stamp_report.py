@@ -15,40 +15,30 @@ from streams import SIZE, change
 SOUND, NOTHING, UNUSABLE, SUSPICIOUS = 0, 1, 2, 3  # exit codes
 ALL = 75  # pictures of the recording
 PERIOD = 40_000  # microseconds between them
-STAMP_ID = b"MISPmicrosectime"
-STAMP_SIZE = len(STAMP_ID) + 12
-LOCAL_SET_KEY = bytes.fromhex("060E2B34020B01010E01030101000000")
-LOCAL_SET_SIZE = len(LOCAL_SET_KEY) + 18
+# Where a time stamp begins and how many bytes it has.
+STAMPS = {"high-precision": (b"MISPmicrosectime", 28),
+          "lds": (bytes.fromhex("060E2B34020B01010E01030101000000"), 34)}
 SET_UTC = slice(19, 27)  # in a local set
 
 
-def places(data, pattern, size):
-    """Where things begin that lie in one packet of the stream."""
-    found = (match.start() for match in re.finditer(re.escape(pattern), data))
-    return [at for at in found if at // SIZE == (at + size - 1) // SIZE]
-
-
 class Recording(bytearray):
-    def stamps(self):
-        return places(self, STAMP_ID, STAMP_SIZE)
-
-    def sets(self):
-        found = places(self, LOCAL_SET_KEY, LOCAL_SET_SIZE)
-        assert len(found) == ALL
-        return found
+    def places(self, source):
+        """Where time stamps begin that lie in one packet of the stream."""
+        pattern, size = STAMPS[source]
+        found = (match.start() for match in re.finditer(re.escape(pattern), self))
+        return [at for at in found if at // SIZE == (at + size - 1) // SIZE]
 
     def change_utc(self, change):
         """Gives each local set the time that `change` makes of its number and its time, and the right checksum."""
-        for number, at in enumerate(self.sets()):
-            local_set = self[at:at + LOCAL_SET_SIZE]
+        places = self.places("lds")
+        assert len(places) == ALL
+        for number, at in enumerate(places):
+            local_set = self[at:at + STAMPS["lds"][1]]
             utc, = struct.unpack(">q", local_set[SET_UTC])
             local_set[SET_UTC] = struct.pack(">q", change(number, utc))
-            words = struct.unpack(f">{LOCAL_SET_SIZE // 2 - 1}H", local_set[:-2])
+            words = struct.unpack(">16H", local_set[:-2])
             local_set[-2:] = struct.pack(">H", sum(words) & 0xFFFF)
-            self[at:at + LOCAL_SET_SIZE] = local_set
-
-    def hide_stamps(self):
-        self[:] = self.replace(STAMP_ID[:4], b"NONE")
+            self[at:at + len(local_set)] = local_set
 
 
 @pytest.fixture
@@ -132,7 +122,7 @@ def flip(offset, number):
     ("lds", flip(16, 10), ["a length that runs past the set, or none"], {}),
 ], ids=["status byte", "separator", "checksum", "item's length", "set's length"])
 def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, change, reasons, status):
-    change(data, data.sets() if source == "lds" else data.stamps())
+    change(data, data.places(source))
     series = of(report(data, SUSPICIOUS), source)
     assert [each["reason"] for each in series["malformed_reasons"]] == reasons
     assert series["status_bytes"] == status
@@ -142,21 +132,19 @@ def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, ch
         assert each["first_byte"] > 0 and each["first_seconds"] > 0
 
 
-@pytest.mark.parametrize("stamps, operations, sources, taken", [
-    pytest.param(True, [], ["high-precision", "lds", "vitc"], "high-precision", id="all"),
-    pytest.param(False, [], ["lds", "vitc"], "lds", id="no_SEI"),
-    pytest.param(False, ["thin-klv=5"], ["lds", "vitc"], "lds", id="sets_at_their_own_rate"),
-    pytest.param(False, ["thin-klv=0"], ["vitc"], "vitc", id="neither"),
+@pytest.mark.parametrize("operations, sources, taken", [
+    pytest.param([], ["high-precision", "lds", "vitc"], "high-precision", id="all"),
+    pytest.param(["hide-stamps"], ["lds", "vitc"], "lds", id="no_SEI"),
+    pytest.param(["hide-stamps", "thin-klv=5"], ["lds", "vitc"], "lds", id="sets_at_their_own_rate"),
+    pytest.param(["hide-stamps", "thin-klv=0"], ["vitc"], "vitc", id="neither"),
 ])
-def test_report_and_encoder_choose_the_best_source(data, report, stamp_encoder, stamps, operations, sources, taken):
-    if not stamps:
-        data.hide_stamps()
+def test_report_and_encoder_choose_the_best_source(data, report, code, operations, sources, taken):
     found = report(data, SOUND, *operations)
     assert sorted(each["source"] for each in found["sources"]) == sources
     assert found["inputs"][0]["take"] == f"--source {taken}" + " --timecode vitc" * (taken == "vitc")
     if "thin-klv=5" in operations:
         holds(of(found, "lds"), {"count": ALL / 5, "gaps": [], "coverage": 0.2, "coverage_moved": 1})
-    run = stamp_encoder("changed.ts", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+    run = code("changed.ts").ended(SOUND)
     assert f"--source {taken} is taken" in run.err
     assert run.claimed() == ALL and run.claimed(what="with their time") == ALL
 
@@ -254,9 +242,7 @@ def test_table_and_plots_hold_the_time_stamps(in_ts, stamp_report):
     assert "high-precision" in Path("plot.svg").read_text()
 
 
-def test_the_encoder_says_why_no_picture_has_a_time(data, stamp_encoder):
-    data.hide_stamps()
-    Path("data.ts").write_bytes(data)
-    run = stamp_encoder("data.ts", "--source", "1", "--preset", "ultrafast", "-o", "out.ts").ended(SOUND)
+def test_the_encoder_says_why_no_picture_has_a_time(in_ts, code):
+    run = code(change(in_ts, "changed.ts", "hide-stamps"), "--source", 1).ended(SOUND)
     assert run.claimed(what="with their time") == 0
     assert "no picture has a time" in run.out and "--source lds" in run.out
