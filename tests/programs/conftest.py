@@ -22,9 +22,29 @@ def install(build, *options, **variables):
                           stdout=subprocess.DEVNULL, check=True)
 
 
+def pkg_config(libraries, **variables):
+    """What pkg-config has a program compiled and linked with, from what is installed beside these libraries."""
+    answer = subprocess.run(["pkg-config", "--cflags", "--libs", "timecode"], stdout=subprocess.PIPE, check=True,
+                            text=True, env={**os.environ, "PKG_CONFIG_PATH": libraries / "pkgconfig", **variables})
+    return answer.stdout.split()
+
+
 @pytest.fixture(scope="session")
 def build():
     return Path(os.environ.get("TIMECODE_BUILD", SOURCE / "build/release")).resolve()
+
+
+@pytest.fixture(scope="session")
+def prefix(build, tmp_path_factory):
+    """A folder of its own with everything installed. Not to be written to."""
+    folder = tmp_path_factory.mktemp("prefix")
+    install(build, "--prefix", folder)
+    return folder
+
+
+@pytest.fixture(scope="session")
+def libraries(prefix):
+    return next(prefix.rglob("libtimecode.so")).parent
 
 
 @pytest.fixture

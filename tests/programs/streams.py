@@ -3,7 +3,8 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...  thin-klv=6  shift-klv=900  late-klv=12  repeat-klv=40:900  strip-klv
-     cell-klv  name-klv=128:NONE  hide-stamps  strip-video=15  strip-begin=20  shift=90000  seconds=0:5  join=FILE:marked
+     cell-klv  name-klv=128:NONE  hide-stamps  strip-video=15  strip-video=0:20  shift=90000  seconds=0:5
+     join=FILE  join=FILE:marked
 """
 
 import sys
@@ -171,15 +172,11 @@ class Stream:
         for packet in self.packets:
             packet.data = packet.data.replace(b"MISPmicrosectime", b"NONEmicrosectime")
 
-    def strip_video(self, keep_every):
-        """Leaves every so-manieth video PES its times, or none with 0."""
-        for number, packet in enumerate(self.starts_of(VIDEO_TYPES)):
+    def strip_video(self, keep_every, first=None):
+        """Leaves every so-manieth video PES its times, or none with 0; all behind the first ones, if these are given."""
+        for number, packet in enumerate(self.starts_of(VIDEO_TYPES)[:first]):
             if keep_every == 0 or number % keep_every:
                 packet.strip()
-
-    def strip_begin(self, count):
-        for packet in self.starts_of(VIDEO_TYPES)[:count]:
-            packet.strip()
 
     def repeat_klv(self, times, ticks):
         """Sends each set so often, all but the first time so far ahead and each a tick farther."""

@@ -1,24 +1,15 @@
 """Picks the project up as its users do: installed files, CMake packages and subprojects, pkg-config, search paths."""
 
-import os
 import re
 import subprocess
 from pathlib import Path
 
 import pytest
-from conftest import README_ANSWER, README_PROGRAM, SOURCE, install
+from conftest import README_ANSWER, README_PROGRAM, SOURCE, install, pkg_config
 from running import tool
 
 SUBPROJECT = f"add_subdirectory({SOURCE} timecode)"
 LIBRARIES_ALONE = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES", "BENCHMARKS")]
-
-
-@pytest.fixture(scope="module")
-def prefix(build, tmp_path_factory):
-    """A folder of its own with everything installed."""
-    folder = tmp_path_factory.mktemp("prefix")
-    install(build, "--prefix", folder)
-    return folder
 
 
 @pytest.fixture
@@ -27,28 +18,16 @@ def readme_program(folder):
         (folder / name).write_text(README_PROGRAM)
 
 
-def pkg_config(libraries, *question, **variables):
-    answer = subprocess.run(["pkg-config", *question, "timecode"], stdout=subprocess.PIPE, check=True, text=True,
-                            env={**os.environ, "PKG_CONFIG_PATH": str(libraries / "pkgconfig"), **variables})
-    return answer.stdout.split()
-
-
-def libraries_of(folder):
-    return next(folder.rglob("libtimecode.so")).parent
-
-
 @pytest.mark.usefixtures("readme_program")
 @pytest.mark.parametrize("compiler", ["gcc -std=c11 -Wextra smallest.c", "g++ -std=c++17 smallest.cpp"])
-def test_pkg_config_builds_the_readme_program(prefix, compiler):
-    libraries = libraries_of(prefix)
-    tool(*compiler.split(), "-Wall", "-Werror", "-o", "smallest", *pkg_config(libraries, "--cflags", "--libs"),
-         f"-Wl,-rpath,{libraries}")
+def test_pkg_config_builds_the_readme_program(libraries, compiler):
+    tool(*compiler.split(), "-Wall", "-Werror", "-o", "smallest", *pkg_config(libraries), f"-Wl,-rpath,{libraries}")
     assert tool("./smallest") == README_ANSWER
 
 
-def test_python_has_the_installed_interface(prefix, monkeypatch, capfd):
+def test_python_has_the_installed_interface(libraries, monkeypatch, capfd):
     """Each call of the README's program in Python, and refusals as values: nothing is written where no time is."""
-    monkeypatch.setenv("PKG_CONFIG_PATH", str(libraries_of(prefix) / "pkgconfig"))
+    monkeypatch.setenv("PKG_CONFIG_PATH", str(libraries / "pkgconfig"))
     monkeypatch.syspath_prepend(SOURCE / "bindings/python")
     program = re.search(r"^```python\n(.*?)^```", (SOURCE / "README.md").read_text(), re.MULTILINE | re.DOTALL)[1]
     names = {}
@@ -124,22 +103,21 @@ def test_components(build, tmp_path, component, holds, lacks):
 
 
 def search_paths(folder):
-    """The search path in each object of the project, or None."""
+    """The search paths in the project's objects, with None for an object that has none."""
     objects = [file for file in folder.rglob("*") if re.match(r"stamp-|libtimecode", file.name)
                and file.is_file() and file.read_bytes()[:4] == b"\x7fELF"]
     assert objects
-    found = {file.name: re.search(r"R(?:UN)?PATH.*\[(.*)\]", tool("readelf", "-d", file)) for file in objects}
-    return {name: match and match[1] for name, match in found.items()}
+    found = (re.search(r"R(?:UN)?PATH.*\[(.*)\]", tool("readelf", "-d", file)) for file in objects)
+    return {match and match[1] for match in found}
 
 
 def test_search_paths(build, prefix, tmp_path):
     """By their own place in a folder of one's own; none in the system's folders, whose own search path decides."""
-    for path in [*search_paths(build / "lib").values(), *search_paths(build / "bin").values(),
-                 *search_paths(prefix).values()]:
-        assert path is None or all(entry.startswith("$ORIGIN") for entry in path.split(":"))
+    own = (search_paths(build / "lib") | search_paths(build / "bin") | search_paths(prefix)) - {None}
+    assert all(entry.startswith("$ORIGIN") for path in own for entry in path.split(":"))
     for system in ("/usr", "/usr/local"):
         install(build, "--prefix", system, DESTDIR=str(tmp_path))
-        assert set(search_paths(tmp_path / system[1:]).values()) == {None}
+        assert search_paths(tmp_path / system[1:]) == {None}
 
 
 @pytest.fixture(scope="module")
@@ -168,8 +146,7 @@ def test_pkg_config(alone, tmp_path, prefix, libdir, options, flags):
     built = alone(f"-DCMAKE_INSTALL_LIBDIR={libdir}", "-DCMAKE_INSTALL_PREFIX=/nowhere")
     install(built, "--prefix", prefix, DESTDIR=str(tmp_path))
     libraries = tmp_path / (libdir if libdir[0] == "/" else f"{prefix}/{libdir}")[1:]
-    flags += " -ltimecode -ltimecode_support"
-    assert pkg_config(libraries, "--cflags", "--libs", **options) == flags.split()
+    assert pkg_config(libraries, **options) == [*flags.split(), "-ltimecode", "-ltimecode_support"]
 
 
 def test_one_release_number():
@@ -184,15 +161,15 @@ def test_headers_refuse_32_bits():
     assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr
 
 
-def test_libraries_need_the_c_library_alone(prefix):
-    needed = {name for file in libraries_of(prefix).glob("*.so")
+def test_libraries_need_the_c_library_alone(libraries):
+    needed = {name for file in libraries.glob("*.so")
               for name in re.findall(r"NEEDED.*\[(.*)\]", tool("readelf", "-d", file))}
     assert needed <= {"libtimecode_support.so.1", "libc.so.6", "libm.so.6"}
 
 
-def test_objects_are_hardened(prefix):
+def test_objects_are_hardened(prefix, libraries):
     """Buffers and stacks guarded, relocations read-only before the program starts, programs at any address."""
-    for file in [*libraries_of(prefix).glob("*.so"), *(prefix / "bin").iterdir()]:
+    for file in [*libraries.glob("*.so"), *(prefix / "bin").iterdir()]:
         looks = tool("readelf", "-dlW", file)
         assert "GNU_RELRO" in looks and "BIND_NOW" in looks and "RWE" not in looks, file
         assert "__stack_chk_fail" in tool("nm", "-D", file), file

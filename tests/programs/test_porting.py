@@ -5,7 +5,7 @@ import subprocess
 import sys
 
 import pytest
-from conftest import README_ANSWER, README_PROGRAM, SOURCE, install
+from conftest import README_ANSWER, README_PROGRAM, SOURCE, pkg_config
 from running import tool
 
 STARTED = "Identified MISP revision as:"  # the first message of every start
@@ -23,26 +23,15 @@ void _DoDbgPrintEx(HDBG hDbg, int nLevel, const char *szFunction, const char *sz
 """
 
 
-@pytest.fixture(scope="module")
-def board(build, tmp_path_factory):
-    """A root folder with the library installed below /usr and the README's program beside it."""
-    root = tmp_path_factory.mktemp("board")
-    install(build, "--prefix", "/usr", DESTDIR=str(root))
-    (root / "smallest.c").write_text(README_PROGRAM)
-    (root / "trace.c").write_text(TRACE)
-    return root
-
-
 @pytest.fixture
-def compiled(board):
-    """Compiles sources of the board against what is installed on it."""
-    libraries = next(board.rglob("libtimecode.so")).parent
+def compiled(libraries, folder):
+    """Compiles C, for example the README's program or the trace service above, against what is installed."""
+    (folder / "smallest.c").write_text(README_PROGRAM)
+    (folder / "trace.c").write_text(TRACE)
 
     def program(name, *arguments):
-        tool("gcc", f"-I{board}/usr/include/timecode", *arguments, f"-L{libraries}", "-ltimecode",
-             f"-Wl,-rpath-link,{libraries}", "-o", board / name)
-        return board / name
-    program.libraries = libraries
+        tool("gcc", *arguments, *pkg_config(libraries), "-o", name)
+        return folder / name
     return program
 
 
@@ -54,13 +43,13 @@ def services_of(program, **env):
     return re.search(f"(?:(mine|timecode): )?{STARTED}", done.stderr)[1]
 
 
-def test_library_in_the_search_path_and_preloaded_object(board, compiled, build):
+def test_library_in_the_search_path_and_preloaded_object(compiled, build, libraries):
     others = build / "lib/syslog"  # a whole library of other services, that of examples/services
-    program = compiled("smallest", board / "smallest.c")
-    preloaded = compiled("trace.so", "-shared", "-fPIC", board / "trace.c")
-    assert services_of(program, LD_LIBRARY_PATH=str(compiled.libraries)) is None
-    assert services_of(program, LD_LIBRARY_PATH=f"{others}:{compiled.libraries}") == "timecode"
-    assert services_of(program, LD_LIBRARY_PATH=str(compiled.libraries), LD_PRELOAD=str(preloaded)) == "mine"
+    program = compiled("smallest", "smallest.c")
+    preloaded = compiled("trace.so", "-shared", "-fPIC", "trace.c")
+    assert services_of(program, LD_LIBRARY_PATH=libraries) is None
+    assert services_of(program, LD_LIBRARY_PATH=f"{others}:{libraries}") == "timecode"
+    assert services_of(program, LD_LIBRARY_PATH=libraries, LD_PRELOAD=preloaded) == "mine"
 
 
 def check_names(*programs):
@@ -76,26 +65,26 @@ def check_names(*programs):
     ("static int CopyString;", []),
     ("extern int *g_hTCLibDbg; int **own = &g_hTCLibDbg;", []),
 ])
-def test_names_that_take_the_place_of_the_library_s(board, compiled, definition, found):
+def test_names_that_take_the_place_of_the_library_s(compiled, folder, definition, found):
     main = f"{definition} void TimecodeLib_Shutdown(void); int main(void) {{ TimecodeLib_Shutdown(); return 0; }}\n"
-    (board / "names.c").write_text(main)
-    assert check_names(compiled("names", "-no-pie", board / "names.c")) == (bool(found), found)
+    (folder / "names.c").write_text(main)
+    assert check_names(compiled("names", "-no-pie", "names.c")) == (bool(found), found)
 
 
-def test_definitions_in_the_program(board, compiled):
-    program = compiled("own", "-rdynamic", board / "smallest.c", board / "trace.c")
-    assert services_of(program, LD_LIBRARY_PATH=str(compiled.libraries)) == "mine"
+def test_definitions_in_the_program(compiled, libraries):
+    program = compiled("own", "-rdynamic", "smallest.c", "trace.c")
+    assert services_of(program, LD_LIBRARY_PATH=libraries) == "mine"
     assert check_names(program) == (1, ["_DoDbgPrintEx"])
 
 
-def test_mutexes_inherit_priority(board, compiled):
+def test_mutexes_inherit_priority(compiled, libraries):
     inherit = compiled("inherit.so", "-shared", "-fPIC", SOURCE / "examples/services/priority_inheritance.c")
     script = f"""import ctypes
 mutex = (ctypes.c_int * 10)()
 ctypes.CDLL(None).pthread_mutex_init(mutex, None)
 print(mutex[4] & 32)  # the bit of the C library's own kind of mutex
-ctypes.CDLL("{compiled.libraries}/libtimecode.so.1")"""
+ctypes.CDLL("{libraries}/libtimecode.so.1")"""
     done = subprocess.run([sys.executable, "-c", script], check=True, text=True, capture_output=True, env={
-        "LD_PRELOAD": str(inherit), "LD_LIBRARY_PATH": str(compiled.libraries), "LD_DEBUG": "bindings"})
+        "LD_PRELOAD": inherit, "LD_LIBRARY_PATH": libraries, "LD_DEBUG": "bindings"})
     assert done.stdout == "32\n"
     assert re.search(r"libtimecode\.so\.1 .* to \S*inherit\.so .*`pthread_mutex_init'", done.stderr)

@@ -1,11 +1,11 @@
 """What stamp-encoder tells while it runs: to a person at a terminal, to a file or the journal, to a service."""
 
 import os
-import pty
 import re
-import subprocess
+import shlex
 
 import pytest
+from running import tool
 from streams import change
 
 DONE = 0
@@ -17,20 +17,9 @@ def stepped(in_ts):
     return change(in_ts, "stepped.ts", "join=in.ts")
 
 
-def at_terminal(command):
+def at_terminal(*command):
     """What a terminal shows that is both streams of the command."""
-    ours, theirs = pty.openpty()
-    process = subprocess.Popen([*map(str, command)], stdin=subprocess.DEVNULL, stdout=theirs, stderr=theirs)
-    os.close(theirs)
-    shown = b""
-    try:
-        while more := os.read(ours, 65536):
-            shown += more
-    except OSError:  # its way to say that nobody writes any more
-        pass
-    os.close(ours)
-    assert process.wait() == DONE
-    return shown.decode()
+    return tool("script", "--quiet", "--return", "--command", shlex.join(map(str, command)), "/dev/null")
 
 
 @pytest.mark.parametrize("interval, some", [(1, True), (0, False)])
@@ -56,8 +45,8 @@ def test_a_log_is_told_what_is_first_met(code, stepped, tmp_path, journal):
 
 def test_table_and_status_never_share_a_terminal(stamp_encoder, in_ts):
     command = [stamp_encoder.path, in_ts, "-o", "out.ts", "--realtime"]
-    assert "/s, " in at_terminal(command)
-    shown = at_terminal([*command, "--csv", "-"])
+    assert "/s, " in at_terminal(*command)
+    shown = at_terminal(*command, "--csv", "-")
     assert "/s, " not in shown.partition("input 1 ")[0] and shown.count("TRUE,1,") == 75
 
 

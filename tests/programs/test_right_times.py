@@ -87,7 +87,7 @@ def apart_from_utc(shown):
     pytest.param(["thin-klv=6", "shift-klv=-900"], [], -10, id="five_a_second_10_ms_early"),
     pytest.param(["shift-klv=900"], [], 10, id="each_10_ms_late"),
     pytest.param(["thin-klv=6", "strip-klv"], [], 0, id="without_pts"),
-    pytest.param(["strip-begin=20"], [], 0, id="beside_pictures_without_pts"),
+    pytest.param(["strip-video=0:20"], [], 0, id="beside_pictures_without_pts"),
     pytest.param(["repeat-klv=100:400000"], [], 0, id="with_ten_thousand_far_ahead"),
     pytest.param(["thin-klv=6", "late-klv=12"], [], 0, id="sent_after_their_pictures"),
     pytest.param(["thin-klv=6"], LIVE, 0, id="five_a_second_live"),
@@ -171,7 +171,7 @@ def test_time_and_timecode_follow_where_the_time_leaps(made, joined, shift, argu
     assert far or not shift or run.claimed(what="seeded again") == 1
 
 
-@pytest.mark.parametrize("form", ["strip-video=15", "strip-video=0", "strip-begin=20", "in.h264", "in.avi"])
+@pytest.mark.parametrize("form", ["strip-video=15", "strip-video=0", "strip-video=0:20", "in.h264", "in.avi"])
 def test_pictures_without_a_pts_are_coded_with_their_times(made, coded, form):
     if form.startswith("in."):
         ffmpeg("-i", made(), "-map 0:v -c copy", form)

@@ -84,7 +84,6 @@ def test_a_sound_recording_is_said_to_be_sound(data, report):
     assert of(found, "vitc")["first"]["timecode"] == "10:00:00:00"
     pair = [each for each in found["agreements"] if (each["first"], each["second"]) == ("high-precision", "lds")][0]
     holds(pair, {"compared": ALL, "offset_us": 0, "peak_us": 0})
-    assert found["inputs"][0]["take"] == "--source high-precision"
 
 
 def late(number):
@@ -108,21 +107,15 @@ def test_a_fault_of_the_time_is_counted(data, report, fault, expected, drift):
     assert drift is None or series["drift_ppm"] == pytest.approx(drift, abs=0.5)
 
 
-def flip(offset, number):
-    def change(data, begins):
-        data[begins[number] + offset] ^= 0x80
-    return change
-
-
-@pytest.mark.parametrize("source, change, reasons, status", [
-    ("high-precision", flip(16, 10), [], {"0x1F": ALL - 1, "0x9F": 1}),
-    ("high-precision", flip(19, 10), ["a separator that is not 0xFF"], {"0x1F": ALL - 1}),
-    ("lds", flip(33, 10), ["a wrong checksum"], {}),
-    ("lds", flip(18, 10), ["a length that runs past the set, or none"], {}),
-    ("lds", flip(16, 10), ["a length that runs past the set, or none"], {}),
+@pytest.mark.parametrize("source, offset, reasons, status", [
+    ("high-precision", 16, [], {"0x1F": ALL - 1, "0x9F": 1}),
+    ("high-precision", 19, ["a separator that is not 0xFF"], {"0x1F": ALL - 1}),
+    ("lds", 33, ["a wrong checksum"], {}),
+    ("lds", 18, ["a length that runs past the set, or none"], {}),
+    ("lds", 16, ["a length that runs past the set, or none"], {}),
 ], ids=["status byte", "separator", "checksum", "item's length", "set's length"])
-def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, change, reasons, status):
-    change(data, data.places(source))
+def test_a_malformed_time_stamp_is_told_with_its_reason(data, report, source, offset, reasons, status):
+    data[data.places(source)[10] + offset] ^= 0x80
     series = of(report(data, SUSPICIOUS), source)
     assert [each["reason"] for each in series["malformed_reasons"]] == reasons
     assert series["status_bytes"] == status
@@ -165,7 +158,7 @@ def test_timecode_in_sei_is_read_without_decoding(recording, stamp_encoder, repo
 
 
 def test_sets_before_the_first_pts_pile_up(data, report):
-    series = of(report(data, SUSPICIOUS, "repeat-klv=40:0", "strip-begin=70"), "lds")
+    series = of(report(data, SUSPICIOUS, "repeat-klv=40:0", "strip-video=0:70"), "lds")
     assert series["count"] == 40 * ALL and series["without_place"] > 20 * ALL
 
 
@@ -199,8 +192,7 @@ def test_ctrl_c_ends_a_silent_input_with_a_report(data, stamp_report):
     run = stamp_report.start("live")
     with open("live", "wb") as live:
         live.write(data)  # more than a pipe holds, so the most of it is read by then
-        run.process.send_signal(signal.SIGINT)
-        run.finish()
+        run.stop(signal.SIGINT)
     assert run.code in (SOUND, SUSPICIOUS) and "time stamps" in run.out, run.err
 
 
