@@ -147,7 +147,7 @@ def probed(file, entries):
 
 def hashes(file, streams, *options):
     """Stream, PTS and hash of each packet or decoded picture, each stream by itself."""
-    text = tool("ffmpeg", "-v", "error", "-copyts", "-i", file, "-map", f"0:{streams}?", *options,
+    text = tool("ffmpeg", "-v", "fatal", "-copyts", "-i", file, "-map", f"0:{streams}?", *options,
                 "-f", "framehash", "-hash", "md5", "-")
     found = [re.split(r", *", line) for line in text.splitlines() if not line.startswith("#")]
     return sorted(((int(row[0]), int(row[2]), row[5]) for row in found), key=lambda row: row[0])

@@ -173,7 +173,7 @@ class Stream:
             packet.data = packet.data.replace(b"MISPmicrosectime", b"NONEmicrosectime")
 
     def strip_video(self, keep_every, first=None):
-        """Leaves every so-manieth video PES its times, or none with 0; all behind the first ones, if these are given."""
+        """Leaves every so-manieth video PES its times, or none with 0: of the first ones, or of all."""
         for number, packet in enumerate(self.starts_of(VIDEO_TYPES)[:first]):
             if keep_every == 0 or number % keep_every:
                 packet.strip()
