@@ -1,13 +1,9 @@
 // Bytes become a session of calls of the library and of its model, which must answer, write and say the same.
 // Built twice: thorough, and fast (see model::Care).
-#include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
-#include <utility>
 
 #include "interpose/clock.h"
-#include "model/counted.h"
 #include "model/session.h"
 
 #ifndef FUZZ_CARE
@@ -20,30 +16,9 @@ namespace {
 
 constexpr model::Care CARE = model::Care::FUZZ_CARE;
 
-// A session's choices: read from the front; where nothing is left, zeros.
-class FuzzedBytes : public model::Choices {
-public:
-    FuzzedBytes(const std::uint8_t *pBytes, std::size_t nSize) : m_pBytes(pBytes), m_nLeft(nSize) {}
-
-    [[nodiscard]] bool IsEmpty() const override { return m_nLeft == 0; }
-    UINT64 Bits(unsigned nBytes) override {
-        const std::size_t nTaken = std::min<std::size_t>(m_nLeft, nBytes);
-        UINT64 nBits = 0;
-        if (nTaken > 0)
-            std::memcpy(&nBits, m_pBytes, nTaken);
-        m_pBytes += nTaken;
-        m_nLeft -= nTaken;
-        return nBits;
-    }
-
-private:
-    const std::uint8_t *m_pBytes;
-    std::size_t m_nLeft;
-};
-
 // Says at the end how many calls there were.
 struct Counted : model::Comparison {
-    Counted() : model::Comparison(model::TakeCounted) {}
+    Counted() : model::Comparison(&interpose::g_Services) {}
     ~Counted() { std::fprintf(stderr, "%llu calls compared\n", static_cast<unsigned long long>(Calls())); }
 };
 
@@ -82,9 +57,8 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *pBytes, size_t nSize) {
     static const bool bWatchdogSeesTheTime = LetWatchdogSeeTheTime();
     Demand(bWatchdogSeesTheTime, "the watchdog is set");
-    FuzzedBytes From(pBytes, nSize);
     g_Clock.bReal = false;
-    model::RunSession(Both(), From, CARE);
+    model::RunSession(Both(), {pBytes, nSize}, CARE);
     g_Clock.bReal = true;
     return 0;
 }

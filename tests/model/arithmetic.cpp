@@ -1,5 +1,6 @@
 #include "model/arithmetic.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -7,21 +8,8 @@ namespace model {
 
 namespace {
 
-constexpr Wide NSEC_PER_SEC = 1'000'000'000;
 constexpr INT64 USEC_PER_SEC = 1'000'000;
 constexpr INT64 SEC_PER_DAY = 86'400;
-
-Wide NsecOf(const timespec &Time) {
-    return Wide{Time.tv_sec} * NSEC_PER_SEC + Time.tv_nsec;
-}
-
-Wide FloorMod(Wide nValue, Wide nUnit) {
-    return (nValue % nUnit + nUnit) % nUnit;
-}
-
-Wide FloorDiv(Wide nValue, Wide nUnit) {
-    return (nValue - FloorMod(nValue, nUnit)) / nUnit;
-}
 
 bool IsThousandAndOne(ULONG nCode) {
     return nCode == 23000 || nCode == 29000 || nCode == 59000;
@@ -36,10 +24,26 @@ float UsecPerFrame(const PictureRate &Rate) {
     return static_cast<float>(double{fTicks} * 1000.0 / 90.0);
 }
 
+INT64 SecondOfDay(const Digits &Time) {
+    return (Time.nHours * 60 + Time.nMinutes) * 60 + Time.nSeconds;
+}
+
+Digits AtSecond(INT64 nSecond, INT64 nFrame) {
+    return {nSecond / 3600 % 24, nSecond / 60 % 60, nSecond % 60, nFrame};
+}
+
 } // namespace
 
 INT64 In64(Wide nValue) {
     return static_cast<INT64>(static_cast<UINT64>(nValue));
+}
+
+Wide FloorDiv(Wide nValue, Wide nUnit) {
+    return (nValue - FloorMod(nValue, nUnit)) / nUnit;
+}
+
+Wide FloorMod(Wide nValue, Wide nUnit) {
+    return (nValue % nUnit + nUnit) % nUnit;
 }
 
 INT64 PTSDistance(UINT64 nFirst, UINT64 nSecond) {
@@ -59,43 +63,25 @@ UINT64 PTSGap(UINT64 nOne, UINT64 nOther) {
     return static_cast<UINT64>(nLater < 0 ? -nLater : nLater);
 }
 
-timespec SpanBetween(const timespec &One, const timespec &Other) {
-    const Wide nLater = NsecOf(Other) - NsecOf(One);
-    const Wide nSpan = nLater < 0 ? -nLater : nLater;
-    constexpr INT64 LONGEST = std::numeric_limits<INT64>::max();
-    if (nSpan / NSEC_PER_SEC > LONGEST)
-        return {LONGEST, 999'999'999};
-    return {In64(nSpan / NSEC_PER_SEC), In64(nSpan % NSEC_PER_SEC)};
+Wide SpanBetween(Wide nOne, Wide nOther) {
+    constexpr Wide LONGEST = Wide{std::numeric_limits<INT64>::max()} * NSEC_PER_SEC + NSEC_PER_SEC - 1;
+    return std::min(nOne < nOther ? nOther - nOne : nOne - nOther, LONGEST);
 }
 
-INT64 MsOf(const timespec &Span) {
-    return In64(Wide{Span.tv_sec} * 1000 + Span.tv_nsec / 1'000'000);
+INT64 MsBetween(Wide nOne, Wide nOther) {
+    return In64(SpanBetween(nOne, nOther) / 1'000'000);
 }
 
-INT64 UsecOf(const timespec &Span) {
-    return In64(Wide{Span.tv_sec} * USEC_PER_SEC + Span.tv_nsec / 1000);
-}
-
-INT64 TicksOf(const timespec &Span) {
-    return In64(Wide{Span.tv_sec} * 90'000 + Span.tv_nsec / 11'111);
-}
-
-INT64 UsecOfTicks(INT64 nTicks) {
-    return In64(Wide{nTicks} * 11'111'111) / 1'000'000;
-}
-
-timespec SpanOfTicks(UINT64 nTicks) {
-    const UINT64 nNsec = nTicks * UINT64{11'111'111} / 1000;
-    return {static_cast<time_t>(nNsec / UINT64{1'000'000'000}), static_cast<long>(nNsec % UINT64{1'000'000'000})};
+INT64 TicksOf(Wide nSpan) {
+    return In64(nSpan / NSEC_PER_SEC * 90'000 + nSpan % NSEC_PER_SEC / 11'111);
 }
 
 vitc_t TimecodeOfUtc(INT64 llUTC, const PictureRate &Rate) {
-    const INT64 nSecondOfDay = In64(FloorMod(FloorDiv(llUTC, USEC_PER_SEC), SEC_PER_DAY));
     const auto fUsec = static_cast<float>(In64(FloorMod(llUTC, USEC_PER_SEC)));
     const float fPeriod = UsecPerFrame(Rate);
     const INT64 nFrame = fPeriod > 0 && fUsec >= fPeriod ? static_cast<INT64>(fUsec / fPeriod) % Rate.nWhole : 0;
     vitc_t Vitc{};
-    SetDigits(Vitc, {nSecondOfDay / 3600, nSecondOfDay / 60 % 60, nSecondOfDay % 60, nFrame});
+    SetDigits(Vitc, AtSecond(In64(FloorMod(FloorDiv(llUTC, USEC_PER_SEC), SEC_PER_DAY)), nFrame));
     return Vitc;
 }
 
@@ -104,60 +90,48 @@ std::optional<INT64> UtcOfTimecode(const vitc_t &Vitc, INT64 nDay, const Picture
     const float fUsec = static_cast<float>(Time.nFrames) * UsecPerFrame(Rate);
     if (Time.nHours > 23 || Time.nMinutes > 59 || Time.nSeconds > 59 || fUsec >= 1e6F)
         return std::nullopt;
-    const INT64 nSecondOfDay = (Time.nHours * 60 + Time.nMinutes) * 60 + Time.nSeconds;
-    const Wide nUtc = (Wide{nDay} * SEC_PER_DAY + nSecondOfDay) * USEC_PER_SEC + static_cast<INT64>(fUsec);
-    if (nUtc != In64(nUtc))
-        return std::nullopt;
-    return In64(nUtc);
+    const Wide nUtc = (Wide{nDay} * SEC_PER_DAY + SecondOfDay(Time)) * USEC_PER_SEC + static_cast<INT64>(fUsec);
+    return nUtc == In64(nUtc) ? std::optional(In64(nUtc)) : std::nullopt;
 }
 
-// The whole seconds are added to hours, minutes and seconds, each for itself, and the fraction to the frames. What then
-// lies beyond a unit is added to the next larger one.
-Advanced Advance(vitc_t Vitc, const timespec &Elapsed, const PictureRate &Rate) {
-    Digits Time = DigitsOf(Vitc);
-    INT64 nToHours = 0;
-    INT64 nToMinutes = 0;
-    const INT64 nSeconds = Elapsed.tv_sec % SEC_PER_DAY;
-    if (nSeconds >= 3600)
-        Time.nHours = (Time.nHours + nSeconds / 3600) % 24;
-    if (nSeconds % 3600 >= 60) {
-        const INT64 nTotal = Time.nMinutes + nSeconds % 3600 / 60;
-        nToHours = nTotal / 60;
-        Time.nMinutes = nTotal % 60;
-    }
-    if (nSeconds % 60 >= 1) {
-        const INT64 nTotal = Time.nSeconds + nSeconds % 60;
-        nToMinutes = nTotal / 60;
-        Time.nSeconds = nTotal % 60;
-    }
+// The whole seconds are added to the time of day. The fraction is added to the frames, and the seconds that these make
+// to the time of day.
+Advanced Advance(vitc_t Vitc, Wide nSpan, const PictureRate &Rate) {
     INT64 nNsecPerFrame = 1'000'000'000 / Rate.nWhole;
     if (IsThousandAndOne(Rate.nCode))
         nNsecPerFrame = nNsecPerFrame * 1001 / 1000;
-    const bool bWholeFrames = nNsecPerFrame > 0 && Elapsed.tv_nsec >= nNsecPerFrame;
-    const INT64 nFrames = Time.nFrames + (bWholeFrames ? Elapsed.tv_nsec / nNsecPerFrame : 1);
-    const INT64 nToSeconds = nFrames / Rate.nWhole;
-    Time.nFrames = nFrames % Rate.nWhole;
-
-    Time.nSeconds += nToSeconds;
-    nToMinutes += Time.nSeconds / 60;
-    Time.nSeconds %= 60;
-    Time.nMinutes += nToMinutes;
-    nToHours += Time.nMinutes / 60;
-    Time.nMinutes %= 60;
-    Time.nHours = (Time.nHours + nToHours) % 24;
-    SetDigits(Vitc, Time);
-    return {Vitc, nToSeconds > 0};
+    const INT64 nNsec = In64(nSpan % NSEC_PER_SEC);
+    const bool bWholeFrames = nNsecPerFrame > 0 && nNsec >= nNsecPerFrame;
+    const Digits Old = DigitsOf(Vitc);
+    const INT64 nFrames = Old.nFrames + (bWholeFrames ? nNsec / nNsecPerFrame : 1);
+    const Wide nSeconds = SecondOfDay(Old) + nSpan / NSEC_PER_SEC + nFrames / Rate.nWhole;
+    SetDigits(Vitc, AtSecond(In64(nSeconds % SEC_PER_DAY), nFrames % Rate.nWhole));
+    return {Vitc, nFrames >= Rate.nWhole};
 }
 
+namespace {
+
+// How a rate code drops frame numbers.
+struct DropRule {
+    INT64 nWhole;   // the rate that it expects
+    INT64 nSkipped; // numbers a minute, but not every tenth
+    INT64 nTail;    // the lowest frame number of the tail of a second
+};
+
+std::optional<DropRule> DropRuleOf(UINT nCode) {
+    if (nCode == 29000)
+        return DropRule{30, 2, 26};
+    return nCode == 59000 ? std::optional(DropRule{60, 4, 51}) : std::nullopt;
+}
+
+} // namespace
+
 int FrameCountDiff(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New) {
-    const auto Count = [nRate, nCode](const Digits &Time) {
-        const Wide nMinutes = Wide{Time.nHours} * 60 + Time.nMinutes;
-        if (nCode != 29000 && nCode != 59000)
-            return (nMinutes * 60 + Time.nSeconds) * nRate + Time.nFrames;
-        const Wide nWhole = nCode == 29000 ? 30 : 60;
-        const Wide nSkipped = nCode == 29000 ? 2 : 4; // a minute, but not every tenth
-        const Wide nTenths = Wide{Time.nHours} * 6 + Time.nMinutes / 10;
-        return (nMinutes * 60 + Time.nSeconds) * nWhole + Time.nFrames - (nMinutes - nTenths) * nSkipped;
+    const DropRule Rule = DropRuleOf(nCode).value_or(DropRule{nRate, 0, 0});
+    const auto Count = [&Rule](const Digits &Time) {
+        const INT64 nMinutes = Time.nHours * 60 + Time.nMinutes;
+        const INT64 nTenths = Time.nHours * 6 + Time.nMinutes / 10;
+        return SecondOfDay(Time) * Rule.nWhole + Time.nFrames - (nMinutes - nTenths) * Rule.nSkipped;
     };
     Digits From = DigitsOf(Old);
     Digits To = DigitsOf(New);
@@ -165,7 +139,7 @@ int FrameCountDiff(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New)
         To.nHours = 24;
     else if (From.nHours == 0 && To.nHours == 23)
         From.nHours = 24;
-    return static_cast<int>(static_cast<UINT>(Count(To) - Count(From)));
+    return static_cast<int>(Count(To) - Count(From)); // as many bits as an int has
 }
 
 namespace {
@@ -176,38 +150,23 @@ INT64 WholeFrames(Wide nTicks, UINT nTicksPerFrame) {
     return In64((nTicks > 0 ? nTicks + nHalf : nTicks - nHalf) / nTicksPerFrame);
 }
 
-// Below a second at most one is added to the next larger unit; over greater distances as many as there are.
+// Over a second and more each unit hands on to the next larger one as many as there are. Below a second it hands on one
+// at most, and then begins anew or, before its first, ends: also where digits were out of their range.
 Digits MoveByFrames(const Digits &Old, INT64 nDistance, INT64 nRate) {
     const bool bOnce = nDistance > -nRate && nDistance < nRate;
-    Wide nOver = nDistance;
-    const auto Move = [bOnce, &nOver](INT64 nOld, INT64 nLimit) {
-        const Wide nTotal = nOld + nOver;
-        if (!bOnce) {
-            nOver = FloorDiv(nTotal, nLimit);
-            return In64(FloorMod(nTotal, nLimit));
-        }
-        nOver = nTotal >= nLimit ? 1 : nTotal < 0 ? -1 : 0;
-        return In64(nTotal);
+    const auto Over = [bOnce](Wide nTotal, Wide nLimit) -> Wide {
+        return !bOnce ? FloorDiv(nTotal, nLimit) : nTotal >= nLimit ? 1 : nTotal < 0 ? -1 : 0;
     };
-    Digits New;
-    New.nFrames = Move(Old.nFrames, nRate);
-    if (bOnce)
-        New.nFrames -= In64(nOver) * nRate;
-    // Beyond the last or before the first, a second or a minute begins or ends its unit.
-    const auto MoveSixty = [&](INT64 nOld) {
-        const INT64 nNew = Move(nOld, 60);
-        return !bOnce || nOver == 0 ? nNew : nOver > 0 ? INT64{0} : INT64{59};
-    };
-    New.nSeconds = MoveSixty(Old.nSeconds);
-    New.nMinutes = MoveSixty(Old.nMinutes);
-    New.nHours = In64(FloorMod(Old.nHours + nOver, 24));
-    return New;
+    const auto Rest = [bOnce](Wide nTotal, Wide nOver) { return In64(bOnce && nOver > 0 ? 0 : nTotal - nOver * 60); };
+    const Wide nFrames = Wide{Old.nFrames} + nDistance;
+    const Wide nToSeconds = Over(nFrames, nRate);
+    const Wide nSeconds = Old.nSeconds + nToSeconds;
+    const Wide nToMinutes = Over(nSeconds, 60);
+    const Wide nMinutes = Old.nMinutes + nToMinutes;
+    const Wide nToHours = Over(nMinutes, 60);
+    return {In64(FloorMod(Old.nHours + nToHours, 24)), Rest(nMinutes, nToHours), Rest(nSeconds, nToMinutes),
+            In64(nFrames - nToSeconds * nRate)};
 }
-
-struct DropRule {
-    INT64 nSkipped;
-    INT64 nTail; // the lowest frame number of the tail of a second
-};
 
 // A picture that lies before the previously coded one, and on a skipped number or in the tail of a second.
 void FillBefore(Digits &Time, const DropRule &Rule, INT64 nRate) {
@@ -221,7 +180,7 @@ void FillBefore(Digits &Time, const DropRule &Rule, INT64 nRate) {
     if (--Time.nMinutes >= 0)
         return;
     Time.nMinutes = 59;
-    Time.nHours = Time.nHours == 0 ? 23 : Time.nHours - 1;
+    Time.nHours = (Time.nHours + 23) % 24;
 }
 
 } // namespace
@@ -231,17 +190,16 @@ Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, time_t tNow, vit
     const INT64 nRate = Context.nEncodedPictureRate;
     const INT64 nDistance = WholeFrames(PTSDistance(Context.OldTimestamp64, nPTS), Context.PTSTicksPerFrame);
     Digits Time = MoveByFrames(DigitsOf(Context.OldSystemTC), nDistance, nRate);
-    const bool bDrops = Context.nVUIFramerate == 29000 || Context.nVUIFramerate == 59000;
-    const DropRule Rule = Context.nVUIFramerate == 29000 ? DropRule{2, 26} : DropRule{4, 51};
+    const std::optional<DropRule> Rule = DropRuleOf(Context.nVUIFramerate);
     const bool bBackFill = Context.BackFillStateCount > 0;
-    if (bDrops && bBackFill) {
+    if (Rule && bBackFill) {
         ++Said.nDetails;
         if (nDistance < 0) {
-            FillBefore(Time, Rule, nRate);
-        } else if (Time.nFrames < Rule.nSkipped) {
-            Time.nFrames += Rule.nSkipped;
+            FillBefore(Time, *Rule, nRate);
+        } else if (Time.nFrames < Rule->nSkipped) {
+            Time.nFrames += Rule->nSkipped;
         } else if (Context.BackFillStateCount == 1 && Context.bExtraSkipAllowed == TRUE) {
-            Time.nFrames += Rule.nSkipped;
+            Time.nFrames += Rule->nSkipped;
             Context.bExtraSkipAllowed = FALSE;
             ++Said.nDetails;
         }
@@ -250,13 +208,13 @@ Numbered NumberPicture(SMPTE12M1_CONTEXT &Context, UINT64 nPTS, time_t tNow, vit
     }
     const bool bDropZone = Time.nSeconds == 0 && Time.nMinutes % 10 != 0;
     const auto nSinceSkip = static_cast<UINT>(Wide{tNow} - Context.tDropFrameOccurred);
-    if (bDrops && (bBackFill || bDropZone) && nSinceSkip > 30 && Time.nFrames <= static_cast<int>(Context.nBframes)) {
+    if (Rule && (bBackFill || bDropZone) && nSinceSkip > 30 && Time.nFrames <= static_cast<int>(Context.nBframes)) {
         if (Time.nFrames == 0 && (Context.nVUIFramerate == 29000 || Context.nBframes > 2))
             Context.bExtraSkipAllowed = TRUE;
         if (Context.nBframes != 0)
             Context.BackFillStateCount = static_cast<int>(Context.nBframes + 1);
         Context.tDropFrameOccurred = tNow;
-        Time.nFrames += Rule.nSkipped;
+        Time.nFrames += Rule->nSkipped;
         ++Said.nSkips;
     }
     SetDigits(New, Time);

@@ -8,25 +8,24 @@
 
 namespace model {
 
-__extension__ typedef __int128 Wide;
-
 // What 64 bits hold of a number; they count on from the other end.
 INT64 In64(Wide nValue);
+
+// A division that rounds down, and what it leaves: 0 or more.
+Wide FloorDiv(Wide nValue, Wide nUnit);
+Wide FloorMod(Wide nValue, Wide nUnit);
 
 // Second minus first. Two 33-bit counts may lie on either side of the wrap: the second later by up to half of it, or
 // earlier by up to a minute.
 INT64 PTSDistance(UINT64 nFirst, UINT64 nSecond);
 UINT64 PTSGap(UINT64 nOne, UINT64 nOther);
 
-// The time between two instants, whichever is earlier, and what it is in other units, cut.
-timespec SpanBetween(const timespec &One, const timespec &Other);
-INT64 MsOf(const timespec &Span);
-INT64 UsecOf(const timespec &Span);
-INT64 TicksOf(const timespec &Span);
+// The nanoseconds between two instants, whichever is earlier, as many as a timespec holds.
+Wide SpanBetween(Wide nOne, Wide nOther);
+INT64 MsBetween(Wide nOne, Wide nOther);
+INT64 TicksOf(Wide nSpan);
 
-// Ticks as time, at 11.111111 us each.
-INT64 UsecOfTicks(INT64 nTicks);
-timespec SpanOfTicks(UINT64 nTicks);
+constexpr UINT64 PSEC_PER_TICK = 11'111'111;
 
 struct PictureRate {
     int nWhole = 0;  // frame numbers wrap at it
@@ -45,7 +44,7 @@ struct Advanced {
     vitc_t Vitc;
     bool bBeyondSecond; // frames made a second
 };
-Advanced Advance(vitc_t Vitc, const timespec &Elapsed, const PictureRate &Rate);
+Advanced Advance(vitc_t Vitc, Wide nSpan, const PictureRate &Rate);
 
 int FrameCountDiff(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New);
 

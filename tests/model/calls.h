@@ -2,8 +2,6 @@
 #ifndef TESTS_MODEL_CALLS_H
 #define TESTS_MODEL_CALLS_H
 
-#include <algorithm>
-
 #include "model/library.h"
 
 namespace model {
@@ -12,17 +10,15 @@ namespace model {
 template <class T>
 class Marked {
 public:
-    Marked() { std::memset(static_cast<void *>(&m_Value), UNTOUCHED, sizeof m_Value); }
+    Marked() { std::memset(static_cast<void *>(&m_Value), 0xA5, sizeof m_Value); }
     [[nodiscard]] T *Unless(bool bNull) { return bNull ? nullptr : &m_Value; }
     [[nodiscard]] std::optional<T> Written() const {
-        const auto *const pBytes = reinterpret_cast<const unsigned char *>(&m_Value);
-        const bool bUntouched =
-            std::all_of(pBytes, pBytes + sizeof m_Value, [](unsigned char nByte) { return nByte == UNTOUCHED; });
-        return bUntouched ? std::nullopt : std::optional(m_Value);
+        const Marked Untouched;
+        const auto *const pvUntouched = static_cast<const void *>(&Untouched.m_Value);
+        return std::memcmp(&m_Value, pvUntouched, sizeof m_Value) == 0 ? std::nullopt : std::optional(m_Value);
     }
 
 private:
-    static constexpr unsigned char UNTOUCHED = 0xA5;
     T m_Value;
 };
 

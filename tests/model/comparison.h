@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 
+#include "interpose/services.h"
 #include "model/demand.h"
 #include "model/library.h"
 
@@ -12,22 +13,20 @@ namespace model {
 
 class Comparison {
 public:
-    using TakeSaid = Said (*)();
-
-    // Null where what the library says goes elsewhere and cannot be counted.
-    explicit Comparison(TakeSaid pTakeSaid) : m_pTakeSaid(pTakeSaid) {}
+    // The services that count what the library says; null where it goes elsewhere and cannot be counted.
+    explicit Comparison(interpose::Services *pCounting) : m_pCounting(pCounting) {}
 
     void Start(int enRevision);
     void Stop();
     void Revision();
     static void SetMaxLevel(int nLevel);
-    void Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload);
+    void Queue(int nInput, int enSource, UINT64 nPTS, const Payload &Given, bool bNull = false);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull = false);
     void ResetStatistics(int nInput);
-    // Asked.Cursor is set from pCursor, which the library moves on.
+    // Asked.nCursor is set from pCursor, which the library moves on.
     Answer Ask(Request Asked, void *&pCursor);
-    Answer AskSystem(const Request &Asked);
+    void AskSystem(const Request &Asked);
     void CheckSwitch(int nInput, BOOL bAllowed, int enSource, bool bNull = false);
     void Convert(INT64 llUTC, const PictureRate &Rate, bool bNullUtc = false, bool bNullTimecode = false);
     void CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull = false);
@@ -39,20 +38,11 @@ public:
     [[nodiscard]] UINT64 Calls() const { return m_nCalls; }
 
 private:
-    using Addresses = std::array<void *, RECORDS_PER_INPUT>;
-
     // The answer, the messages and the reports of a call. Of: words that go with it.
     template <class T, class... OF>
     void Same(const T &Wanted, const T &Got, const char *szCall, const OF &...Of);
-    static Cursor CursorOf(int nInput, void *pCursor);
-    static Cursor MovedCursor(const Request &Asked, const Cursor &Expected, void *pBefore, void *pAfter);
 
-    // The library's records stay where they are, so their addresses are learned once for all runs.
-    static std::array<Addresses, NUM_VIDEO_INPUTS> s_Addresses;
-    // The throttles of some messages live as long as the process, and so does the model of them.
-    static Library s_Model;
-
-    TakeSaid m_pTakeSaid;
+    interpose::Services *m_pCounting;
     UINT64 m_nCalls = 0;
 };
 

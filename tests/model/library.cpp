@@ -4,25 +4,24 @@
 #include <limits>
 #include <utility>
 
-#include "interpose/clock.h"
-#include "model/rules.h"
-
 namespace model {
 
-namespace {
+INT64 ClockUsec() {
+    timespec tpNow{};
+    if (clock_gettime(CLOCK_REALTIME, &tpNow) != 0)
+        return -1;
+    const Wide nUsec = FloorDiv(NsecOf(tpNow), 1000);
+    return nUsec == In64(nUsec) ? In64(nUsec) : -1;
+}
 
-constexpr int WORSE_RECORDS = 12; // after so many the search ends
-
-} // namespace
-
-void Library::Say(int nLevel) {
+void Library::Say(int nLevel, int nTimes) {
     if (m_bHandle && nMaxLevel >= nLevel)
-        ++m_Said.nMessages.at(static_cast<size_t>(nLevel));
+        m_Said.nMessages.at(static_cast<size_t>(nLevel)) += nTimes;
 }
 
 // The time moves also where the level keeps the message back.
 void Library::SayAtMost(int nLevel, Throttle &Last, INT64 nSeconds) {
-    const time_t tNow = Seconds();
+    const time_t tNow = time(nullptr);
     if (In64(Wide{tNow} - Last) <= nSeconds)
         return;
     Last = tNow;
@@ -38,21 +37,14 @@ bool Library::Report(bool bFault) {
     return bFault;
 }
 
-bool Library::ReportInput(int nInput) {
-    return Report(!IsInput(nInput));
-}
-
 // The instant, or only its second where the clock fails.
-timespec Library::ReadClock() {
+Wide Library::ReadClock() {
     timespec tpNow{};
-    if (Report(clock_gettime(CLOCK_REALTIME, &tpNow) != 0))
-        return {Seconds(), 0};
-    return tpNow;
+    return NsecOf(Report(clock_gettime(CLOCK_REALTIME, &tpNow) != 0) ? timespec{time(nullptr), 0} : tpNow);
 }
 
 bool Library::IsUsable(int nRate) {
-    if (nRate == 0)
-        Say(7);
+    Say(7, nRate == 0 ? 1 : 0);
     return !Report(nRate < 0) && nRate > 0;
 }
 
@@ -64,13 +56,12 @@ void Library::Start(int enRevision) {
         m_enRevision = enRevision;
         Say(5);
     }
-    const timespec tpNow = ReadClock();
-    const std::optional<INT64> llUTC = interpose::g_Clock.bFails ? std::nullopt : UsecOfClock(tpNow);
+    ReadClock();
     for (Input &In : m_Inputs) {
         In = Input{};
         for (int nRecord = 0; nRecord < RECORDS_PER_INPUT; ++nRecord)
             In.Queue.push_front({nRecord, {}});
-        In.Local.Payload.SetUtc(llUTC.value_or(-1));
+        In.Local.Payload.SetUtc(ClockUsec());
         In.Local.Payload.SetStatus(NOT_LOCKED | DISCONTINUITY | RESERVED);
         In.LastUtc = In.Local;
     }
@@ -84,8 +75,7 @@ void Library::Stop() {
 }
 
 int Library::Revision() {
-    if (!m_bStarted)
-        Say(3);
+    Say(3, m_bStarted ? 0 : 1);
     return m_bStarted ? m_enRevision : -1;
 }
 
@@ -96,8 +86,7 @@ std::optional<Statistics> Library::ReadStatistics(int nInput, bool bNull) {
     Say(IsInput(nInput) ? 7 : 3);
     if (!IsInput(nInput) || bNull)
         return std::nullopt;
-    const Input &In = At(nInput);
-    return Statistics{In.enLastSource, In.nSwitches};
+    return Statistics{At(nInput).enLastSource, At(nInput).nSwitches};
 }
 
 BOOL Library::ResetStatistics(int nInput) {
@@ -106,52 +95,46 @@ BOOL Library::ResetStatistics(int nInput) {
     Say(IsInput(nInput) ? 7 : 3);
     if (!IsInput(nInput))
         return FALSE;
-    Input &In = At(nInput);
-    In.nSwitches = 0;
-    In.LastUtc.Payload.SetUtc(0);
+    At(nInput).nSwitches = 0;
+    At(nInput).LastUtc.Payload.SetUtc(0);
     return TRUE;
 }
 
-BOOL Library::Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload) {
-    const bool bPayload = !Report(pPayload == nullptr);
-    const bool bInput = !ReportInput(nInput);
-    if (!m_bStarted)
-        Say(3);
-    if (!m_bStarted || !bPayload || !bInput)
+BOOL Library::Queue(int nInput, int enSource, UINT64 nPTS, const Payload *pGiven) {
+    const bool bGiven = !Report(pGiven == nullptr);
+    const bool bInput = !Report(!IsInput(nInput));
+    Say(3, m_bStarted ? 0 : 1);
+    if (!m_bStarted || !bGiven || !bInput)
         return FALSE;
-    const timespec tpNow = ReadClock();
+    const Wide nNow = ReadClock();
     SayAtMost(6, m_Queued, 4);
     std::deque<Slot> &Queue = At(nInput).Queue;
     Slot Reused = Queue.back();
     Queue.pop_back();
-    const Payload Given(*pPayload);
     if (enSource == TCSOURCE_HIGH_PRECISION_TIMESTAMP) {
-        Reused.Stamp.Payload.SetStatus(Given.Status());
-        Reused.Stamp.Payload.SetUtc(Given.Utc());
+        Reused.Stamp.Payload.SetStatus(pGiven->Status());
+        Reused.Stamp.Payload.SetUtc(pGiven->Utc());
     } else {
-        Reused.Stamp.Payload.SetTimecode(Given.Timecode());
+        Reused.Stamp.Payload.SetTimecode(pGiven->Timecode());
     }
-    Reused.Stamp.nPTS = nPTS;
-    Reused.Stamp.enSource = enSource;
-    Reused.Stamp.tpInserted = tpNow;
+    Reused.Stamp = {Reused.Stamp.Payload, nPTS, enSource, nNow};
     Queue.push_front(Reused);
     return TRUE;
 }
 
 void Library::Flush(int nInput) {
-    const bool bInput = !ReportInput(nInput);
-    if (!m_bStarted)
-        Say(3);
+    const bool bInput = !Report(!IsInput(nInput));
+    Say(3, m_bStarted ? 0 : 1);
     if (!m_bStarted || !bInput)
         return;
-    Input &In = At(nInput);
-    if (In64(Wide{Seconds()} - In.tLastFlush) <= 0)
-        return Say(6);
-    const timespec tpNow = ReadClock();
-    for (Slot &Emptied : In.Queue)
-        Emptied.Stamp = {.tpInserted = tpNow};
-    In.tLastFlush = Seconds();
     Say(6);
+    Input &In = At(nInput);
+    if (In64(Wide{time(nullptr)} - In.tLastFlush) <= 0)
+        return;
+    In.tLastFlush = time(nullptr);
+    const Wide nNow = ReadClock();
+    for (Slot &Emptied : In.Queue)
+        Emptied.Stamp = {.nInserted = nNow};
 }
 
 std::vector<Record> Library::OldestFirst(int nInput) {
@@ -161,62 +144,67 @@ std::vector<Record> Library::OldestFirst(int nInput) {
     return Records;
 }
 
-// The nearest record, the oldest of several; with a cursor the record there. The cursor moves on to the next newer
-// record of the source.
-std::optional<Library::Found> Library::Match(Input &In, UINT64 nPTS, int enSource, Cursor *pCursor) {
-    const std::deque<Slot> &Queue = In.Queue;
+// Where the nearest record of a source is, the oldest of several. The search ends when a dozen in a row lie farther.
+std::optional<size_t> Library::Nearest(const Input &In, int enSource, UINT64 nPTS) {
+    Say(7);
     std::optional<size_t> nBest;
-    if (pCursor == nullptr || pCursor->enKind == Cursor::Kind::None) {
-        UINT64 nBestGap = std::numeric_limits<INT64>::max();
-        int nWorse = 0;
-        for (size_t nAt = 0; nAt < Queue.size() && nWorse < WORSE_RECORDS; ++nAt) {
-            if (Queue[nAt].Stamp.enSource != enSource)
-                continue;
-            const UINT64 nGap = PTSGap(nPTS, Queue[nAt].Stamp.nPTS);
-            ++nWorse;
-            if (nGap > nBestGap)
-                continue;
+    UINT64 nBestGap = std::numeric_limits<INT64>::max();
+    int nFarther = 0;
+    for (size_t nAt = 0; nAt < In.Queue.size() && nFarther < 12; ++nAt) {
+        if (In.Queue[nAt].Stamp.enSource != enSource)
+            continue;
+        const UINT64 nGap = PTSGap(nPTS, In.Queue[nAt].Stamp.nPTS);
+        nFarther = nGap > nBestGap ? nFarther + 1 : 0;
+        if (nFarther == 0) {
             nBest = nAt;
             nBestGap = nGap;
-            nWorse = 0;
         }
-        Say(7);
+    }
+    return nBest;
+}
+
+// The record at the cursor or else the nearest, when it is near enough to serve. Near or not, the cursor moves on to the
+// next newer record of the source. Of a timecode that is too far it says so.
+std::optional<Record> Library::Match(Picture &Pic) {
+    const std::deque<Slot> &Queue = Pic.In.Queue;
+    const UINT64 nPTS = Pic.Asked.nPTS;
+    const bool bCursor = Pic.Asked.enNull != Null::Cursor;
+    int &nCursor = Pic.Given.nCursor;
+    std::optional<size_t> nBest;
+    if (!bCursor || nCursor == NO_CURSOR) {
+        nBest = Nearest(Pic.In, Pic.enSource, nPTS);
+    } else if (nCursor == FOREIGN_CURSOR) {
+        nCursor = NO_CURSOR;
     } else {
-        for (size_t nAt = 0; nAt < Queue.size() && pCursor->enKind == Cursor::Kind::Record; ++nAt)
-            if (Queue[nAt].nRecord == pCursor->nRecord)
-                nBest = nAt;
-        if (!nBest)
-            *pCursor = {};
-        else if (Queue[*nBest].Stamp.enSource != enSource) {
+        for (nBest = 0; Queue.at(*nBest).nRecord != nCursor;)
+            ++*nBest;
+        if (Queue[*nBest].Stamp.enSource != Pic.enSource) {
             Say(3);
             nBest.reset();
         }
     }
     if (!nBest)
         return std::nullopt;
-    Found Match{Queue[*nBest].Stamp, false};
-    Cursor Next;
-    for (size_t nAt = *nBest; nAt-- > 0 && Next.enKind == Cursor::Kind::None;)
-        if (Queue[nAt].Stamp.enSource == enSource) {
-            Next = {Cursor::Kind::Record, Queue[nAt].nRecord};
-            Match.bSame = PTSGap(nPTS, Queue[nAt].Stamp.nPTS) == PTSGap(nPTS, Match.Stamp.nPTS);
+    const Record &Best = Queue[*nBest].Stamp;
+    int nNext = NO_CURSOR;
+    for (size_t nAt = *nBest; nAt-- > 0 && nNext == NO_CURSOR;)
+        if (Queue[nAt].Stamp.enSource == Pic.enSource) {
+            nNext = Queue[nAt].nRecord;
+            Pic.bSame = PTSGap(nPTS, Queue[nAt].Stamp.nPTS) == PTSGap(nPTS, Best.nPTS);
         }
-    if (pCursor != nullptr)
-        *pCursor = Next;
-    return Match;
+    if (bCursor)
+        nCursor = nNext;
+    if (PTSGap(Best.nPTS, nPTS) <= MATCH_TICKS)
+        return Best;
+    if (Pic.enSource == TCSOURCE_SMPTE12M_TIMESTAMP)
+        Say(6);
+    return std::nullopt;
 }
 
-std::optional<vitc_t> Library::Convert(const INT64 *pllUTC, const PictureRate &Rate, bool bNull) {
-    if (pllUTC == nullptr || bNull) {
-        Say(3);
-        return std::nullopt;
-    }
-    return FormTimecode(*pllUTC, Rate);
-}
-
-std::optional<vitc_t> Library::FormTimecode(INT64 llUTC, const PictureRate &Rate) {
+std::optional<vitc_t> Library::Convert(INT64 llUTC, const PictureRate &Rate, bool bNull) {
     constexpr INT64 YEAR_2010_USEC = 1'262'304'000'000'000;
-    if (!IsUsable(Rate.nWhole))
+    Say(3, bNull ? 1 : 0);
+    if (bNull || !IsUsable(Rate.nWhole))
         return std::nullopt;
     if (llUTC < YEAR_2010_USEC)
         SayAtMost(4, m_Doubtful, 29);
@@ -233,22 +221,7 @@ std::optional<INT64> Library::LocalDay() {
         Local.tm_year > LAST_YEAR)
         return std::nullopt;
     Say(7);
-    const Wide nLocal = Wide{tpNow.tv_sec} + Local.tm_gmtoff;
-    return In64((nLocal - (nLocal % 86'400 + 86'400) % 86'400) / 86'400);
-}
-
-// A timecode that is refused for its rate leaves the UTC, every other one that fails leaves 0.
-bool Library::ConvertTimecode(const vitc_t &Vitc, const PictureRate &Rate, INT64 &llUTC) {
-    if (!IsUsable(Rate.nWhole))
-        return false;
-    const std::optional<INT64> nDay = LocalDay();
-    const std::optional<INT64> llConverted = nDay ? UtcOfTimecode(Vitc, *nDay, Rate) : std::nullopt;
-    llUTC = llConverted.value_or(0);
-    if (llConverted)
-        SayAtMost(7, m_Dated, 4);
-    else
-        Say(3);
-    return llConverted.has_value();
+    return In64(FloorDiv(Wide{tpNow.tv_sec} + Local.tm_gmtoff, 86'400));
 }
 
 std::optional<int> Library::CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull) {
@@ -263,11 +236,9 @@ void Library::Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPTS, vitc_t *pNew) {
     const bool bRate = pContext->nEncodedPictureRate >= 1 && pContext->nEncodedPictureRate <= 0x7FFF'FFFF;
     if (Report(pContext->PTSTicksPerFrame == 0 || !bRate))
         return;
-    const Numbered Made = NumberPicture(*pContext, nPTS, Seconds(), *pNew);
-    for (int nMessage = 0; nMessage < 3 + Made.nDetails; ++nMessage)
-        Say(7);
-    for (int nMessage = 0; nMessage < Made.nSkips; ++nMessage)
-        Say(6);
+    const Numbered Made = NumberPicture(*pContext, nPTS, time(nullptr), *pNew);
+    Say(7, 3 + Made.nDetails);
+    Say(6, Made.nSkips);
 }
 
 } // namespace model

@@ -6,6 +6,7 @@
 #define TESTS_MODEL_LIBRARY_H
 
 #include <array>
+#include <ctime>
 #include <deque>
 #include <optional>
 #include <vector>
@@ -15,14 +16,28 @@
 namespace model {
 
 constexpr int RECORDS_PER_INPUT = 180;
+constexpr UINT64 MATCH_TICKS = 359;
+constexpr INT64 RECOVERY_MS = 750;
 
-// The caller's record cursor.
-struct Cursor {
-    enum class Kind { None, Record, Foreign } enKind = Kind::None; // foreign: an address that is no record of the input
-    int nRecord = 0;                                               // which one, 0 to 179, as laid out at start-up
-    friend bool operator==(const Cursor &, const Cursor &) = default;
-};
-std::ostream &operator<<(std::ostream &Out, const Cursor &Told);
+// The status byte.
+constexpr BYTE NOT_LOCKED = 0x80;
+constexpr BYTE DISCONTINUITY = 0x40;
+constexpr BYTE REVERSE = 0x20;
+constexpr BYTE RESERVED = 0x1F;
+
+inline bool IsInput(int nInput) {
+    return nInput >= 0 && nInput < NUM_VIDEO_INPUTS;
+}
+
+inline bool IsQueued(int enSource) {
+    return enSource >= TCSOURCE_HIGH_PRECISION_TIMESTAMP && enSource <= TCSOURCE_LDS_TIMESTAMP;
+}
+
+// The clock in microseconds; -1 where it fails or 64 bits do not hold it.
+INT64 ClockUsec();
+
+// The caller's record cursor: which record of the input, 0 to 179, as laid out at start-up, or one of these.
+enum : int { NO_CURSOR = -1, FOREIGN_CURSOR = -2 }; // foreign: an address that is no record of the input
 
 enum class Null { Nothing, Source, Utc, Timecode, Same, Cursor };
 
@@ -37,7 +52,9 @@ struct Request {
     UINT64 nBasePTS = 0;
     INT64 llBaseUTC = 0;
     Null enNull = Null::Nothing; // which pointer is
-    model::Cursor Cursor{};
+    int nCursor = NO_CURSOR;
+    // A rate code is an int in a request; the conversions take it as 64 bits.
+    [[nodiscard]] PictureRate Rate() const { return {nRate, static_cast<ULONG>(INT64{nCode})}; }
 };
 std::ostream &operator<<(std::ostream &Out, const Request &Told);
 
@@ -47,7 +64,7 @@ struct Answer {
     std::optional<Record> Utc{};
     std::optional<vitc_t> Timecode{};
     std::optional<BOOL> bSame{};
-    model::Cursor Cursor{};
+    int nCursor = NO_CURSOR;
     friend bool operator==(const Answer &, const Answer &) = default;
 };
 std::ostream &operator<<(std::ostream &Out, const Answer &Told);
@@ -75,14 +92,14 @@ public:
     void Start(int enRevision);
     void Stop();
     int Revision();
-    BOOL Queue(int nInput, int enSource, UINT64 nPTS, const TCPayload *pPayload);
+    BOOL Queue(int nInput, int enSource, UINT64 nPTS, const Payload *pGiven);
     void Flush(int nInput);
     std::optional<Statistics> ReadStatistics(int nInput, bool bNull);
     BOOL ResetStatistics(int nInput);
     Answer Ask(const Request &Asked);
     Answer AskSystem(const Request &Asked);
     void CheckSwitch(int nInput, BOOL bAllowed, int *penSource);
-    std::optional<vitc_t> Convert(const INT64 *pllUTC, const PictureRate &Rate, bool bNull);
+    std::optional<vitc_t> Convert(INT64 llUTC, const PictureRate &Rate, bool bNull = false);
     std::optional<int> CountFrames(UINT nRate, UINT nCode, const vitc_t &Old, const vitc_t &New, bool bNull);
     void Number(SMPTE12M1_CONTEXT *pContext, UINT64 nPTS, vitc_t *pNew);
 
@@ -96,72 +113,57 @@ private:
         int nRecord;
         Record Stamp;
     };
-    struct Sighting {
-        bool bPending = false;
-        timespec tpFirst{};
+    struct Condition {
+        bool bAlive = false;
+        bool bDiscontinuity = true;
+        bool bLocked = false;
     };
     struct Input {
         std::deque<Slot> Queue; // newest first
         Record Local;           // matched last, or carried
         Record LastUtc;         // handed out last
         Record LastTimecode;
-        timespec tpLastGood{};
-        bool bAlive = false;
-        bool bDiscontinuity = true;
-        bool bLocked = false;
+        Wide nLastGood = 0;
+        Condition Now;
         int enLastSource = TCSOURCE_NOT_CHOSEN;
         UINT64 nSwitches = 0;
-        std::array<Sighting, 4> Seen{}; // by source - 1
+        std::array<std::optional<Wide>, 4> SeenSince{}; // by source - 1
         time_t tLastFlush = 0;
         Throttle Entry = 0, Announced = 0, Ok = 0, Failed = 0;
-    };
-    struct Found {
-        Record Stamp;
-        bool bSame = false;
     };
     // One request on its way.
     struct Picture {
         const Request &Asked;
         Input &In;
-        timespec tpNow;
-        time_t tNow;
+        Wide nNow;
         int enSource;
-        Answer Given{};
+        Answer Given;
         bool bSame = false;
-        bool bUtcUsed = false;
-        bool bTimecodeUsed = false;
-        BYTE nStatusShown = 0;
     };
 
     Input &At(int nInput) { return m_Inputs.at(static_cast<size_t>(nInput)); }
-    void Say(int nLevel);
+    [[nodiscard]] bool Carries() const { return m_enRevision == MISP_PROFILE_62; }
+    void Say(int nLevel, int nTimes = 1);
     void SayAtMost(int nLevel, Throttle &Last, INT64 nSeconds); // not again within so many seconds
     bool Report(bool bFault);                                   // and returns it
-    bool ReportInput(int nInput);
-    timespec ReadClock();
+    Wide ReadClock();
     bool IsUsable(int nRate);
 
-    std::optional<Found> Match(Input &In, UINT64 nPTS, int enSource, Cursor *pCursor);
-    std::optional<Found> MatchNear(Picture &Pic);
-    Answer AskCarrying(const Request &Asked);
-    Answer AskMatching(const Request &Asked);
-    bool UseUtc(Picture &Pic);
-    void UseTimecode(Picture &Pic);
+    std::optional<size_t> Nearest(const Input &In, int enSource, UINT64 nPTS);
+    std::optional<Record> Match(Picture &Pic);
+    bool UseSource(Picture &Pic);
     bool UseUtcSource(Picture &Pic);
-    void CarryUtc(Picture &Pic, int enSource);
     void UseTimecodeSource(Picture &Pic);
-    timespec CarryTimecode(Picture &Pic);
-    void UseNoSource(Picture &Pic);
-    void FailOver(Picture &Pic);
-    static void Remember(const Picture &Pic);
-    void Recover(Picture &Pic);
+    bool UseUtc(Picture &Pic);
+    bool UseTimecode(Picture &Pic);
+    void CarryUtc(Picture &Pic);
+    Wide CarryTimecode(Picture &Pic);
+    void Finish(Picture &Pic);
+    void FailOver(Input &In, Wide nNow, BOOL bAllowed, int &enSource, int nLevel);
     int RecoveredSource(Picture &Pic);
-    bool HasReturned(Picture &Pic, int enCandidate);
-    std::optional<vitc_t> FormTimecode(INT64 llUTC, const PictureRate &Rate);
-    bool ConvertTimecode(const vitc_t &Vitc, const PictureRate &Rate, INT64 &llUTC);
+    bool HasReturned(const Picture &Pic, int enCandidate);
     std::optional<INT64> LocalDay();
-    static void SetNotAlive(Input &In);
-    static void CountSwitch(Input &In, const timespec &tpNow);
+    static void CountSwitch(Input &In, Wide nNow);
 
     bool m_bStarted = false;
     bool m_bHandle = false;

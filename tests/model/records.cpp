@@ -19,7 +19,7 @@ void SetDigits(vitc_t &Vitc, const Digits &Time) {
 }
 
 Record RecordOf(const MISP_UTC &Utc) {
-    return {Payload(Utc.MotionImageryTimestamp), Utc.nTimestamp64, Utc.enTimecodeSource, Utc.tpInsertionTime};
+    return {Payload(Utc.MotionImageryTimestamp), Utc.nTimestamp64, Utc.enTimecodeSource, NsecOf(Utc.tpInsertionTime)};
 }
 
 } // namespace model

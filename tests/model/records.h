@@ -16,13 +16,17 @@ constexpr size_t TIMECODE_BYTES = offsetof(vitc_t, BinaryGroups) + sizeof(vitc_b
 inline bool operator==(const vitc_t &Left, const vitc_t &Right) {
     return std::memcmp(static_cast<const void *>(&Left), static_cast<const void *>(&Right), TIMECODE_BYTES) == 0;
 }
-inline bool operator==(const timespec &Left, const timespec &Right) {
-    return Left.tv_sec == Right.tv_sec && Left.tv_nsec == Right.tv_nsec;
-}
 std::ostream &operator<<(std::ostream &Out, const vitc_t &Vitc);
-std::ostream &operator<<(std::ostream &Out, const timespec &Time);
 
 namespace model {
+
+__extension__ typedef __int128 Wide;
+
+// The model counts instants, since 1970, and spans of time in nanoseconds.
+constexpr Wide NSEC_PER_SEC = 1'000'000'000;
+inline Wide NsecOf(const timespec &Time) {
+    return Wide{Time.tv_sec} * NSEC_PER_SEC + Time.tv_nsec;
+}
 
 // The eight digits of a timecode as four numbers. Each digit is a byte: greater numbers lose what does not fit.
 struct Digits {
@@ -43,6 +47,7 @@ public:
     [[nodiscard]] BYTE Status() const { return m_Bytes[offsetof(UTCPayload, MISPStatusByte)]; }
     [[nodiscard]] INT64 Utc() const { return Read<INT64>(offsetof(UTCPayload, llUTCTime)); }
     [[nodiscard]] vitc_t Timecode() const { return Read<vitc_t>(0); }
+    [[nodiscard]] TCPayload Whole() const { return Read<TCPayload>(0); }
     void SetStatus(BYTE nStatus) { m_Bytes[offsetof(UTCPayload, MISPStatusByte)] = nStatus; }
     void SetUtc(INT64 llUTC) { std::memcpy(&m_Bytes[offsetof(UTCPayload, llUTCTime)], &llUTC, sizeof llUTC); }
     void SetTimecode(const vitc_t &Vitc) { std::memcpy(m_Bytes.data(), &Vitc, TIMECODE_BYTES); }
@@ -65,7 +70,7 @@ struct Record {
     model::Payload Payload{};
     UINT64 nPTS = 0;
     int enSource = TCSOURCE_NONE;
-    timespec tpInserted{};
+    Wide nInserted = 0;
     friend bool operator==(const Record &, const Record &) = default;
 };
 Record RecordOf(const MISP_UTC &Utc);

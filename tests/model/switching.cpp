@@ -1,43 +1,21 @@
 // Giving a source up, and taking a better one up again.
 #include "model/library.h"
-#include "model/rules.h"
 
 namespace model {
 
-namespace {
-
-int NextSource(int enSource) {
-    return IsQueued(enSource) ? enSource + 1 : TCSOURCE_NONE;
-}
-
-} // namespace
-
-void Library::SetNotAlive(Input &In) {
-    In.bAlive = false;
-    In.bDiscontinuity = true;
-    In.bLocked = false;
-}
-
-void Library::CountSwitch(Input &In, const timespec &tpNow) {
-    SetNotAlive(In);
-    In.tpLastGood = tpNow;
+void Library::CountSwitch(Input &In, Wide nNow) {
+    In.Now = {};
+    In.nLastGood = nNow;
     ++In.nSwitches;
 }
 
-void Library::FailOver(Picture &Pic) {
-    const timespec Silent = SpanBetween(Pic.tpNow, Pic.In.tpLastGood);
-    if (Pic.Asked.bSwitch != TRUE || MsOf(Silent) <= FAILURE_MS)
+void Library::FailOver(Input &In, Wide nNow, BOOL bAllowed, int &enSource, int nLevel) {
+    constexpr INT64 FAILURE_MS = 5000;
+    if (bAllowed != TRUE || MsBetween(nNow, In.nLastGood) <= FAILURE_MS)
         return;
-    Say(Pic.enSource == TCSOURCE_LDS_TIMESTAMP ? 7 : 6);
-    Pic.enSource = NextSource(Pic.enSource);
-    CountSwitch(Pic.In, Pic.tpNow);
-}
-
-void Library::Recover(Picture &Pic) {
-    const int enNew = RecoveredSource(Pic);
-    if (Pic.In.enLastSource != enNew)
-        CountSwitch(Pic.In, Pic.tpNow);
-    Pic.In.enLastSource = enNew;
+    Say(nLevel);
+    enSource = IsQueued(enSource) ? enSource + 1 : TCSOURCE_NONE;
+    CountSwitch(In, nNow);
 }
 
 // The first better source that has been usable for long enough, else the one in use.
@@ -52,12 +30,11 @@ int Library::RecoveredSource(Picture &Pic) {
     for (int enCandidate = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enCandidate < enEnd; ++enCandidate) {
         if (!HasReturned(Pic, enCandidate))
             continue;
-        Sighting &Seen = Pic.In.Seen.at(static_cast<size_t>(enCandidate) - 1);
-        if (!Seen.bPending)
-            Seen = {true, Pic.tpNow};
-        if (MsOf(SpanBetween(Seen.tpFirst, Pic.tpNow)) <= RECOVERY_MS)
+        std::optional<Wide> &nSince = Pic.In.SeenSince.at(static_cast<size_t>(enCandidate) - 1);
+        nSince = nSince.value_or(Pic.nNow);
+        if (MsBetween(*nSince, Pic.nNow) <= RECOVERY_MS)
             continue;
-        Seen.bPending = false;
+        nSince.reset();
         Say(enSource == TCSOURCE_SMPTE12M_TIMESTAMP ? 7 : 6);
         return enCandidate;
     }
@@ -65,32 +42,22 @@ int Library::RecoveredSource(Picture &Pic) {
 }
 
 // Whether a source has a record for the picture; the system clock, whether it can be read.
-bool Library::HasReturned(Picture &Pic, int enCandidate) {
+bool Library::HasReturned(const Picture &Pic, int enCandidate) {
     if (enCandidate == TCSOURCE_SYSTEM_TIMESTAMP) {
-        timespec tpNow{};
-        const bool bRead = clock_gettime(CLOCK_REALTIME, &tpNow) == 0;
-        const bool bUtc = bRead && UsecOfClock(tpNow).value_or(-1) != -1;
-        Say(bUtc ? 7 : 3);
-        return bUtc;
+        const bool bRead = ClockUsec() != -1;
+        Say(bRead ? 7 : 3);
+        return bRead;
     }
-    const std::optional<Found> Matched = Match(Pic.In, Pic.Asked.nPTS, enCandidate, nullptr);
-    if (!Matched || PTSGap(Matched->Stamp.nPTS, Pic.Asked.nPTS) > MATCH_TICKS)
-        return false;
-    Say(7);
-    return true;
+    const std::optional<size_t> nFound = Nearest(Pic.In, enCandidate, Pic.Asked.nPTS);
+    const bool bNear = nFound && PTSGap(Pic.In.Queue[*nFound].Stamp.nPTS, Pic.Asked.nPTS) <= MATCH_TICKS;
+    Say(7, bNear ? 1 : 0);
+    return bNear;
 }
 
 void Library::CheckSwitch(int nInput, BOOL bAllowed, int *penSource) {
     Report(penSource == nullptr);
-    if (ReportInput(nInput) || penSource == nullptr)
-        return;
-    Input &In = At(nInput);
-    const timespec tpNow = ReadClock();
-    if (bAllowed != TRUE || MsOf(SpanBetween(tpNow, In.tpLastGood)) <= FAILURE_MS)
-        return;
-    Say(7);
-    *penSource = NextSource(*penSource);
-    CountSwitch(In, tpNow);
+    if (!Report(!IsInput(nInput)) && penSource != nullptr)
+        FailOver(At(nInput), ReadClock(), bAllowed, *penSource, 7);
 }
 
 } // namespace model

@@ -1,6 +1,7 @@
 // The model's records, requests and answers in words.
 #include <iomanip>
 
+#include "model/demand.h"
 #include "model/library.h"
 
 namespace model {
@@ -14,18 +15,10 @@ std::string SourceText(int enSource) {
 }
 
 std::ostream &operator<<(std::ostream &Out, const Record &Told) {
-    const vitc_t Vitc = Told.Payload.Timecode();
-    Out << SourceText(Told.enSource) << ", PTS " << Told.nPTS << ", inserted at " << Told.tpInserted << ", ";
-    if (Told.enSource != TCSOURCE_SMPTE12M_TIMESTAMP)
-        return Out << "UTC " << Told.Payload.Utc() << ", status 0x" << std::hex << +Told.Payload.Status() << std::dec
-                   << " (as timecode: " << Vitc << ')';
-    return Out << "timecode " << Vitc << " (as UTC " << Told.Payload.Utc() << ')';
-}
-
-std::ostream &operator<<(std::ostream &Out, const Cursor &Told) {
-    if (Told.enKind == Cursor::Kind::Record)
-        return Out << "at record " << Told.nRecord;
-    return Out << (Told.enKind == Cursor::Kind::None ? "none" : "foreign");
+    return Out << SourceText(Told.enSource) << ", PTS " << Told.nPTS << ", inserted at "
+               << In64(Told.nInserted / NSEC_PER_SEC) << " s " << In64(Told.nInserted % NSEC_PER_SEC) << " ns, UTC "
+               << Told.Payload.Utc() << ", status 0x" << std::hex << +Told.Payload.Status() << std::dec
+               << ", the same as timecode " << Told.Payload.Timecode();
 }
 
 std::ostream &operator<<(std::ostream &Out, const Request &Told) {
@@ -33,18 +26,15 @@ std::ostream &operator<<(std::ostream &Out, const Request &Told) {
     return Out << "input " << Told.nInput << ", " << SourceText(Told.enSource) << ", switching " << Told.bSwitch
                << ", rate " << Told.nRate << ", code " << Told.nCode << ", PTS " << Told.nPTS << ", base PTS "
                << Told.nBasePTS << ", base UTC " << Told.llBaseUTC
-               << ", null: " << NULLS.at(static_cast<size_t>(Told.enNull)) << ", cursor " << Told.Cursor;
+               << ", null: " << NULLS.at(static_cast<size_t>(Told.enNull)) << ", cursor " << Told.nCursor;
 }
 
 std::ostream &operator<<(std::ostream &Out, const Answer &Told) {
-    Out << (Told.bResult == TRUE ? "TRUE" : Told.bResult == FALSE ? "FALSE" : "neither TRUE nor FALSE");
-    Out << "\n    record: ";
-    Told.Utc ? Out << *Told.Utc : Out << "untouched";
-    Out << "\n    timecode: ";
-    Told.Timecode ? Out << *Told.Timecode : Out << "untouched";
-    Out << "\n    same-record flag: ";
-    Told.bSame ? Out << *Told.bSame : Out << "untouched";
-    return Out << "\n    cursor: " << Told.Cursor;
+    Out << "result " << Told.bResult;
+    Tell(Out << "\n    record: ", Told.Utc);
+    Tell(Out << "\n    timecode: ", Told.Timecode);
+    Tell(Out << "\n    same-record flag: ", Told.bSame);
+    return Out << "\n    cursor: " << Told.nCursor << " (-1: none, -2: no record of the input)";
 }
 
 std::ostream &operator<<(std::ostream &Out, const Statistics &Told) {
@@ -60,21 +50,13 @@ std::ostream &operator<<(std::ostream &Out, const Said &Told) {
 
 } // namespace model
 
-std::ostream &operator<<(std::ostream &Out, const timespec &Time) {
-    return Out << Time.tv_sec << '.' << std::setw(9) << std::setfill('0') << Time.tv_nsec << std::setfill(' ') << " s";
-}
-
-// The digits; the other fields only where one of them is set.
+// The digits; all bytes only where there is more than digits.
 std::ostream &operator<<(std::ostream &Out, const vitc_t &Vitc) {
     const model::Digits Time = model::DigitsOf(Vitc);
-    const auto Two = [&Out](INT64 nValue) -> std::ostream & {
-        return Out << std::setw(2) << std::setfill('0') << nValue << std::setfill(' ');
-    };
-    Two(Time.nHours) << ':', Two(Time.nMinutes) << ':', Two(Time.nSeconds) << ':', Two(Time.nFrames);
+    Out << std::setfill('0') << std::setw(2) << Time.nHours << ':' << std::setw(2) << Time.nMinutes << ':'
+        << std::setw(2) << Time.nSeconds << ':' << std::setw(2) << Time.nFrames << std::setfill(' ');
     vitc_t OnlyDigits{};
-    for (const auto pDigit : {&vitc_t::FrameUnits, &vitc_t::FrameTens, &vitc_t::SecondUnits, &vitc_t::SecondTens,
-                              &vitc_t::MinuteUnits, &vitc_t::MinuteTens, &vitc_t::HourUnits, &vitc_t::HourTens})
-        OnlyDigits.*pDigit = Vitc.*pDigit;
+    model::SetDigits(OnlyDigits, Time);
     if (Vitc == OnlyDigits)
         return Out;
     Out << " of bytes" << std::hex;
