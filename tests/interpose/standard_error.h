@@ -13,6 +13,13 @@
 
 namespace interpose {
 
+// What one read gives.
+inline std::string TextIn(int nReader) {
+    char acText[8192];
+    const ssize_t nRead = read(nReader, acText, sizeof acText);
+    return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
+}
+
 enum class Channel {
     Messages, // keeps what was written in one call apart
     Pipe
@@ -42,11 +49,7 @@ public:
     void CloseReader() { close(std::exchange(m_nReader, -1)); }
 
     // A message, or what the pipe holds; empty where there is nothing.
-    [[nodiscard]] std::string Read() const {
-        char acText[8192];
-        const ssize_t nRead = read(m_nReader, acText, sizeof acText);
-        return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
-    }
+    [[nodiscard]] std::string Read() const { return TextIn(m_nReader); }
 
 private:
     int m_nSaved = dup(STDERR_FILENO);
@@ -59,10 +62,9 @@ inline std::string DumpedThreads() {
     EXPECT_EQ(pipe(anEnds), 0);
     ThreadState_Dump(anEnds[1]);
     close(anEnds[1]);
-    char acText[8192];
-    const ssize_t nRead = read(anEnds[0], acText, sizeof acText);
+    std::string szDumped = TextIn(anEnds[0]);
     close(anEnds[0]);
-    return {acText, nRead > 0 ? static_cast<size_t>(nRead) : 0};
+    return szDumped;
 }
 
 } // namespace interpose

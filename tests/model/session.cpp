@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstring>
 #include <initializer_list>
 #include <limits>
@@ -74,10 +75,14 @@ private:
     void Flush() { m_Both.Flush(m_nUsed = Input()); }
     void SetMaxLevel() { Comparison::SetMaxLevel(Mostly<int>({DBG_LEVEL_DEBUG}, 64, {0, 1, 2, 3, 4, 5, 6, 8})); }
     void AskSystem() { m_Both.AskSystem(Picture()); }
-    void ReadStatistics() { m_Both.ReadStatistics(Input(), true); } // the others are read after every step
     void ResetStatistics() { m_Both.ResetStatistics(m_nUsed = Input()); }
 
     // Each choice in a statement of its own: the order of arguments is the compiler's.
+    void ReadStatistics() {
+        const int nInput = Input();
+        m_Both.ReadStatistics(nInput, OneIn(4));
+    }
+
     void CheckSwitch() {
         const int nInput = m_nUsed = Input();
         const BOOL bAllowed = Mostly({TRUE}, 32, {FALSE, -1});
@@ -148,7 +153,7 @@ private:
         SMPTE12M1_CONTEXT Context;
         std::memset(static_cast<void *>(&Context), 0, sizeof Context);
         const bool b30 = OneIn(2);
-        Context.PTSTicksPerFrame = Mostly<UINT>({b30 ? 3003U : 1501U}, 16);
+        Context.PTSTicksPerFrame = Mostly<UINT>({b30 ? 3003U : 1501U}, 16, {0, 1});
         Context.nEncodedPictureRate = OneIn(16) ? static_cast<UINT>(Rate()) : b30 ? 30 : 60;
         Context.nVUIFramerate = OneIn(16) ? static_cast<UINT>(Code()) : b30 ? 29000 : 59000;
         Context.nBframes = Mostly<UINT>({0, 1, 2, 3}, 8);
@@ -179,14 +184,14 @@ private:
         const INT64 nLimit = OneOf<INT64>({5000, 5001, 750, 751, 1000, 40});
         const INT64 nMsec = nByte < 120 ? static_cast<INT64>(nByte) : nByte < 220 ? nLimit : nByte < 235 ? -nLimit : 0;
         const bool bFar = g_Clock.nSec < START_SEC - 1'000'000 || g_Clock.nSec > START_SEC + 1'000'000;
-        if (nByte < 2)
-            SetClock(Mostly<INT64>({0, -1, 9'223'372'036'854, 67'768'036'191'676'799, GREATEST, LEAST}, 128) *
-                         NSEC_PER_SEC +
-                     OneOf({0, 999'999'999}));
-        else if (nByte == 2 || (bFar && OneIn(4)))
+        if (nByte < 2) {
+            const Wide nSec = Mostly<INT64>({0, -1, 9'223'372'036'854, 67'768'036'191'676'799, GREATEST, LEAST}, 128);
+            SetClock(nSec * NSEC_PER_SEC + Mostly<UINT>({0, 999'999'999}, 128) % NSEC_PER_SEC);
+        } else if (nByte == 2 || (bFar && OneIn(4))) {
             SetClock(START_SEC * NSEC_PER_SEC);
-        else if (!bFar)
+        } else if (!bFar) {
             SetClock(Now() + nMsec * 1'000'000);
+        }
     }
 
     // What callers hand in: mostly what makes sense, seldom what does not.
@@ -205,7 +210,7 @@ private:
     T OneOf(std::initializer_list<T> Values) {
         return Values.begin()[Below(Values.size())];
     }
-    // So often of 256 times an odd value or any number.
+    // Mostly one of the usual values; so often of 256 times an odd one or any number.
     template <class T>
     T Mostly(std::initializer_list<T> Usual, UINT64 nSeldom, std::initializer_list<T> Odd = {}) {
         if (Below(256) >= nSeldom)
@@ -213,8 +218,8 @@ private:
         return Odd.size() == 0 || OneIn(4) ? static_cast<T>(Bits(sizeof(T))) : OneOf(Odd);
     }
 
-    int Input() { return Mostly({0, 0, 0, 0, 0, 1, 1, 1, 2, 3}, 6, {-1, NUM_VIDEO_INPUTS}); }
-    int Source() { return Mostly({1, 2, 3}, 26, {int{TCSOURCE_NONE}, int{TCSOURCE_SYSTEM_TIMESTAMP}}); }
+    int Input() { return Mostly({0, 0, 0, 0, 0, 1, 1, 1, 2, 3}, 6, {-1, NUM_VIDEO_INPUTS, INT_MIN, INT_MAX}); }
+    int Source() { return Mostly<int>({1, 2, 3}, 26, {TCSOURCE_NONE, TCSOURCE_SYSTEM_TIMESTAMP}); }
     int Rate() { return Mostly({25, 30, 60, 24, 50, 30}, 16, {0, -1}); }
     int Code() { return Mostly({29000, 59000, 23000, 25000, 30000}, 11); }
     Stream &StreamOf(int nInput) { return IsInput(nInput) ? m_Streams.at(static_cast<size_t>(nInput)) : m_NoStream; }
@@ -253,8 +258,7 @@ private:
             return Vitc;
         }
         const auto UpTo60 = [this] { return OneIn(4) ? 59 : static_cast<INT64>(Below(61)); };
-        const auto nHours = static_cast<INT64>(Below(25));
-        SetDigits(Vitc, {nHours, UpTo60(), UpTo60(), static_cast<INT64>(Below(61))});
+        SetDigits(Vitc, {static_cast<INT64>(Below(25)), UpTo60(), UpTo60(), static_cast<INT64>(Below(61))});
         Vitc.Flag1 = static_cast<unsigned char>(Below(2));
         return Vitc;
     }

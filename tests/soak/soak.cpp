@@ -2,10 +2,12 @@
 // owns, a PTS that wraps. Every call is compared with the model. Beside that, times must be true, and the process must
 // neither grow nor keep files open.
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <string_view>
 
 #include "interpose/clock.h"
 #include "model/comparison.h"
@@ -70,14 +72,14 @@ bool IsSilent(const Input &In, int enSource, INT64 nPicture) {
 }
 
 void HandIn(model::Comparison &Both, const Input &In, INT64 nPicture) {
-    TCPayload Utc{};
-    Utc.KLVTC = {0x1F, UtcOf(nPicture)};
-    TCPayload Timecode{};
-    Timecode.vitc = model::TimecodeOfUtc(UtcOf(nPicture), RATE);
+    model::Payload Utc;
+    Utc.SetStatus(0x1F);
+    Utc.SetUtc(UtcOf(nPicture));
+    model::Payload Timecode;
+    Timecode.SetTimecode(model::TimecodeOfUtc(UtcOf(nPicture), RATE));
     for (int enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP; enSource <= TCSOURCE_LDS_TIMESTAMP; ++enSource)
         if (!IsSilent(In, enSource, nPicture))
-            Both.Queue(In.nInput, enSource, PTSOf(nPicture),
-                       enSource == TCSOURCE_SMPTE12M_TIMESTAMP ? &Timecode : &Utc);
+            Both.Queue(In.nInput, enSource, PTSOf(nPicture), enSource == TCSOURCE_SMPTE12M_TIMESTAMP ? Timecode : Utc);
 }
 
 // By source, how far off a time may be. A timecode and a carried time are good to two frames; but silent local sets
@@ -164,8 +166,10 @@ void Run(model::Comparison &Both, int enRevision, INT64 nHours) {
 } // namespace
 
 int main(int nArguments, char **pszArguments) {
-    const INT64 nHours = nArguments > 1 ? std::strtoll(pszArguments[1], nullptr, 10) : 24;
-    if (nHours < 1 || nHours > 1000 || nArguments > 2) {
+    const std::string_view szHours = nArguments > 1 ? pszArguments[1] : "24";
+    INT64 nHours = 0;
+    const auto Read = std::from_chars(szHours.data(), szHours.data() + szHours.size(), nHours);
+    if (*Read.ptr != 0 || nHours < 1 || nHours > 1000 || nArguments > 2) {
         std::cerr << "usage: " << pszArguments[0] << " [HOURS]   (1 to 1000, default 24)\n";
         return 1;
     }
