@@ -14,8 +14,9 @@ public:
     [[nodiscard]] T *Unless(bool bNull) { return bNull ? nullptr : &m_Value; }
     [[nodiscard]] std::optional<T> Written() const {
         const Marked Untouched;
-        const auto *const pvUntouched = static_cast<const void *>(&Untouched.m_Value);
-        return std::memcmp(&m_Value, pvUntouched, sizeof m_Value) == 0 ? std::nullopt : std::optional(m_Value);
+        const auto Bytes = [](const Marked &Of) { return static_cast<const void *>(&Of.m_Value); };
+        const bool bUntouched = std::memcmp(Bytes(*this), Bytes(Untouched), sizeof m_Value) == 0;
+        return bUntouched ? std::nullopt : std::optional(m_Value);
     }
 
 private:

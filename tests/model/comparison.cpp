@@ -47,8 +47,9 @@ struct NumberedPicture {
     SMPTE12M1_CONTEXT Context;
     vitc_t New;
     friend bool operator==(const NumberedPicture &Left, const NumberedPicture &Right) {
-        const auto *const pvLeft = static_cast<const void *>(&Left.Context);
-        return std::memcmp(pvLeft, &Right.Context, sizeof Left.Context) == 0 && Left.New == Right.New;
+        const void *const pvLeft = &Left.Context;
+        const void *const pvRight = &Right.Context;
+        return std::memcmp(pvLeft, pvRight, sizeof Left.Context) == 0 && Left.New == Right.New;
     }
     friend std::ostream &operator<<(std::ostream &Out, const NumberedPicture &Told) {
         const SMPTE12M1_CONTEXT &Of = Told.Context;

@@ -196,6 +196,7 @@ private:
 
     // What callers hand in: mostly what makes sense, seldom what does not.
 
+    // That many bytes' worth; less where the choices end.
     UINT64 Bits(size_t nBytes) {
         UINT64 nBits = 0;
         const auto Taken = m_Choices.first(std::min(nBytes, m_Choices.size()));
