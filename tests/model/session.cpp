@@ -185,8 +185,8 @@ private:
         const INT64 nMsec = nByte < 120 ? static_cast<INT64>(nByte) : nByte < 220 ? nLimit : nByte < 235 ? -nLimit : 0;
         const bool bFar = g_Clock.nSec < START_SEC - 1'000'000 || g_Clock.nSec > START_SEC + 1'000'000;
         if (nByte < 2) {
-            const Wide nSec = Mostly<INT64>({0, -1, 9'223'372'036'854, 67'768'036'191'676'799, GREATEST, LEAST}, 128);
-            SetClock(nSec * NSEC_PER_SEC + Mostly<UINT>({0, 999'999'999}, 128) % NSEC_PER_SEC);
+            const Wide nSec = Mostly<INT64>({0, -1, 9'223'372'036'854, 67'768'036'191'676'799, GREATEST, LEAST}, 64);
+            SetClock(nSec * NSEC_PER_SEC + Mostly<UINT>({999'999'999}, 64) % NSEC_PER_SEC);
         } else if (nByte == 2 || (bFar && OneIn(4))) {
             SetClock(START_SEC * NSEC_PER_SEC);
         } else if (!bFar) {
