@@ -25,6 +25,7 @@ Wide SpanBetween(Wide nOne, Wide nOther);
 INT64 MsBetween(Wide nOne, Wide nOther);
 INT64 TicksOf(Wide nSpan);
 
+// A tick of 90 kHz is taken as 11.111111 us.
 constexpr UINT64 PSEC_PER_TICK = 11'111'111;
 
 struct PictureRate {

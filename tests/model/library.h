@@ -113,6 +113,7 @@ private:
         int nRecord;
         Record Stamp;
     };
+    // What is known of an input's time; at first, and when a source is given up, nothing.
     struct Condition {
         bool bAlive = false;
         bool bDiscontinuity = true;

@@ -142,10 +142,10 @@ void Library::UseTimecodeSource(Picture &Pic) {
     Pic.Given.Timecode = Vitc;
 }
 
-// The last timecode goes on by the distance of the pictures.
+// The last timecode goes on by the distance of the pictures. Nanoseconds beyond 64 bits are lost.
 Wide Library::CarryTimecode(Picture &Pic) {
     Input &In = Pic.In;
-    const Wide nMoved = PTSGap(In.LastTimecode.nPTS, Pic.Asked.nPTS) * PSEC_PER_TICK / 1000; // 64 bits count it
+    const Wide nMoved = PTSGap(In.LastTimecode.nPTS, Pic.Asked.nPTS) * PSEC_PER_TICK / 1000;
     SayAtMost(6, In.Failed, 4);
     vitc_t Vitc = In.LastTimecode.Payload.Timecode();
     if (IsUsable(Pic.Asked.nRate)) {
