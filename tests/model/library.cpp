@@ -163,8 +163,8 @@ std::optional<size_t> Library::Nearest(const Input &In, int enSource, UINT64 nPT
     return nBest;
 }
 
-// The record at the cursor or else the nearest, when it is near enough to serve. Near or not, the cursor moves on to the
-// next newer record of the source. Of a timecode that is too far it says so.
+// The record at the cursor or else the nearest, when it is near enough to serve. Near or not, the cursor moves on to
+// the next newer record of the source. Of a timecode that is too far it says so.
 std::optional<Record> Library::Match(Picture &Pic) {
     const std::deque<Slot> &Queue = Pic.In.Queue;
     const UINT64 nPTS = Pic.Asked.nPTS;

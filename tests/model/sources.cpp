@@ -142,7 +142,7 @@ void Library::UseTimecodeSource(Picture &Pic) {
     Pic.Given.Timecode = Vitc;
 }
 
-// The last timecode goes on by the distance of the pictures. Nanoseconds beyond 64 bits are lost.
+// The last timecode goes on by the distance of the pictures. The product is one of 64 bits.
 Wide Library::CarryTimecode(Picture &Pic) {
     Input &In = Pic.In;
     const Wide nMoved = PTSGap(In.LastTimecode.nPTS, Pic.Asked.nPTS) * PSEC_PER_TICK / 1000;
