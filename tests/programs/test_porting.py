@@ -1,11 +1,13 @@
 """Puts a platform's own services beneath the installed library, in each of the three ways that docs/porting.md names."""
 
+import os
 import re
+import shutil
 import subprocess
 import sys
 
 import pytest
-from conftest import README_ANSWER, README_PROGRAM, SOURCE, pkg_config
+from conftest import README_ANSWER, README_PROGRAM, SOURCE, install, pkg_config
 from running import tool
 
 STARTED = "Identified MISP revision as:"  # the first message of every start
@@ -50,6 +52,26 @@ def test_library_in_the_search_path_and_preloaded_object(compiled, build, librar
     assert services_of(program, LD_LIBRARY_PATH=libraries) is None
     assert services_of(program, LD_LIBRARY_PATH=f"{others}:{libraries}") == "timecode"
     assert services_of(program, LD_LIBRARY_PATH=libraries, LD_PRELOAD=preloaded) == "mine"
+
+
+def test_library_in_the_search_path_of_the_system(build, folder):
+    """As on a board: installed in a root folder of its own, with a folder before the system's in ld.so.conf."""
+    install(build, "--prefix", "/usr", DESTDIR=folder)
+    installed = next(folder.rglob("libtimecode.so")).parent
+    others = folder / "opt"
+    shutil.copytree(build / "lib/syslog", others)
+    (folder / "smallest.c").write_text(README_PROGRAM)
+    tool("gcc", "smallest.c", f"-I{folder}/usr/include/timecode", f"-L{installed}", "-ltimecode",
+         f"-Wl,-rpath-link,{installed}", "-o", "smallest")
+    for file in re.findall(r"(/\S+) \(", tool("ldd", "smallest", others / "libtimecode_support.so.1")):
+        (folder / file[1:]).parent.mkdir(parents=True, exist_ok=True)
+        shutil.copy(file, folder / file[1:])
+    (folder / "etc").mkdir()
+    as_root = [] if os.geteuid() == 0 else ["unshare", "-r"]
+    for folders, theirs in ("", None), ("/opt\n", "timecode"):
+        (folder / "etc/ld.so.conf").write_text(f"{folders}/{installed.relative_to(folder)}\n")
+        subprocess.run([*as_root, "/sbin/ldconfig", "-r", folder], check=True)
+        assert services_of([*as_root, "/usr/sbin/chroot", folder, "/smallest"]) == theirs
 
 
 def check_names(*programs):

@@ -205,7 +205,7 @@ def test_a_video_without_time_stamps_has_none(stamp_report):
     ([], "INPUT"),
     (["in.ts", "--plot", "plot.jpg"], ".png or .svg"),
     (["in.ts", "--csv", "in.ts"], "is an input"),
-    (["in.ts", "--json", "-", "--csv", "-"], "both"),
+    (["in.ts", "--json", "a", "--csv", "./a"], "both"),
     (["in.ts", "--json", "/dev/full"], "cannot write"),
     (["in.ts", "--plot", "no/such/folder.png"], "gnuplot"),
     (["in.ts", "--duration", "x"], "--duration"),
