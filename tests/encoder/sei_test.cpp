@@ -2,11 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "formats/sei_writer.h"
+#include "nal_units.h"
 
 namespace encoder {
 namespace {
-
-using Buffer = std::vector<std::uint8_t>;
 
 constexpr NalFormat ANNEX_B = {};
 constexpr std::int64_t UTC = 1700000000000000;
@@ -18,25 +17,6 @@ Buffer Slice() {
 Buffer StampPayload(std::int64_t llUTC, bool bHevc = false) {
     const auto Payload = BuildStampPayload({0x1F, llUTC}, bHevc);
     return {Payload.begin(), Payload.end()};
-}
-
-Buffer SeiNal(const std::vector<std::pair<std::size_t, Buffer>> &Messages, Buffer Header = {6}) {
-    for (const auto &[nPayloadType, Payload] : Messages)
-        AppendSeiMessage(Header, nPayloadType, Payload);
-    Header.push_back(0x80);
-    return Header;
-}
-
-// An access unit of NAL units behind start codes, or behind lengths of that many bytes.
-Buffer Unit(const std::vector<Buffer> &Nals, int nLengthBytes = 0) {
-    Buffer Whole;
-    for (const Buffer &Nal : Nals) {
-        const Buffer Coded = AddEmulationPrevention(Nal);
-        Whole.resize(Whole.size() + static_cast<std::size_t>(nLengthBytes == 0 ? 4 : nLengthBytes));
-        Whole.back() = static_cast<std::uint8_t>(nLengthBytes == 0 ? 1 : Coded.size());
-        Whole.insert(Whole.end(), Coded.begin(), Coded.end());
-    }
-    return Whole;
 }
 
 TEST(StampSei, ComesBackThroughEmulationPreventionAndEveryNalFormat) {
@@ -118,8 +98,7 @@ struct Headers {
 };
 const Headers FRAMES = {"frames with pic_struct", {0x67, 0x64, 0x00, 0x09, 0xAC, 0xB4, 0x21, 0x36, 0x02, 0x20, 0x00,
                                                    0x00, 0x00, 0x20, 0x00, 0x00, 0x06, 0x43, 0xE2, 0x44, 0xD4}};
-const Headers BARE = {"no pic_struct", {0x67, 0x64, 0x00, 0x09, 0xAC, 0xB4, 0x21, 0x36, 0x02, 0x20, 0x00,
-                                        0x00, 0x00, 0x20, 0x00, 0x00, 0x06, 0x51, 0xE2, 0x44, 0xD4}};
+const Headers BARE = {"no pic_struct", SPS_NO_PIC_STRUCT};
 const Headers FIELDS = {"fields, delays",
                         {0x67, 0x64, 0x00, 0x15, 0xAC, 0xE8, 0x44, 0xD8, 0x08, 0x80, 0x00, 0x00, 0x00, 0x80, 0x00,
                          0x00, 0x19, 0x30, 0x10, 0x03, 0x0D, 0x00, 0x0C, 0x35, 0x49, 0x84, 0x01, 0xF1, 0x42, 0xAA},
