@@ -45,7 +45,7 @@ Ends Terminal() {
     return {nMaster, open(ptsname(nMaster), O_RDWR | O_NOCTTY)};
 }
 
-Ends TerminalThatStopsTheBackground() {
+Ends TostopTerminal() {
     const Ends Made = Terminal();
     termios Modes{};
     tcgetattr(Made.nWrite, &Modes);
@@ -81,51 +81,40 @@ enum class Pass { All, Some, None };
 struct Kind {
     const char *szName;
     Ends (*pMake)();
-    Pass enPass;
-    int nThreads = 4;
-    bool bOtherOwner = false;  // the writer may not open it
-    bool bControlling = false; // it is the writer's controlling terminal
+    Pass enPass = Pass::Some;
+    bool bOtherOwner = false;   // the writer may not open it
+    bool bControlling = false;  // it is the writer's controlling terminal
+    bool bInBackground = false; // of its controlling terminal
     bool bFirstThreadHasEnded = false;
-    bool bInBackground = false; // of the controlling terminal
 
     friend std::ostream &operator<<(std::ostream &Out, const Kind &Told) { return Out << Told.szName; }
 };
 
-// Terminals with one writer: only where nobody writes meanwhile is a message that is cut short ended for certain.
-// Closed with one, too: a file that another thread opens (a sanitizer's pipe, say) would become standard error.
 const Kind KINDS[] = {
     {.szName = "File", .pMake = File, .enPass = Pass::All},
     {.szName = "FileOfAnotherOwner", .pMake = File, .enPass = Pass::All, .bOtherOwner = true},
-    {.szName = "Pipe", .pMake = Pipe, .enPass = Pass::Some},
-    {.szName = "PipeOfAnotherOwner", .pMake = Pipe, .enPass = Pass::Some, .bOtherOwner = true},
-    {.szName = "PacketSocket", .pMake = Socket<SOCK_SEQPACKET>, .enPass = Pass::Some},
-    {.szName = "SocketOfAnotherOwner", .pMake = Socket<SOCK_STREAM>, .enPass = Pass::Some, .bOtherOwner = true},
-    {.szName = "Terminal", .pMake = Terminal, .enPass = Pass::Some, .nThreads = 1},
-    {.szName = "TerminalWithoutFirstThread",
-     .pMake = Terminal,
-     .enPass = Pass::Some,
-     .nThreads = 1,
-     .bFirstThreadHasEnded = true},
+    {.szName = "Pipe", .pMake = Pipe},
+    {.szName = "PipeOfAnotherOwner", .pMake = Pipe, .bOtherOwner = true},
+    {.szName = "PacketSocket", .pMake = Socket<SOCK_SEQPACKET>},
+    {.szName = "SocketOfAnotherOwner", .pMake = Socket<SOCK_STREAM>, .bOtherOwner = true},
+    {.szName = "Terminal", .pMake = Terminal},
+    {.szName = "TerminalWithoutFirstThread", .pMake = Terminal, .bFirstThreadHasEnded = true},
     {.szName = "StoppedTerminal", .pMake = StoppedTerminal, .enPass = Pass::None},
     {.szName = "TerminalOfAnotherOwner", .pMake = Terminal, .enPass = Pass::None, .bOtherOwner = true},
-    {.szName = "ControllingTerminalOfAnotherOwner",
-     .pMake = Terminal,
-     .enPass = Pass::Some,
-     .nThreads = 1,
-     .bOtherOwner = true,
-     .bControlling = true},
-    {.szName = "TerminalThatStopsTheBackground",
-     .pMake = TerminalThatStopsTheBackground,
-     .enPass = Pass::Some,
-     .nThreads = 1,
-     .bControlling = true,
-     .bInBackground = true},
+    {.szName = "ControllingTerminalOfAnotherOwner", .pMake = Terminal, .bOtherOwner = true, .bControlling = true},
+    {.szName = "TerminalThatStopsTheBackground", .pMake = TostopTerminal, .bControlling = true, .bInBackground = true},
     {.szName = "MasterOfATerminal", .pMake = Master, .enPass = Pass::None},
     {.szName = "NullDevice", .pMake = Null, .enPass = Pass::All},
     {.szName = "NullDeviceOfAnotherOwner", .pMake = Null, .enPass = Pass::All, .bOtherOwner = true},
     {.szName = "Counter", .pMake = [] { return Ends{.nWrite = eventfd(0, 0)}; }, .enPass = Pass::None},
-    {.szName = "Closed", .pMake = [] { return Ends{}; }, .enPass = Pass::None, .nThreads = 1},
+    {.szName = "Closed", .pMake = [] { return Ends{}; }, .enPass = Pass::None},
 };
+
+// A terminal has one: only where nobody writes meanwhile is a message that is cut short ended for certain. What is
+// closed has one, too: a file that another thread opens (a sanitizer's pipe, say) would become standard error.
+int WritersToStandardError() {
+    return isatty(STDERR_FILENO) == 1 || fcntl(STDERR_FILENO, F_GETFD) < 0 ? 1 : 4;
+}
 
 std::string ReadAll(int nFile) {
     std::string szAll;
@@ -173,8 +162,9 @@ void PrintFrom(HDBG hDbg, int nFirst, int nStep) {
     HDBG hDbg = nullptr;
     _DoDbgInit("M", &hDbg);
     std::vector<std::jthread> Threads;
-    for (int nThread = 0; nThread < Of.nThreads; ++nThread)
-        Threads.emplace_back(PrintFrom, hDbg, nThread, Of.nThreads);
+    const int nThreads = WritersToStandardError();
+    for (int nThread = 0; nThread < nThreads; ++nThread)
+        Threads.emplace_back(PrintFrom, hDbg, nThread, nThreads);
     Threads.clear();
     std::string szPassed = ReadAll(nReader);
     _DoDbgPrintEx(hDbg, 3, "F", "f.cpp", 1, "last.");
