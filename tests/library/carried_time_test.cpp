@@ -7,62 +7,44 @@ class CarriedTime : public LibraryTest {};
 
 struct Picture {
     const char *szRule;
-    bool bStamped = false; // a time stamp of the picture comes just before it
-    INT64 nMs = 0;         // of the clock, from noon
+    INT64 nMs = 0; // of the clock, from noon
     UINT64 nPTS = 9000;
-    INT64 llUsec = 0; // its time from noon
-    vitc_t Label = Timecode(12, 0, 0, 0);
     std::optional<UINT64> nTimePTS{}; // the PTS of its time, where that is another
+    int nFrame = 0;                   // its time: frames of 40 ms from noon
     int nStatus = 0x1F;
 };
 
+// A time stamp of noon for PTS 9000, and pictures, of which only the first has a time stamp.
 void Play(int enSource, const std::vector<Picture> &Pictures) {
-    for (const Picture &Each : Pictures) {
-        SetClockMs(Each.nMs);
-        if (Each.bStamped)
-            Queue({.enSource = enSource, .nPTS = Each.nPTS, .Label = Each.Label});
-        const Time Wanted{Each.llUsec, Each.nStatus, Each.nTimePTS.value_or(Each.nPTS), enSource, Each.Label};
-        EXPECT_EQ(Ask({.enSource = enSource, .nPTS = Each.nPTS}).Time(), Wanted) << Each.szRule;
+    Queue({.enSource = enSource, .nPTS = 9000});
+    for (const auto &[szRule, nMs, nPTS, nTimePTS, nFrame, nStatus] : Pictures) {
+        SetClockMs(nMs);
+        const Time Wanted{nFrame * INT64{40'000}, nStatus, nTimePTS.value_or(nPTS), enSource,
+                          Timecode(12, 0, 0, nFrame)};
+        EXPECT_EQ(Ask({.enSource = enSource, .nPTS = nPTS}).Time(), Wanted) << szRule;
     }
 }
 
 TEST_F(CarriedTime, OfHighPrecisionGoesOnByTheClock) {
-    const vitc_t FRAME_1 = Timecode(12, 0, 0, 1), FRAME_2 = Timecode(12, 0, 0, 2), FRAME_3 = Timecode(12, 0, 0, 3);
-    Play(HIGH_PRECISION,
-         {{.szRule = "a time stamp of the picture is its time", .bStamped = true},
-          {.szRule = "40 ms of silence add 40 ms", .nMs = 40, .nPTS = 12'600, .llUsec = 40'000, .Label = FRAME_1},
-          {.szRule = "the next counts from there", .nMs = 80, .nPTS = 16'200, .llUsec = 80'000, .Label = FRAME_2},
-          {.szRule = "40 ms back add as much", .nMs = 40, .nPTS = 19'800, .llUsec = 120'000, .Label = FRAME_3},
-          {.szRule = "a clock at rest adds nothing", .nMs = 40, .nPTS = 23'400, .llUsec = 120'000, .Label = FRAME_3}});
+    Play(HIGH_PRECISION, {{.szRule = "a time stamp of the picture is its time"},
+                          {.szRule = "40 ms of silence add 40 ms", .nMs = 40, .nPTS = 12'600, .nFrame = 1},
+                          {.szRule = "the next counts from there", .nMs = 80, .nPTS = 16'200, .nFrame = 2},
+                          {.szRule = "40 ms back add as much", .nMs = 40, .nPTS = 19'800, .nFrame = 3},
+                          {.szRule = "a clock at rest adds nothing", .nMs = 40, .nPTS = 23'400, .nFrame = 3}});
 }
 
+// 40 ms are 3600 ticks, whatever the PTS of the silent picture.
 TEST_F(CarriedTime, OfLocalSetsAdvancesTheirPTS) {
-    Play(LOCAL_SET, {{.szRule = "a time stamp of the picture is its time", .bStamped = true},
-                     {.szRule = "40 ms are 3600 ticks, whatever the picture's PTS",
-                      .nMs = 40,
-                      .nPTS = 500'000,
-                      .llUsec = 40'000,
-                      .Label = Timecode(12, 0, 0, 1),
-                      .nTimePTS = 12'600}});
+    Play(LOCAL_SET, {{.szRule = "a time stamp of the picture is its time"},
+                     {.szRule = "3600 ticks on", .nMs = 40, .nPTS = 500'000, .nTimePTS = 12'600, .nFrame = 1}});
 }
 
+// The clock stands still. The UTC follows that of the start-up: the first is a discontinuity, but did not go back.
 TEST_F(CarriedTime, OfTimecodeGoesOnByThePTS) {
-    Play(TIMECODE, {{.szRule = "its UTC is that of the start-up: the first is a discontinuity, but did not go back",
-                     .bStamped = true,
-                     .nTimePTS = 0,
-                     .nStatus = 0xDF},
-                    {.szRule = "3600 ticks add a frame at 25 Hz while the clock stands still",
-                     .nPTS = 12'600,
-                     .llUsec = 40'000,
-                     .Label = Timecode(12, 0, 0, 1),
-                     .nTimePTS = 3600,
-                     .nStatus = 0x9F},
-                    {.szRule = "the next silent picture counts from there",
-                     .nPTS = 16'200,
-                     .llUsec = 80'000,
-                     .Label = Timecode(12, 0, 0, 2),
-                     .nTimePTS = 7200,
-                     .nStatus = 0x9F}});
+    Play(TIMECODE,
+         {{.szRule = "the first", .nTimePTS = 0, .nStatus = 0xDF},
+          {.szRule = "3600 ticks are a frame", .nPTS = 12'600, .nTimePTS = 3600, .nFrame = 1, .nStatus = 0x9F},
+          {.szRule = "the next counts from there", .nPTS = 16'200, .nTimePTS = 7200, .nFrame = 2, .nStatus = 0x9F}});
 }
 
 // Bit 7: not locked to the reference; bit 6: discontinuity; bit 5: backwards; bits 4 to 0 are set.

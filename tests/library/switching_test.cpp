@@ -6,6 +6,7 @@ namespace {
 class Switching : public LibraryTest {};
 
 constexpr UINT64 FIRST_PTS = 900'000;
+constexpr int BEST = HIGH_PRECISION;
 
 struct Picture {
     const char *szRule;
@@ -33,10 +34,10 @@ void PlayBothWays(int enConfigured, const std::vector<Picture> &Pictures) {
 }
 
 TEST_F(Switching, FailsOverAfterMoreThan5000Ms) {
-    PlayBothWays(HIGH_PRECISION,
-                 {{.szRule = "the first choice counts", .enInUse = HIGH_PRECISION, .enGiven = HIGH_PRECISION},
-                  {.szRule = "a good time stamp", .nMs = 3000, .enInUse = HIGH_PRECISION, .enGiven = HIGH_PRECISION},
-                  {.szRule = "5000 ms after it is not too long yet", .nMs = 8000, .enInUse = HIGH_PRECISION},
+    PlayBothWays(BEST,
+                 {{.szRule = "the first choice counts", .enInUse = BEST, .enGiven = BEST},
+                  {.szRule = "a good time stamp", .nMs = 3000, .enInUse = BEST, .enGiven = BEST},
+                  {.szRule = "5000 ms after it is not too long yet", .nMs = 8000, .enInUse = BEST},
                   {.szRule = "5001 ms is, and counts twice", .nMs = 8001, .enInUse = TIMECODE, .nSwitches = 3},
                   {.szRule = "timecode has 5000 ms of its own", .nMs = 13'001, .enInUse = TIMECODE, .nSwitches = 3},
                   {.szRule = "then local sets are next", .nMs = 13'002, .enInUse = LOCAL_SET, .nSwitches = 5},
@@ -47,14 +48,10 @@ TEST_F(Switching, FailsOverAfterMoreThan5000Ms) {
 
 TEST_F(Switching, RecoversAfterMoreThan750Ms) {
     PlayBothWays(SYSTEM_CLOCK,
-                 {{.szRule = "first seen", .nMs = 1000, .enInUse = SYSTEM_CLOCK, .enGiven = HIGH_PRECISION},
+                 {{.szRule = "first seen", .nMs = 1000, .enInUse = SYSTEM_CLOCK, .enGiven = BEST},
                   {.szRule = "a gap does not matter", .nMs = 1300, .enInUse = SYSTEM_CLOCK},
-                  {.szRule = "750 ms is too short", .nMs = 1750, .enInUse = SYSTEM_CLOCK, .enGiven = HIGH_PRECISION},
-                  {.szRule = "751 ms is not",
-                   .nMs = 1751,
-                   .enInUse = HIGH_PRECISION,
-                   .nSwitches = 2,
-                   .enGiven = HIGH_PRECISION}});
+                  {.szRule = "750 ms is too short", .nMs = 1750, .enInUse = SYSTEM_CLOCK, .enGiven = BEST},
+                  {.szRule = "751 ms is not", .nMs = 1751, .enInUse = BEST, .nSwitches = 2, .enGiven = BEST}});
 }
 
 // Under MISP_PROFILE_2016_2 the source in use is that of the last success, for 750 ms of PTS.
