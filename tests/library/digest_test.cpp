@@ -3,17 +3,15 @@
 
 namespace {
 
-class Digest : public LibraryTest {
-protected:
-    UINT64 m_nDigest = 0;
-    void Begin() { m_nDigest = 0xCBF29CE484222325; }
-    template <class T>
-    void Add(const T &Value) { // FNV-1a
-        for (size_t nByte = 0; nByte < sizeof Value; ++nByte)
-            m_nDigest = (m_nDigest ^ reinterpret_cast<const unsigned char *>(&Value)[nByte]) * 0x100000001B3;
-    }
-};
+class Digest : public LibraryTest {};
 
+template <class T>
+void Add(UINT64 &nDigest, const T &Value) { // FNV-1a
+    for (size_t nByte = 0; nByte < sizeof Value; ++nByte)
+        nDigest = (nDigest ^ reinterpret_cast<const unsigned char *>(&Value)[nByte]) * 0x100000001B3;
+}
+
+constexpr UINT64 EMPTY = 0xCBF29CE484222325;
 constexpr struct {
     int nRate, nCode;
     UINT64 nToTimecode, nToUtc; // digests
@@ -34,27 +32,27 @@ TEST_F(Digest, ADayOfUtcGivesTheSameTimecodeOnEveryMachine) {
     constexpr INT64 DAY_USEC = 86'400'000'000;
     constexpr INT64 STEP_USEC = 99'991; // prime: the fractions of a second come all over it
     for (const auto &Row : ROWS) {
-        Begin();
+        UINT64 nDigest = EMPTY;
         for (INT64 llUTC = 0; llUTC < DAY_USEC; llUTC += STEP_USEC) {
             vitc_t Vitc{};
             INT64 llTime = NoonUsec() + llUTC;
             TimeCode_UTCToSMPTE12M(&llTime, Row.nRate, static_cast<ULONG>(Row.nCode), &Vitc);
-            Add(Vitc);
+            Add(nDigest, Vitc);
         }
-        EXPECT_EQ(m_nDigest, Row.nToTimecode) << Row.nRate << " at code " << Row.nCode;
+        EXPECT_EQ(nDigest, Row.nToTimecode) << Row.nRate << " at code " << Row.nCode;
     }
 }
 
 TEST_F(Digest, EveryFrameGivesTheSameUtcOnEveryMachine) {
     for (const auto &Row : ROWS) {
-        Begin();
+        UINT64 nDigest = EMPTY;
         for (int nFrame = 0; nFrame < std::min(Row.nRate, 100); ++nFrame) {
             const UINT64 nPTS = 9000 + static_cast<UINT64>(nFrame) * 3600;
             Queue({.enSource = TIMECODE, .nPTS = nPTS, .Label = Timecode(12, 0, 0, nFrame)});
             const Request Asked{.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPTS = nPTS};
-            Add(Ask(Asked).Time()->llUsec);
+            Add(nDigest, Ask(Asked).Time()->llUsec);
         }
-        EXPECT_EQ(m_nDigest, Row.nToUtc) << Row.nRate << " at code " << Row.nCode;
+        EXPECT_EQ(nDigest, Row.nToUtc) << Row.nRate << " at code " << Row.nCode;
     }
 }
 

