@@ -55,16 +55,5 @@ TEST(SystemBase, ForgetsTheBacklogOfALiveInputWithoutRunningBackwards) {
     }
 }
 
-TEST(SystemBase, FollowsForADayWithoutALeap) {
-    SystemBase Base(true);
-    for (UINT64 nPicture = 0; nPicture < UINT64_C(30) * 86400; nPicture += 450) { // every 15 s, over the wrap
-        const INT64 llRead = UTC + static_cast<INT64>(nPicture) * 1'000'000 / 30;
-        Base.Renew(nPicture * 3000 % WRAP, llRead);
-        const INT64 llAge = CalcPTSDiff(Base.PTS(), nPicture * 3000 % WRAP);
-        ASSERT_TRUE(llAge >= 0 && llAge <= static_cast<INT64>(MINUTE_TICKS)) << nPicture;
-        ASSERT_EQ(Base.UTC() + llAge * 100 / 9, llRead) << nPicture;
-    }
-}
-
 } // namespace
 } // namespace encoder

@@ -60,9 +60,7 @@ void Retrieve(int nInput, std::latch &Start) {
         const bool bKeepsCursor = nInput % 2 == 0;
         const BOOL bSwitch = !bKeepsCursor && nPTS % 400 == 150 ? TRUE : FALSE;
         const int enSource = bKeepsCursor ? nInput + 1 : static_cast<int>(nPTS / 200 % 5);
-        const Answer Got =
-            Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nRate = 30, .nCode = 29000, .nPTS = nPTS},
-                pCursor);
+        const Answer Got = Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nPTS = nPTS}, pCursor);
         const model::Record Used = Got.bResult ? model::RecordOf(*Got.Utc) : model::Record{};
         const bool bQueued = Used.enSource % 2 == 1 && (Used.Payload.Status() & 0x7F) != 0x1F;
         EXPECT_TRUE(!bQueued || Used.Payload.Utc() == UtcOf(nInput, Used.enSource, Used.nPTS));
@@ -84,8 +82,7 @@ void Disturb(std::latch &Start) {
             Timecode_ResetStats(nInput);
         if (nRound % 64 < NUM_VIDEO_INPUTS)
             Timecode_Flush(nInput);
-        EXPECT_EQ(AskSystem({.nRate = 30, .nCode = 29000, .nPTS = 90'000, .llBaseUTC = NoonUsec()}).Label,
-                  Timecode(12, 0, 0, 29));
+        EXPECT_EQ(AskSystem({.nPTS = 90'000, .llBaseUTC = NoonUsec()}).Label, Timecode(12, 0, 0, 24));
     }
 }
 

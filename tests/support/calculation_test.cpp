@@ -71,30 +71,27 @@ TEST(Clock, ConvertsEveryInstantBothWays) {
     }
 }
 
-TEST(Clock, RefusesFieldsThatNameNoInstantAndLeavesTheOutput) {
-    using Date = date_time_t;
-    const struct {
-        int &(*fnField)(Date &);
-        std::vector<int> Refused;
-        Date Of = {2100, 2, 28, 0, 0, 0, 0};
-    } ROWS[] = {{.fnField = [](Date &Of) -> int & { return Of.year; }, .Refused = {INT32_MAX, INT32_MIN, -290308}},
-                {.fnField = [](Date &Of) -> int & { return Of.month; }, .Refused = {0, 13, 257}},
-                {.fnField = [](Date &Of) -> int & { return Of.dayOfMonth; }, .Refused = {0, 29, 257}},
-                {.fnField = [](Date &Of) -> int & { return Of.hour; }, .Refused = {-1, 24}},
-                {.fnField = [](Date &Of) -> int & { return Of.min; }, .Refused = {-1, 60}},
-                {.fnField = [](Date &Of) -> int & { return Of.sec; }, .Refused = {-1, 60}},
-                {.fnField = [](Date &Of) -> int & { return Of.microsec; }, .Refused = {-1, 1'000'000}},
-                {.fnField = [](Date &Of) -> int & { return Of.microsec; },
-                 .Refused = {775'808},
-                 .Of = {294247, 1, 10, 4, 0, 54, 775'807}}};
-    for (const auto &Row : ROWS)
-        for (const int nValue : Row.Refused) {
-            Date Given = Row.Of;
-            Row.fnField(Given) = nValue;
+TEST(Clock, RefusesAFieldThatNamesNoInstantAndLeavesTheOutput) {
+    date_time_t Date = {2100, 2, 28, 0, 0, 0, 0};
+    const auto ExpectRefused = [&Date](int &nField, const std::vector<int> &Values) {
+        const int nGood = nField;
+        for (const int nValue : Values) {
+            nField = nValue;
             INT64 llUTC = 42;
-            EXPECT_EQ(ClockCvtDateTime2Utc(&Given, &llUTC), CLOCK_ERROR_FIELD_RANGE) << "row " << &Row - ROWS;
+            EXPECT_EQ(ClockCvtDateTime2Utc(&Date, &llUTC), CLOCK_ERROR_FIELD_RANGE) << nValue;
             EXPECT_EQ(llUTC, 42) << nValue;
         }
+        nField = nGood;
+    };
+    ExpectRefused(Date.year, {INT32_MAX, INT32_MIN, -290308});
+    ExpectRefused(Date.month, {0, 13, 257});
+    ExpectRefused(Date.dayOfMonth, {0, 29, 257});
+    ExpectRefused(Date.hour, {-1, 24});
+    ExpectRefused(Date.min, {-1, 60});
+    ExpectRefused(Date.sec, {-1, 60});
+    ExpectRefused(Date.microsec, {-1, 1'000'000});
+    Date = {294247, 1, 10, 4, 0, 54, 775'807};
+    ExpectRefused(Date.microsec, {775'808});
 }
 
 TEST(Clock, NowIsMicrosecondsOrMinusOne) {

@@ -36,11 +36,6 @@ protected:
     void Print(const std::string &szText) const {
         _DoDbgPrintEx(m_hDbg, 4, "Function", "/a/file.cpp", 12, "%s", szText.c_str());
     }
-    void PrintWith(Writes enWrites, const std::string &szText) const {
-        g_enWrites = enWrites;
-        Print(szText);
-        g_enWrites = Writes::AsAsked;
-    }
     static void NameTheJournal() {
         struct stat Status {};
         fstat(STDERR_FILENO, &Status);
@@ -81,8 +76,11 @@ TEST_F(Trace, AReportIsOneMessage) {
 
 TEST_F(Trace, AMessageThatIsCutShortIsEndedAndCounted) {
     m_Error.Replace(Channel::Pipe);
-    PrintWith(Writes::Nothing, "not written at all");
-    PrintWith(Writes::ByteByByte, "one byte of it is");
+    g_enWrites = Writes::Nothing;
+    Print("not written at all");
+    g_enWrites = Writes::ByteByByte;
+    Print("one byte of it is");
+    g_enWrites = Writes::AsAsked;
     Print("next");
     Print("after");
     EXPECT_THAT(m_Error.Read(), MatchesRegex("2\n2[^\n]* [(]2 messages lost[)] next\n2[^\n]*:12: after\n"));

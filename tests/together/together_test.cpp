@@ -16,14 +16,18 @@ using interpose::DumpedThreads;
 
 namespace {
 
-// Where a thread that has one is held up inside the library: it arrives there and goes on when the test does.
+// Where a thread is seen: it arrives there, and goes on when the test does.
+void StayAt(std::barrier<> &Seen) {
+    Seen.arrive_and_wait();
+    Seen.arrive_and_wait();
+}
+
+// Holds up a thread that has one inside the library.
 thread_local std::barrier<> *g_pHoldUp = nullptr;
 
 void HoldUp() {
-    if (std::barrier<> *const pHoldUp = std::exchange(g_pHoldUp, nullptr)) {
-        pHoldUp->arrive_and_wait();
-        pHoldUp->arrive_and_wait();
-    }
+    if (std::barrier<> *const pHoldUp = std::exchange(g_pHoldUp, nullptr))
+        StayAt(*pHoldUp);
 }
 
 constexpr UINT64 PTS = 9000;
@@ -88,52 +92,31 @@ TEST_F(Together, AThreadCancelledInAMessageLeavesNoLockBehind) {
     }
 }
 
-// Each brings the barrier's first phase to its end where the thread is to be seen.
-void HoldALock(std::barrier<> &Seen) {
-    g_pHoldUp = &Seen;
-    Queue(0);
-}
-
-void WaitForThatLock(std::barrier<> &Seen) {
-    Seen.arrive_and_wait();
-    Queue(0);
-    Seen.arrive_and_wait();
-}
-
-void LeaveTwoLocks(std::barrier<> &Seen) {
-    Queue(1);
-    Queue(1);
-    Seen.arrive_and_wait();
-    Seen.arrive_and_wait();
-}
-
-void LeaveAnInnerLock(std::barrier<> &Seen) {
-    Queue(2);
-    g_pHoldUp = &Seen;
-    Ask(2, TCSOURCE_HIGH_PRECISION_TIMESTAMP);
-}
-
 TEST_F(Together, ADumpTellsWaiterHolderAndThoseThatHaveLeft) {
     const struct {
-        void (*pAct)(std::barrier<> &);
         const char *szShown;
-    } ROWS[] = {{.pAct = HoldALock, .szShown = "Timecode_SetUTC: holds lock ingest.cpp"},
-                {.pAct = WaitForThatLock, .szShown = "Timecode_SetUTC: waits for lock ingest.cpp"},
-                {.pAct = LeaveTwoLocks, .szShown = "Timecode_SetUTC: has unlocked ingest.cpp"},
-                {.pAct = LeaveAnInnerLock, .szShown = "AnswerUnderLock: holds lock profile62.cpp"}};
+        void (*pAct)(std::barrier<> &); // ends the barrier's first phase where the thread is to be seen
+    } ROWS[] = {
+        {.szShown = "Timecode_SetUTC: holds lock ingest.cpp",
+         .pAct = [](std::barrier<> &Seen) { g_pHoldUp = &Seen, Queue(0); }},
+        {.szShown = "Timecode_SetUTC: waits for lock ingest.cpp",
+         .pAct = [](std::barrier<> &Seen) { Seen.arrive_and_wait(), Queue(0), Seen.arrive_and_wait(); }},
+        {.szShown = "Timecode_SetUTC: has unlocked ingest.cpp",
+         .pAct = [](std::barrier<> &Seen) { Queue(1), Queue(1), StayAt(Seen); }},
+        {.szShown = "AnswerUnderLock: holds lock profile62.cpp",
+         .pAct = [](std::barrier<> &Seen) { Queue(2), g_pHoldUp = &Seen, Ask(2, TCSOURCE_HIGH_PRECISION_TIMESTAMP); }},
+    };
     ThreadState_Enable(TRUE);
     std::deque<std::barrier<>> Barriers;
     std::vector<std::jthread> Threads;
     std::vector<std::string> Expected;
     for (const auto &Row : ROWS) {
-        std::atomic<pid_t> nThread = 0;
+        pid_t nThread = 0;
         std::barrier<> &Seen = Barriers.emplace_back(2);
         Threads.emplace_back([&nThread, &Row, &Seen] {
             nThread = gettid();
-            nThread.notify_one();
             Row.pAct(Seen);
         });
-        nThread.wait(0);
         Seen.arrive_and_wait();
         Expected.push_back("thread " + std::to_string(nThread) + " " + Row.szShown);
     }
