@@ -7,12 +7,9 @@
 namespace encoder {
 namespace {
 
-constexpr NalFormat ANNEX_B = {};
 constexpr std::int64_t UTC = 1700000000000000;
 
-Buffer Slice() {
-    return {0x41, 0x9A, 0, 0, 1, 0x55};
-}
+const Buffer SLICE = {0x41, 0x9A, 0, 0, 1, 0x55};
 
 Buffer StampPayload(std::int64_t llUTC, bool bHevc = false) {
     const auto Payload = BuildStampPayload({0x1F, llUTC}, bHevc);
@@ -59,7 +56,7 @@ TEST(StampSei, NoTimeIsReadFromWhatIsCutShort) {
         const auto enExpected = nSize < STAMP_ID_SIZE ? ReadResult::NotOurs : ReadResult::Broken;
         EXPECT_EQ(ReadStampPayload(Bytes(Payload).first(nSize), false).enResult, enExpected) << nSize;
         // In the message, whose three bytes go before, its size still tells of the bytes that are missing.
-        const auto Read = ReadStamps(Unit({Buffer(Nal.begin(), Nal.begin() + 3 + static_cast<int>(nSize))}), ANNEX_B);
+        const auto Read = ReadStamps(Unit({Buffer(Nal.begin(), Nal.begin() + 3 + static_cast<int>(nSize))}), {});
         EXPECT_TRUE(Read.Stamps.empty() && Read.Broken.size() == 1) << nSize;
     }
 }
@@ -78,11 +75,9 @@ TEST(StampUserData, IsReadFromAnMpeg2Picture) {
 }
 
 TEST(Nal, LengthsComeFromTheExtradataAndAreChecked) {
-    const Buffer AnnexB = {0, 0, 0, 1, 0x67, 1};
-    const Buffer Avcc = {1, 0x64, 0, 0x1F, 0xFD, 0xE1};
     EXPECT_EQ(NalFormatOf(false, {}).nLengthBytes, 0);
-    EXPECT_EQ(NalFormatOf(false, AnnexB).nLengthBytes, 0);
-    EXPECT_EQ(NalFormatOf(false, Avcc).nLengthBytes, 2);
+    EXPECT_EQ(NalFormatOf(false, Buffer{0, 0, 0, 1, 0x67, 1}).nLengthBytes, 0);
+    EXPECT_EQ(NalFormatOf(false, Buffer{1, 0x64, 0, 0x1F, 0xFD, 0xE1}).nLengthBytes, 2);
     const Buffer TooLong = {0, 2, 0x41, 0x9A, 0, 9, 6, 5, 28};
     NalReader Nals(TooLong, {false, 2});
     EXPECT_TRUE(Nals.Next()->size() == 2 && !Nals.IsBroken());
@@ -121,7 +116,7 @@ TEST(SeiWriter, WritesTheTimecodeAsTheHeadersWantIt) {
     };
     for (const Row &Case : Rows) {
         const Buffer Other = SeiNal({{6, {0x84}}});
-        std::vector<Buffer> Before = {Case.Sets.Sequence, Case.Sets.Picture, Other, Slice()};
+        std::vector<Buffer> Before = {Case.Sets.Sequence, Case.Sets.Picture, Other, SLICE};
         std::vector<Buffer> After = Before;
         if (!Case.Old.empty())
             Before.insert(Before.begin() + 2, SeiNal({{1, Case.Old}}));
@@ -147,8 +142,8 @@ TEST(SeiWriter, ReplacesItsOwnKindsAndKeepsAllElse) {
         Buffer Timecode;
         unsigned nDropped = 2;
     } const Rows[] = {
-        {false, Slice(), {6}, 1, {0x09, 0x25, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}},
-        {false, Slice(), {6}, 1, {0x09, 0x35, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}, 4}, // no type has four
+        {false, SLICE, {6}, 1, {0x09, 0x25, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}},
+        {false, SLICE, {6}, 1, {0x09, 0x35, 0x02, 0x00, 0x10, 0x00, 0x00, 0x00, 0x40}, 4}, // no type has four
         {true, HevcSlice, HevcPrefix, 136, {0x62, 0x50, 0x10, 0x00, 0x80, 0x10}},
     };
     for (const Row &Case : Rows) {

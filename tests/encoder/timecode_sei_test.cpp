@@ -8,11 +8,7 @@
 namespace encoder {
 namespace {
 
-// As libx264 writes it with nal-hrd=vbr, pic-struct=1, but for the emulation prevention.
-const Buffer SPS_HRD = {0x67, 0x64, 0x00, 0x14, 0xAC, 0xD9, 0x43, 0x0F, 0xB0, 0x11, 0x00,
-                        0x00, 0x00, 0x01, 0x00, 0x00, 0x00, 0x3C, 0x60, 0x40, 0x00, 0xF4,
-                        0x24, 0x00, 0x1E, 0x84, 0xA4, 0xC3, 0x00, 0xF8, 0xA1, 0x4C, 0xB0};
-// ... with all of the VUI, in 4:2:2, with a constant rate.
+// As libx264 writes it with pic-struct=1, but for the emulation prevention: with all of the VUI and an HRD, in 4:2:2.
 const Buffer SPS_FULL_VUI = {0x67, 0x7A, 0x00, 0x0B, 0xBC, 0xD9, 0x43, 0x0F, 0xB0, 0x1A, 0x90, 0x10,
                              0x10, 0x14, 0x00, 0x00, 0x00, 0x04, 0x00, 0x00, 0x00, 0xF1, 0x81, 0x00,
                              0x07, 0xA1, 0x00, 0x01, 0xE8, 0x4E, 0x6C, 0x30, 0x0F, 0x8A, 0x14, 0xCB};
@@ -40,7 +36,6 @@ TEST(TimecodeSei, LayoutIsReadFromEveryKindOfParameterSet) {
         const Buffer &Sps;
         PicTimingFormat Expected;
     } Rows[] = {
-        {.szCase = "HRD", .Sps = SPS_HRD, .Expected = {true, true, 13, 7, 0, true}},
         {.szCase = "full VUI", .Sps = SPS_FULL_VUI, .Expected = {true, true, 13, 7, 0, true}},
         {.szCase = "interlaced", .Sps = SPS_INTERLACED, .Expected = {.bPicStruct = true, .bFramesOnly = false}},
         {.szCase = "scaling lists", .Sps = SPS_LISTS, .Expected = {.bPicStruct = true}},
@@ -65,7 +60,7 @@ TEST(TimecodeSei, LabelIsFoundBehindWhateverGoesBeforeIt) {
         const char *szLabel = "01:02:03:17"; // empty for none
         const Buffer &Sps = SPS_INTERLACED;
     } Rows[] = {
-        {.szCase = "behind delays", .szBits = DELAYS + "0000 1 000 00000 100" + TIME, .Sps = SPS_HRD},
+        {.szCase = "behind delays", .szBits = DELAYS + "0000 1 000 00000 100" + TIME, .Sps = SPS_FULL_VUI},
         {.szCase = "drop frame", .szBits = "0000 1 001 00100 101" + TIME, .szLabel = "01:02:03;17", .Sps = SPS_LISTS},
         {.szCase = "second field", .szBits = "0011 0 1 010 00000 100" + TIME},
         {.szCase = "part by part", .szBits = "0000 1 000 00000 000 00010001 1 000011 1 000010 1 00001"},
