@@ -119,9 +119,8 @@ int WritersToStandardError() {
 std::string ReadAll(int nFile) {
     std::string szAll;
     char acBytes[4096];
-    if (nFile >= 0)
-        fcntl(nFile, F_SETFL, O_NONBLOCK);
-    for (ssize_t nRead = 0; nFile >= 0 && (nRead = read(nFile, acBytes, sizeof acBytes)) > 0;)
+    fcntl(nFile, F_SETFL, O_NONBLOCK); // fails like the read where there is no file
+    for (ssize_t nRead = 0; (nRead = read(nFile, acBytes, sizeof acBytes)) > 0;)
         szAll.append(acBytes, static_cast<size_t>(nRead));
     return std::regex_replace(szAll, std::regex("\r"), "");
 }

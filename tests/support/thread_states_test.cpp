@@ -38,6 +38,25 @@ protected:
     const std::string m_szHere = "thread " + std::to_string(gettid()) + " Here file.cpp:2\n";
 };
 
+// Threads that keep a position as long as this lives.
+class Others {
+public:
+    explicit Others(int nThreads) : m_Meeting(nThreads + 1) {
+        for (int nThread = 0; nThread < nThreads; ++nThread)
+            m_Threads.emplace_back([this] {
+                __SaveThreadState(nullptr, nullptr, 4);
+                m_Meeting.arrive_and_wait();
+                m_Meeting.arrive_and_wait();
+            });
+        m_Meeting.arrive_and_wait();
+    }
+    ~Others() { m_Meeting.arrive_and_wait(); }
+
+private:
+    std::barrier<> m_Meeting;
+    std::vector<std::jthread> m_Threads;
+};
+
 TEST_F(ThreadStates, AreForgottenWithTheirThread) {
     for (int nThread = 0; nThread < PLACES + 10; ++nThread) {
         std::string szDumped;
@@ -74,20 +93,15 @@ TEST_F(ThreadStates, AreWrittenWholeOrTheDumpFails) {
     EXPECT_EQ(ThreadState_Dump(-1), -1);
 }
 
-TEST_F(ThreadStates, NamesOutliveTheLibraryThatGaveThem) {
+TEST_F(ThreadStates, NamesAreCutAndOutliveTheirLibrary) {
     void *const pUnloaded = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     char *const szFunction = static_cast<char *>(pUnloaded);
-    char *const szFile = szFunction + 100;
-    std::string("Unloaded").copy(szFunction, 99);
-    ("/x/" + LONG).copy(szFile, 1000);
+    char *const szFile = szFunction + 1000;
+    LONG.copy(szFunction, 999);
+    ("/x/" + LONG).copy(szFile, 999);
     __SaveThreadState(szFunction, szFile, 7);
     munmap(pUnloaded, 4096);
-    EXPECT_THAT(DumpedThreads(), EndsWith(" Unloaded " + LONG.substr(0, 39) + ":7\n"));
-}
-
-TEST_F(ThreadStates, LongFunctionNamesAreCut) {
-    __SaveThreadState((LONG + "!").c_str(), "/a/file.cpp", 2);
-    EXPECT_THAT(DumpedThreads(), EndsWith(" " + LONG.substr(0, 79) + " file.cpp:2\n"));
+    EXPECT_THAT(DumpedThreads(), EndsWith(" " + LONG.substr(0, 79) + " " + LONG.substr(0, 39) + ":7\n"));
 }
 
 TEST_F(ThreadStates, AreNotTornWhileTheirThreadMoves) {
@@ -103,29 +117,13 @@ TEST_F(ThreadStates, AreNotTornWhileTheirThreadMoves) {
 }
 
 TEST_F(ThreadStates, BeyondSixtyFourThreadsAreNotRecorded) {
-    constexpr int OTHERS = PLACES + 6;
-    std::barrier AllSaved(OTHERS + 1);
-    std::vector<std::jthread> Threads;
-    for (int nThread = 0; nThread < OTHERS; ++nThread)
-        Threads.emplace_back([&AllSaved] {
-            __SaveThreadState(nullptr, nullptr, 4);
-            AllSaved.arrive_and_wait();
-            AllSaved.arrive_and_wait();
-        });
-    AllSaved.arrive_and_wait();
+    const Others Running(PLACES + 6);
     const interpose::StandardError Dumped(interpose::Channel::Pipe);
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), PLACES);
-    AllSaved.arrive_and_wait();
 }
 
 TEST_F(ThreadStates, OfAForkedChildAreItsOwnThreadOnly) {
-    std::barrier OtherIsThere(2);
-    std::jthread Other([&OtherIsThere] {
-        __SaveThreadState("Other", "b.cpp", 2);
-        OtherIsThere.arrive_and_wait();
-        OtherIsThere.arrive_and_wait();
-    });
-    OtherIsThere.arrive_and_wait();
+    const Others Running(1);
     const interpose::StandardError Dumped(interpose::Channel::Pipe);
     const pid_t nChild = fork();
     if (nChild == 0) {
@@ -138,7 +136,6 @@ TEST_F(ThreadStates, OfAForkedChildAreItsOwnThreadOnly) {
     const std::string szThread = "thread " + std::to_string(nChild);
     EXPECT_EQ(Dumped.Read(), szThread + " Here file.cpp:2\n" + szThread + " Child c.cpp:3\n");
     EXPECT_EQ(ThreadState_Dump(STDERR_FILENO), 2) << "in the parent";
-    OtherIsThere.arrive_and_wait();
 }
 
 } // namespace

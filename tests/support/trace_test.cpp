@@ -137,19 +137,18 @@ TEST_F(Trace, AReaderThatHasGoneAndAClosedFileLoseMessagesOnly) {
 }
 
 TEST_F(Trace, TheEnvironmentSetsTheLevel) {
-    const struct {
-        const char *szLevel;
-        int nLevel;
-    } ROWS[] = {{.szLevel = "0", .nLevel = 0}, {.szLevel = "7", .nLevel = 7}, {.szLevel = "6", .nLevel = 6},
-                {.szLevel = "8", .nLevel = 3}, {.szLevel = "-", .nLevel = 3}, {.szLevel = "66", .nLevel = 3},
-                {.szLevel = "", .nLevel = 3}};
-    for (const auto &Row : ROWS) {
-        setenv("TIMECODE_TRACE_LEVEL", Row.szLevel, 1);
+    const auto LevelBy = [](const char *szLevel) {
+        setenv("TIMECODE_TRACE_LEVEL", szLevel, 1);
         HDBG hDbg = nullptr;
         _DoDbgInit("LEVEL", &hDbg);
-        EXPECT_EQ(hDbg->nMaxLevel, Row.nLevel) << Row.szLevel;
+        const int nLevel = hDbg->nMaxLevel;
         _DoDbgUninitEx(&hDbg, "", "", 0);
-    }
+        return nLevel;
+    };
+    for (const int nLevel : {0, 6, 7})
+        EXPECT_EQ(LevelBy(std::to_string(nLevel).c_str()), nLevel);
+    for (const char *szNone : {"8", "-", "66", ""})
+        EXPECT_EQ(LevelBy(szNone), 3) << szNone;
     EXPECT_EQ(m_hDbg->nMaxLevel, 3) << "another module's";
 }
 

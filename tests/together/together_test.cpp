@@ -59,8 +59,9 @@ private:
 };
 
 struct Cancelled {
+    int nMaxLevel;
     int enSource;
-    std::atomic<bool> bReturned = false;
+    bool bReturned = false;
 };
 
 // The request is pending before the first cancellation point of the call, which lies in a message under the input's
@@ -74,20 +75,15 @@ void *AskAndEnd(void *pCancelled) {
 }
 
 TEST_F(Together, AThreadCancelledInAMessageLeavesNoLockBehind) {
-    const struct {
-        int nMaxLevel;
-        int enSource;
-    } ROWS[] = {{.nMaxLevel = DBG_LEVEL_DEBUG, .enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP},
-                {.nMaxLevel = DBG_LEVEL_ERROR, .enSource = 9}};
-    for (const auto &[nMaxLevel, enSource] : ROWS) {
-        DbgSetMaxLevel(g_hTCLibDbg, nMaxLevel);
-        Cancelled Asked{.enSource = enSource};
+    for (Cancelled Asked : {Cancelled{.nMaxLevel = DBG_LEVEL_DEBUG, .enSource = TCSOURCE_HIGH_PRECISION_TIMESTAMP},
+                            Cancelled{.nMaxLevel = DBG_LEVEL_ERROR, .enSource = 9}}) {
+        DbgSetMaxLevel(g_hTCLibDbg, Asked.nMaxLevel);
         pthread_t Thread{};
         pthread_create(&Thread, nullptr, AskAndEnd, &Asked);
         void *pResult = nullptr;
         pthread_join(Thread, &pResult);
         EXPECT_EQ(pResult, PTHREAD_CANCELED) << "the request was lost";
-        ASSERT_TRUE(Asked.bReturned) << "it ended in the library, at level " << nMaxLevel;
+        ASSERT_TRUE(Asked.bReturned) << "it ended in the library, at level " << Asked.nMaxLevel;
         EXPECT_EQ(Queue(0), TRUE);
     }
 }
