@@ -21,7 +21,7 @@ void Play(int enSource, const std::vector<Picture> &Pictures) {
         SetClockMs(nMs);
         const Time Wanted{nFrame * INT64{40'000}, nStatus, nTimePTS.value_or(nPTS), enSource,
                           Timecode(12, 0, 0, nFrame)};
-        EXPECT_EQ(Ask({.enSource = enSource, .nPTS = nPTS}).Time(), Wanted) << szRule;
+        EXPECT_EQ(TimeOf(Ask({.enSource = enSource, .nPTS = nPTS})), Wanted) << szRule;
     }
 }
 
@@ -69,8 +69,8 @@ TEST_F(CarriedTime, StatusByteOfAUtc) {
         Queue({.nPTS = 9000});
         Ask({.nPTS = 9000});
         Queue({.nPTS = 12'600, .llUsec = Row.llUsec, .nStatus = Row.nReceived});
-        EXPECT_EQ(Ask({.nPTS = 12'600}).Time()->nStatus, Row.nWanted) << Row.szRule;
-        EXPECT_EQ(Ask({.nPTS = 90'000}).Time()->nStatus, Row.nCarried) << Row.szRule;
+        EXPECT_EQ(TimeOf(Ask({.nPTS = 12'600}))->nStatus, Row.nWanted) << Row.szRule;
+        EXPECT_EQ(TimeOf(Ask({.nPTS = 90'000}))->nStatus, Row.nCarried) << Row.szRule;
     }
 }
 

@@ -5,15 +5,6 @@ namespace {
 
 class Conversion : public LibraryTest {};
 
-int FrameOf(INT64 llUsec, int nRate, ULONG nCode) {
-    vitc_t Vitc = Timecode(77, 77, 77, 77);
-    llUsec += NoonUsec();
-    EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUsec, nRate, nCode, &Vitc), TRUE);
-    const int nFrame = Vitc.FrameTens * 10 + Vitc.FrameUnits;
-    EXPECT_EQ(Vitc, Timecode(12, 0, 0, nFrame));
-    return nFrame;
-}
-
 // The frame period: at the 1000/1001 rates in whole ticks of 90 kHz, cut.
 TEST_F(Conversion, UtcBecomesTheFrameOfItsFraction) {
     const struct {
@@ -29,10 +20,13 @@ TEST_F(Conversion, UtcBecomesTheFrameOfItsFraction) {
         {.nRate = 24, .nCode = 23000, .llFirstUsec = 41'700, .szPeriod = "3753 ticks"},
         {.nRate = 30, .nCode = (1ULL << 32) + 29000, .llFirstUsec = 33'334, .szPeriod = "a code has 64 bits"},
     };
-    for (const auto &Row : ROWS) {
-        EXPECT_EQ(FrameOf(Row.llFirstUsec - 1, Row.nRate, Row.nCode), 0) << Row.szPeriod;
-        EXPECT_EQ(FrameOf(Row.llFirstUsec, Row.nRate, Row.nCode), 1) << Row.szPeriod;
-    }
+    for (const auto &Row : ROWS)
+        for (const int nFrame : {0, 1}) {
+            INT64 llUTC = NoonUsec() + Row.llFirstUsec - 1 + nFrame;
+            vitc_t Vitc{};
+            EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUTC, Row.nRate, Row.nCode, &Vitc), TRUE);
+            EXPECT_EQ(Vitc, Timecode(12, 0, 0, nFrame)) << Row.szPeriod;
+        }
 }
 
 // A timecode has no date: it gets that of the local calendar, by the time zone at the start-up. In the east it is
@@ -41,8 +35,7 @@ TEST_F(Conversion, TimecodeGetsTheLocalDateOfNow) {
     setenv("TZ", "EAST-13", 1);
     TimecodeLib_Init(MISP_PROFILE_62);
     Queue({.enSource = TIMECODE, .Label = Timecode(1, 0, 0, 0)});
-    constexpr INT64 HOUR_USEC = 3'600'000'000;
-    EXPECT_EQ(Ask({.enSource = TIMECODE, .nPTS = 9000}).Time()->llUsec, 13 * HOUR_USEC);
+    EXPECT_EQ(TimeOf(Ask({.enSource = TIMECODE, .nPTS = 9000}))->llUsec, 13 * INT64{3'600'000'000});
 }
 
 // A timecode that is silent for so many ticks.
@@ -56,9 +49,7 @@ std::optional<vitc_t> Carried(const vitc_t &Old, UINT64 nTicks, int nRate, int n
 
 // Whole seconds count as they are; the rest makes frames, at least one. No label is dropped.
 TEST_F(Conversion, ElapsedTimeMovesATimecode) {
-    constexpr UINT64 HOUR_AND_MORE = 335'295'004; // 3725.5 s
-    EXPECT_EQ(Carried(Timecode(10, 20, 30, 5), HOUR_AND_MORE, 30, 30000), Timecode(11, 22, 35, 20));
-    EXPECT_EQ(Carried(Timecode(10, 20, 30, 5), HOUR_AND_MORE, 30, 29000), Timecode(11, 22, 35, 19));
+    EXPECT_EQ(Carried(Timecode(10, 20, 30, 5), 335'295'004, 30, 30000), Timecode(11, 22, 35, 20)) << "3725.5 s";
     EXPECT_EQ(Carried(Timecode(10, 20, 30, 29), 900, 30, 30000), Timecode(10, 20, 31, 0)) << "less than a frame";
     EXPECT_EQ(Carried(Timecode(23, 59, 59, 29), 900, 30, 30000), Timecode(0, 0, 0, 0)) << "midnight";
     EXPECT_EQ(Carried(Timecode(0, 1, 59, 29), 3003, 30, 29000), Timecode(0, 2, 0, 0)) << "a label was dropped";

@@ -33,9 +33,8 @@ TEST_F(Digest, ADayOfUtcGivesTheSameTimecodeOnEveryMachine) {
     constexpr INT64 STEP_USEC = 99'991; // prime: the fractions of a second come all over it
     for (const auto &Row : ROWS) {
         UINT64 nDigest = EMPTY;
-        for (INT64 llUTC = 0; llUTC < DAY_USEC; llUTC += STEP_USEC) {
+        for (INT64 llTime = NoonUsec(); llTime < NoonUsec() + DAY_USEC; llTime += STEP_USEC) {
             vitc_t Vitc{};
-            INT64 llTime = NoonUsec() + llUTC;
             TimeCode_UTCToSMPTE12M(&llTime, Row.nRate, static_cast<ULONG>(Row.nCode), &Vitc);
             Add(nDigest, Vitc);
         }
@@ -49,8 +48,8 @@ TEST_F(Digest, EveryFrameGivesTheSameUtcOnEveryMachine) {
         for (int nFrame = 0; nFrame < std::min(Row.nRate, 100); ++nFrame) {
             const UINT64 nPTS = 9000 + static_cast<UINT64>(nFrame) * 3600;
             Queue({.enSource = TIMECODE, .nPTS = nPTS, .Label = Timecode(12, 0, 0, nFrame)});
-            const Request Asked{.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPTS = nPTS};
-            Add(nDigest, Ask(Asked).Time()->llUsec);
+            Add(nDigest,
+                TimeOf(Ask({.enSource = TIMECODE, .nRate = Row.nRate, .nCode = Row.nCode, .nPTS = nPTS}))->llUsec);
         }
         EXPECT_EQ(nDigest, Row.nToUtc) << Row.nRate << " at code " << Row.nCode;
     }

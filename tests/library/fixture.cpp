@@ -69,11 +69,11 @@ BOOL Queue(const Stamp &Given) {
     return Timecode_SetUTC(Given.nInput, Given.enSource, Given.nPTS, &Payload);
 }
 
-std::optional<Time> Answer::Time() const {
-    if (!Utc)
+std::optional<Time> TimeOf(const model::Written &Got) {
+    if (!Got.Utc)
         return std::nullopt;
-    const model::Record Record = model::RecordOf(*Utc);
-    return ::Time{Record.Payload.Utc() - NoonUsec(), Record.Payload.Status(), Record.nPTS, Record.enSource, Label};
+    const model::Record Record = model::RecordOf(*Got.Utc);
+    return Time{Record.Payload.Utc() - NoonUsec(), Record.Payload.Status(), Record.nPTS, Record.enSource, Got.Label};
 }
 
 std::ostream &operator<<(std::ostream &Out, const Time &Told) {
@@ -82,12 +82,8 @@ std::ostream &operator<<(std::ostream &Out, const Time &Told) {
     return Told.Label ? Out << *Told.Label : Out << "not written";
 }
 
-Answer Ask(const Request &Asked, void *pCursor) {
-    return {model::GetUtc(Asked, pCursor)};
-}
-
-Answer AskSystem(const Request &Asked) {
-    return {model::GetSystemUtc(Asked)};
+model::Written Ask(const Request &Asked, void *pCursor) {
+    return model::GetUtc(Asked, pCursor);
 }
 
 model::Statistics Stats(int nInput) {

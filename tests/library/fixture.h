@@ -16,6 +16,7 @@ using interpose::g_Clock;
 using interpose::g_Services;
 using interpose::TakeReports;
 using interpose::Texts;
+using model::GetSystemUtc;
 using model::Null;
 using model::Request;
 
@@ -53,13 +54,10 @@ struct Time {
     friend std::ostream &operator<<(std::ostream &Out, const Time &Told);
 };
 
-// What a request wrote.
-struct Answer : model::Written {
-    [[nodiscard]] std::optional<::Time> Time() const; // nothing where no record was written
-};
-Answer Ask(const Request &Asked, void *pCursor = nullptr);
-Answer AskSystem(const Request &Asked);
+// Nothing where no record was written.
+std::optional<Time> TimeOf(const model::Written &Got);
 
+model::Written Ask(const Request &Asked, void *pCursor = nullptr);
 model::Statistics Stats(int nInput = 0);
 
 class LibraryTest : public testing::Test {

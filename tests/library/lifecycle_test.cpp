@@ -14,7 +14,7 @@ TEST(LifecycleDeathTest, AnUnsupportedRevisionIsReportedAndLeavesNone) {
         TimecodeLib_Init(4711);
         EXPECT_EQ(Timecode_GetMISPRevision(), 0);
         EXPECT_EQ(Ask({}).bResult, FALSE);
-        EXPECT_EQ(AskSystem({}).bResult, FALSE);
+        EXPECT_EQ(GetSystemUtc({}).bResult, FALSE);
         EXPECT_THAT(TakeReports(), ElementsAre("MISPRevision:4711 NOT supported", "MISPRevision:0 NOT supported",
                                                "MISPRevision:0 NOT supported"));
         exit(testing::Test::HasFailure());
@@ -29,7 +29,7 @@ TEST_F(Lifecycle, AStoppedLibrarySaysThatItIs) {
         DBG_RECORD Open = {0, DBG_LEVEL_DEBUG}; // the application's own handle lets the refusals be seen
         g_hTCLibDbg = &Open;
         TakeTraces();
-        Queue({}), Ask({}), AskSystem({}), Timecode_Flush(0), Timecode_GetMISPRevision();
+        Queue({}), Ask({}), GetSystemUtc({}), Timecode_Flush(0), Timecode_GetMISPRevision();
         EXPECT_EQ(TakeTraces(), Texts(5, "3 Library is not initialized!"));
         g_hTCLibDbg = nullptr;
     }
@@ -56,11 +56,10 @@ TEST_F(Lifecycle, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {
 
 // All names stand in messages.
 TEST_F(Lifecycle, SourceNamesAreCutToTheBuffer) {
-    const std::string szWhole = "VITC Commercial TimeStamp";
     char szName[40] = {};
     for (const int nSize : {26, 25, 1}) {
         EXPECT_EQ(Timecode_GetTimecodeSourceString(TIMECODE, szName, nSize), szName);
-        EXPECT_EQ(szName, szWhole.substr(0, static_cast<size_t>(nSize) - 1));
+        EXPECT_EQ(szName, std::string("VITC Commercial TimeStamp", static_cast<size_t>(nSize) - 1));
     }
     EXPECT_STREQ(Timecode_GetTimecodeSourceString(-1, szName, 40), "(Unknown)");
     EXPECT_STREQ(Timecode_GetTimecodeSourceString(5, szName, 40), "(Unknown)");
@@ -94,11 +93,11 @@ TEST_F(Lifecycle, EveryLockAndUnlockIsBracketedByThreadStates) {
         {.pCall = [] { Timecode_ResetStats(-1); }, .nWanted = 2},
         {.pCall = [] { Ask({.nRate = 0}); }, .nWanted = 9},
         {.pCall = [] { Ask({.enSource = SYSTEM_CLOCK, .bSwitch = TRUE}); }, .nWanted = 21},
-        {.pCall = [] { AskSystem({}); }, .nWanted = 4},
+        {.pCall = [] { GetSystemUtc({}); }, .nWanted = 4},
         {.pCall = [] { TimecodeLib_Init(MISP_PROFILE_62); }, .nWanted = 16},
         {.pCall = [] { Ask({}); }, .nWanted = 9, .enRevision = MISP_PROFILE_2016_2},
         {.pCall = [] { Ask({.enSource = SYSTEM_CLOCK}); }, .nWanted = 5, .enRevision = MISP_PROFILE_2016_2},
-        {.pCall = [] { AskSystem({}); }, .nWanted = 0, .enRevision = MISP_PROFILE_2016_2},
+        {.pCall = [] { GetSystemUtc({}); }, .nWanted = 0, .enRevision = MISP_PROFILE_2016_2},
     };
     for (const auto &Row : ROWS)
         for (const BOOL bEnabled : {FALSE, TRUE}) {

@@ -12,10 +12,6 @@ protected:
 constexpr UINT64 WRAP = UINT64{1} << 33;
 constexpr int NONE = -1;
 
-int PlaceOf(const Answer &Got) {
-    return Got.bResult == TRUE ? static_cast<int>(Got.Time()->llUsec) : NONE;
-}
-
 TEST_F(Match, IsTheNearestOfTheSource) {
     const struct {
         const char *szRule;
@@ -40,8 +36,8 @@ TEST_F(Match, IsTheNearestOfTheSource) {
         for (const UINT64 nPTS : Row.Stamps)
             Queue({.nPTS = nPTS, .llUsec = nPlace++});
         Queue({.enSource = LOCAL_SET, .nPTS = Row.nPTS}); // of another source: it does not count
-        const Answer Got = Ask({.nPTS = Row.nPTS});
-        EXPECT_EQ(PlaceOf(Got), Row.nMatch) << Row.szRule;
+        const model::Written Got = Ask({.nPTS = Row.nPTS});
+        EXPECT_EQ(Got.bResult == TRUE ? TimeOf(Got)->llUsec : NONE, Row.nMatch) << Row.szRule;
         EXPECT_EQ(Got.bSame, Row.bSame) << Row.szRule;
     }
 }

@@ -46,7 +46,7 @@ void Return(int enSource, int enFrom) {
 }
 
 void AskForSystemTime(int nRate) {
-    AskSystem({.nRate = nRate, .nPTS = 991, .nBasePTS = 1000, .llBaseUTC = NoonUsec() + 1099});
+    GetSystemUtc({.nRate = nRate, .nPTS = 991, .nBasePTS = 1000, .llBaseUTC = NoonUsec() + 1099});
 }
 
 // A picture that lands on a dropped label, and those coded behind it.
@@ -119,9 +119,6 @@ TEST_F(Messages, OfTimecodeAsTheSource) {
     const auto NoTimeOfDay = [] {
         Queue({.enSource = TIMECODE, .Label = Timecode(24, 0, 0, 0)}), Ask({.enSource = TIMECODE, .nPTS = 9000});
     };
-    const auto NoDate = [] {
-        g_Clock.bLocalTimeFails = true, Ask({.enSource = TIMECODE}), g_Clock.bLocalTimeFails = false;
-    };
     Expect([] { Match(TIMECODE); },
            {"7 Timecode source:2, is commercial timecode coming from VITC.",
             "6 Retreived TC on interface:0:: H:M:S:F(12:34:56:7). enTimecodeSource:2(VITC Commercial TimeStamp), "
@@ -130,7 +127,8 @@ TEST_F(Messages, OfTimecodeAsTheSource) {
             "7 Sucessfully converted Date time to UTC. Date:: TODAY-12h34m56s280000us --> UTC:: 12:34:56.280000.",
             "7 Timecode source:2, successfully converted SMPTE12M to UTC time."});
     Expect(NoTimeOfDay, {"3 Fail to convert date time to UTC time. RetCode:2"});
-    Expect(NoDate, {"3 Fail to convert date time to UTC time. RetCode:-1"});
+    Expect([] { g_Clock.bLocalTimeFails = true, Ask({.enSource = TIMECODE}), g_Clock.bLocalTimeFails = false; },
+           {"3 Fail to convert date time to UTC time. RetCode:-1"});
     Expect([] { Carry(TIMECODE); },
            {"6 PTSDiff:81001(900ms) is bigger than threshold:3ms, CodedPicturePTS64:90001, TCPTS:9000. "
             "enTimecodeSource:2(VITC Commercial TimeStamp), *ppRecordAddress:(nil).",
@@ -187,15 +185,12 @@ TEST_F(Messages, OfTheSystemClock) {
 TEST_F(Messages, OfFailoverAndRecovery) {
     const std::string szLost =
         ", Failed to extract timecode for:5.001000000s. Defined Period:5000 ms before failure is announced.";
-    const auto Checked = [] {
-        int enSource = HIGH_PRECISION;
-        Ask({}), SetClockMs(5001);
-        _VerifyTimeSourceSwitch(0, TRUE, &enSource);
-    };
+    int enSource = HIGH_PRECISION;
     Expect([] { Lose(HIGH_PRECISION); }, {"6 Timecode source:1" + szLost});
     Expect([] { Lose(TIMECODE); }, {"6 Interface:0, Timecode source:2" + szLost});
     Expect([] { Lose(LOCAL_SET); }, {"7 Timecode source:3" + szLost});
-    Expect(Checked, {"7 Timecode source:1" + szLost});
+    Expect([&] { Ask({}), SetClockMs(5001), _VerifyTimeSourceSwitch(0, TRUE, &enSource); },
+           {"7 Timecode source:1" + szLost});
     Expect([] { Return(HIGH_PRECISION, LOCAL_SET); },
            {"7 Recovery - enConfiguredMISBTimeSource:3, enCurrentTimecodeSouce:3(LDS Timestamp).",
             "7 Recovery - Identified Node carrying timecode source:1(High Precision TimeStamp). Starting Recovery.",

@@ -32,8 +32,8 @@ TEST_F(Reports, OfNullPointers) {
     Expect([&] { Timecode_MakeSMPTE12M1VITC(&m_Context, 0, 0, nullptr); }, {"pNewSystemTC != NULL"});
     Expect([&] { Timecode_MakeSMPTE12M1VITC(nullptr, 0, 0, &m_Vitc); }, {"pContext != NULL"});
     Expect([&] { Timecode_CalcFrameCountDiff(30, 0, m_Vitc, m_Vitc, nullptr); }, {"pnFrameCountDiff != NULL"});
-    Expect([&] { AskSystem({.enNull = Null::Utc}); }, {"pUTC != NULL"});
-    Expect([&] { AskSystem({.enNull = Null::Timecode}); }, {"pVitcRecord != NULL"});
+    Expect([&] { GetSystemUtc({.enNull = Null::Utc}); }, {"pUTC != NULL"});
+    Expect([&] { GetSystemUtc({.enNull = Null::Timecode}); }, {"pVitcRecord != NULL"});
 }
 
 TEST_F(Reports, OfARequestsNullPointersInTheOrderOfItsRevision) {

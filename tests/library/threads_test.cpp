@@ -53,24 +53,22 @@ void Produce(int nInput, std::latch &Start) {
 void Retrieve(int nInput, std::latch &Start) {
     Start.arrive_and_wait();
     void *pCursor = nullptr;
-    int nTakenAtCursor = 0;
     for (UINT64 nPTS = 150; nPTS + LAG_TICKS <= LAST_PTS; nPTS += 200) {
         g_nAllowed[nInput].store(nPTS + LEAD_TICKS, std::memory_order_relaxed);
         WaitFor(g_nNewest[nInput], nPTS + LAG_TICKS);
         const bool bKeepsCursor = nInput % 2 == 0;
         const BOOL bSwitch = !bKeepsCursor && nPTS % 400 == 150 ? TRUE : FALSE;
         const int enSource = bKeepsCursor ? nInput + 1 : static_cast<int>(nPTS / 200 % 5);
-        const Answer Got = Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nPTS = nPTS}, pCursor);
+        const auto Got = Ask({.nInput = nInput, .enSource = enSource, .bSwitch = bSwitch, .nPTS = nPTS}, pCursor);
         const model::Record Used = Got.bResult ? model::RecordOf(*Got.Utc) : model::Record{};
         const bool bQueued = Used.enSource % 2 == 1 && (Used.Payload.Status() & 0x7F) != 0x1F;
         EXPECT_TRUE(!bQueued || Used.Payload.Utc() == UtcOf(nInput, Used.enSource, Used.nPTS));
-        nTakenAtCursor += bQueued && pCursor;
+        g_nTakenAtCursor.fetch_add(bQueued && pCursor ? 1 : 0, std::memory_order_relaxed);
         pCursor = bQueued && bKeepsCursor ? Got.pCursor : nullptr;
         int enNext = enSource;
         _VerifyTimeSourceSwitch(nInput, TRUE, &enNext); // takes no lock: in the thread of the input's requests
         EXPECT_THAT(enNext, testing::AnyOf(enSource, enSource % 4 ? enSource + 1 : 0));
     }
-    g_nTakenAtCursor += nTakenAtCursor;
 }
 
 void Disturb(std::latch &Start) {
@@ -82,7 +80,7 @@ void Disturb(std::latch &Start) {
             Timecode_ResetStats(nInput);
         if (nRound % 64 < NUM_VIDEO_INPUTS)
             Timecode_Flush(nInput);
-        EXPECT_EQ(AskSystem({.nPTS = 90'000, .llBaseUTC = NoonUsec()}).Label, Timecode(12, 0, 0, 24));
+        EXPECT_EQ(GetSystemUtc({.nPTS = 90'000, .llBaseUTC = NoonUsec()}).Label, Timecode(12, 0, 0, 24));
     }
 }
 
