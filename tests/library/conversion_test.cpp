@@ -23,7 +23,7 @@ TEST_F(Conversion, UtcBecomesTheFrameOfItsFraction) {
     for (const auto &Row : ROWS)
         for (const int nFrame : {0, 1}) {
             INT64 llUTC = NoonUsec() + Row.llFirstUsec - 1 + nFrame;
-            vitc_t Vitc{};
+            vitc_t Vitc = Timecode(77, 77, 77, 77);
             EXPECT_EQ(TimeCode_UTCToSMPTE12M(&llUTC, Row.nRate, Row.nCode, &Vitc), TRUE);
             EXPECT_EQ(Vitc, Timecode(12, 0, 0, nFrame)) << Row.szPeriod;
         }

@@ -54,7 +54,7 @@ TEST_F(Lifecycle, AListThatLosesRecordsIsReportedOnceItHasNoneLeft) {
     EXPECT_EQ(Ask({}).bResult, TRUE) << "carried";
 }
 
-// All names stand in messages.
+// The names themselves are shown by messages.
 TEST_F(Lifecycle, SourceNamesAreCutToTheBuffer) {
     char szName[40] = {};
     for (const int nSize : {26, 25, 1}) {
