@@ -5,7 +5,6 @@
 namespace {
 
 constexpr const char *HIGH_INPUT = "enInputInterface < NUM_VIDEO_INPUTS";
-constexpr const char *NEGATIVE_INPUT = "enInputInterface >= 0";
 
 class Reports : public LibraryTest {
 protected:
