@@ -56,4 +56,24 @@ TEST_F(Conversion, ElapsedTimeMovesATimecode) {
     EXPECT_EQ(Carried(Timecode(10, 59, 50, 0), 1'350'002, 30, 30000), Timecode(11, 0, 5, 1)) << "15 s, over an hour";
 }
 
+// 11.111111 us a tick, cut. A base may be 13 hours old where the PTS wraps at 33 bits.
+TEST_F(Conversion, SystemTimeCountsFromTheBase) {
+    constexpr UINT64 WRAP = UINT64{1} << 33, HOUR = UINT64{90'000} * 3600;
+    const struct {
+        const char *szRule;
+        UINT64 nBasePTS, nPTS;
+        INT64 llUsec; // from the base
+    } ROWS[] = {
+        {.szRule = "a second", .nBasePTS = 0, .nPTS = 90'000, .llUsec = 999'999},
+        {.szRule = "9 ticks before the base", .nBasePTS = 1000, .nPTS = 991, .llUsec = -99},
+        {.szRule = "to the wrap", .nBasePTS = WRAP - HOUR / 2, .nPTS = 0, .llUsec = 1'799'999'982},
+        {.szRule = "13 hours across it", .nBasePTS = WRAP - HOUR, .nPTS = 12 * HOUR, .llUsec = 46'799'999'532},
+        {.szRule = "before a wrapped base", .nBasePTS = 90'000, .nPTS = WRAP - 90'000, .llUsec = -1'999'999},
+        {.szRule = "a count that does not wrap", .nBasePTS = 0, .nPTS = 26 * HOUR, .llUsec = 93'599'999'064},
+    };
+    for (const auto &[szRule, nBasePTS, nPTS, llUsec] : ROWS)
+        EXPECT_EQ(TimeOf(GetSystemUtc({.nPTS = nPTS, .nBasePTS = nBasePTS, .llBaseUTC = NoonUsec()}))->llUsec, llUsec)
+            << szRule;
+}
+
 } // namespace

@@ -1,5 +1,5 @@
 // Which time stamp belongs to a picture. Read under MISP_PROFILE_2016_2, which hands it out as it was stored. Cursors,
-// flushes, the oldest of 180 time stamps and where a search ends are compared with the model.
+// flushes and the oldest of 180 time stamps are compared with the model.
 #include "fixture.h"
 
 namespace {
@@ -40,6 +40,33 @@ TEST_F(Match, IsTheNearestOfTheSource) {
         EXPECT_EQ(Got.bResult == TRUE ? TimeOf(Got)->llUsec : NONE, Row.nMatch) << Row.szRule;
         EXPECT_EQ(Got.bSame, Row.bSame) << Row.szRule;
     }
+}
+
+// The newest time stamp is the second nearest; so many farther ones lie between it and the nearest.
+TEST_F(Match, EndsBehindTwelveFartherOnes) {
+    for (const UINT64 nFarther : {11U, 12U}) {
+        StartDay(MISP_PROFILE_2016_2);
+        Queue({.nPTS = 1000});
+        for (UINT64 nStamp = 0; nStamp < nFarther; ++nStamp)
+            Queue({.nPTS = 1310 + nStamp});
+        Queue({.nPTS = 1300});
+        EXPECT_EQ(TimeOf(Ask({.nPTS = 1000}))->nPTS, nFarther == 11 ? 1000 : 1300) << nFarther << " farther ones";
+    }
+}
+
+// Sources of an input share its records: each shortens how long a picture may be under way.
+TEST_F(Match, IsForgottenWith180NewerTimeStampsOfAllSources) {
+    const struct {
+        int nSources, nPictures; // that an input remembers
+    } ROWS[] = {{.nSources = 1, .nPictures = 180}, {.nSources = 2, .nPictures = 90}, {.nSources = 3, .nPictures = 60}};
+    for (const auto &Row : ROWS)
+        for (const int nNewer : {Row.nPictures - 1, Row.nPictures}) {
+            StartDay(MISP_PROFILE_2016_2);
+            for (int nPicture = 0; nPicture <= nNewer; ++nPicture)
+                for (int enSource = 1; enSource <= Row.nSources; ++enSource)
+                    Queue({.enSource = enSource, .nPTS = 3000 * static_cast<UINT64>(nPicture)});
+            EXPECT_EQ(Ask({.nPTS = 0}).bResult == TRUE, nNewer < Row.nPictures) << Row.nSources << " sources";
+        }
 }
 
 } // namespace
