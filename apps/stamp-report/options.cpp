@@ -49,10 +49,10 @@ void Check(const Options &Out) {
         if (szFile.empty() || szFile == "/dev/null")
             continue;
         for (const std::string &szInput : Out.Inputs)
-            if (szFile != "-" && IsSameFile(szInput, szFile))
+            if (szFile != "-" && IsSameFile(szFile, szInput))
                 throw Failure(ExitCode::Usage, "'" + szFile + "' is an input; choose another file to write");
         for (const std::string &szOther : Written)
-            if (IsSameFile(szOther, szFile))
+            if (IsSameFile(szFile, szOther))
                 throw Failure(ExitCode::Usage, "two outputs cannot both go to '" + szFile + "'");
         Written.push_back(szFile);
     }
