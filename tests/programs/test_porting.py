@@ -1,4 +1,4 @@
-"""Puts a platform's own services beneath the installed library, in each of the three ways that docs/porting.md names."""
+"""Puts a platform's own services beneath the installed library, in each of the ways that docs/porting.md names."""
 
 import os
 import re
