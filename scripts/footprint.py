@@ -39,8 +39,9 @@ def build(machine, hardening):
     """The folder of the libraries as the preset `library` builds them."""
     folder = BUILD / f"{machine}-{hardening}"
     parts = [f"-DTIMECODE_BUILD_{part}=OFF" for part in ("TESTS", "APPS", "EXAMPLES")]
+    times = "ON" if machine == "x86-64" and WITH_TIMES else "OFF"
     output("cmake", "-S", ROOT, "-B", folder, "-DCMAKE_BUILD_TYPE=RelWithDebInfo", *parts, *MACHINES[machine][1],
-           f"-DTIMECODE_HARDENING={hardening}", f"-DTIMECODE_BUILD_BENCHMARKS={'ON' if machine == 'x86-64' and WITH_TIMES else 'OFF'}")
+           f"-DTIMECODE_HARDENING={hardening}", f"-DTIMECODE_BUILD_BENCHMARKS={times}")
     output("cmake", "--build", folder, "-j2", "--target", "timecode")
     return folder / "lib"
 
