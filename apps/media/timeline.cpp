@@ -74,17 +74,39 @@ unsigned Timeline::MoveOther(AVPacket &Packet) const {
     return From.nStretch;
 }
 
-std::int64_t PictureClock::Next(std::int64_t llPTS, std::int64_t llGuess) {
-    if (llPTS == AV_NOPTS_VALUE && !m_Last)
-        llPTS = llGuess != AV_NOPTS_VALUE ? llGuess : FIRST_COUNTED_PTS;
-    if (llPTS == AV_NOPTS_VALUE) {
-        m_nCounted++;
-    } else {
-        const bool bLater = !m_Last || llPTS > *m_Last;
-        m_llCountedFrom = bLater ? llPTS : *m_Last + std::max(std::int64_t{1}, TicksOf(1, m_Rate) / 2);
-        m_nCounted = 0;
+// A field is a packet of its own. Where pictures are reordered, a key picture is shown later than it is decoded: some
+// writers give the PTS alone, which FFmpeg takes for both, and that time serves only until there is a better one.
+DecodingTime DecodingClock::Next(const AVPacket &Packet) {
+    const bool bHasDts = Packet.dts != AV_NOPTS_VALUE;
+    const bool bKey = (Packet.flags & AV_PKT_FLAG_KEY) != 0;
+    const bool bSure = bHasDts && !(bKey && Packet.dts == Packet.pts && m_llReordering > 0);
+    if (bSure || (bHasDts && !m_bSure)) {
+        m_llCountedFrom = Packet.dts;
+        m_nFields = 0;
+        m_bSure = bSure;
     }
-    m_Last = m_llCountedFrom + TicksOf(m_nCounted, m_Rate);
+    const std::int64_t llDecoded = m_llCountedFrom + TicksOf(m_nFields, av_mul_q(m_Rate, {2, 1}));
+    const bool bField = Packet.duration > 0 && 4 * Packet.duration < 3 * TicksOf(1, m_Rate);
+    m_nFields += bField ? 1 : 2;
+    return {llDecoded, m_bSure ? llDecoded : AV_NOPTS_VALUE};
+}
+
+// A sound picture leaves the decoder when the packet goes in that is decoded as it is shown; behind a loss, what came
+// with it may have been left out.
+std::int64_t PictureClock::Next(const Known &Times) {
+    const std::int64_t llHalf = TicksOf(1, m_Rate) / 2;
+    const std::int64_t llPTS = Times.llPTS;
+    if (llPTS != AV_NOPTS_VALUE) {
+        const bool bLater = !m_Last || llPTS > *m_Last;
+        CountFrom(bLater ? llPTS : *m_Last + std::max(std::int64_t{1}, llHalf));
+    } else {
+        m_nCounted++;
+        if (!m_Last)
+            CountFrom(Times.llGuess != AV_NOPTS_VALUE ? Times.llGuess : Times.llLeft);
+        else if (Times.llEarliest > Counted() + llHalf)
+            CountFrom(std::max(Times.llEarliest, Times.llLeft));
+    }
+    m_Last = Counted();
     return *m_Last;
 }
 

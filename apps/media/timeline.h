@@ -65,6 +65,31 @@ private:
     std::int64_t m_llLatest = 0;   // PTS on the timeline
 };
 
+// Of a video packet, on the timeline.
+struct DecodingTime {
+    std::int64_t llDecoded = AV_NOPTS_VALUE;
+    std::int64_t llEarliest = AV_NOPTS_VALUE; // its picture is not shown before; not always known
+};
+
+// Gives each video packet a decoding time: its own, or one counted on at the picture rate.
+class DecodingClock {
+public:
+    // nReordered: pictures between decoding and showing where nothing is reordered.
+    DecodingClock(AVRational Rate, int nReordered) : m_Rate(Rate), m_llReordering(TicksOf(nReordered, Rate)) {}
+
+    // Before any packet: when the first picture is shown, if its packet does not tell.
+    void BeginAt(std::int64_t llShown) { m_llCountedFrom = llShown - m_llReordering; }
+
+    DecodingTime Next(const AVPacket &Packet);
+
+private:
+    const AVRational m_Rate;
+    const std::int64_t m_llReordering;
+    bool m_bSure = false; // a packet had a decoding time beyond doubt
+    std::int64_t m_llCountedFrom = FIRST_COUNTED_PTS;
+    std::int64_t m_nFields = 0; // since then
+};
+
 // Gives each picture, in display order, a PTS later than the one before: its own, or one counted on at the picture
 // rate. A picture whose own is not later is put half a picture behind the one before, so that a stray PTS is made up
 // for.
@@ -72,10 +97,22 @@ class PictureClock {
 public:
     explicit PictureClock(AVRational Rate) : m_Rate(Rate) {}
 
-    // llPTS may be AV_NOPTS_VALUE; llGuess, which may be too, then serves a first picture.
-    std::int64_t Next(std::int64_t llPTS, std::int64_t llGuess);
+    // Of a picture; all but the last may be AV_NOPTS_VALUE.
+    struct Known {
+        std::int64_t llPTS;
+        std::int64_t llGuess;    // serves a first picture
+        std::int64_t llEarliest; // one that would be shown before tells that others were lost
+        std::int64_t llLeft;     // the decoding time of the packet with which it left the decoder
+    };
+    std::int64_t Next(const Known &Times);
 
 private:
+    std::int64_t Counted() const { return m_llCountedFrom + TicksOf(m_nCounted, m_Rate); }
+    void CountFrom(std::int64_t llPTS) {
+        m_llCountedFrom = llPTS;
+        m_nCounted = 0;
+    }
+
     const AVRational m_Rate;
     std::optional<std::int64_t> m_Last;
     std::int64_t m_llCountedFrom = 0;

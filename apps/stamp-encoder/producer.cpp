@@ -25,9 +25,10 @@ Producer::Producer(const Options &Settings, const PictureRate &Rate, AVPixelForm
       m_Decoder(In.Video(), "input '" + In.Path() + "'"),
       m_Filter(Settings.enTimecodeFrom == TimecodeFrom::Auto || Settings.enTimecodeFrom == TimecodeFrom::Vitc,
                enPixels),
-      m_Intake(Settings, In.Video(), Rate, Counts), m_Rate(Rate.Exact), m_Timeline(m_Rate), m_Clock(Rate.Exact),
-      m_KlvStream(Settings.KlvStream), m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach),
-      m_Pacer(Settings.llStartAtUTC), m_nHeld(Settings.HeldPictures()) {}
+      m_Intake(Settings, In.Video(), Rate, Counts), m_Rate(Rate.Exact), m_Timeline(m_Rate),
+      m_DecodingClock(m_Rate, In.Video().codecpar->video_delay), m_Clock(m_Rate), m_KlvStream(Settings.KlvStream),
+      m_LocalSets(TicksOf(1, Rate.Exact), Settings.llLdsReach), m_Pacer(Settings.llStartAtUTC),
+      m_nHeld(Settings.HeldPictures()) {}
 
 void Producer::Run() {
     std::exception_ptr Failed;
@@ -72,9 +73,9 @@ void Producer::FindBegin() {
     }));
     // Much beside the video is taken before it.
     if (llVideo != AV_NOPTS_VALUE && (nVideo > 1 || nBeside > MANY_BESIDE))
-        m_llBegin = m_Timeline.BeginAt(llVideo - TicksOf(nVideo - 1, m_Rate));
+        m_DecodingClock.BeginAt(m_Timeline.BeginAt(llVideo - TicksOf(nVideo - 1, m_Rate)));
     else if (llVideo == AV_NOPTS_VALUE && llBeside != AV_NOPTS_VALUE)
-        m_llBegin = m_Timeline.BeginAt(llBeside);
+        m_DecodingClock.BeginAt(m_Timeline.BeginAt(llBeside));
 }
 
 void Producer::ReadAll() {
@@ -101,6 +102,7 @@ void Producer::HandleVideoPacket(AVPacket &Packet) {
     m_Timeline.MoveVideo(Packet, m_Demuxer.IsMarked(Packet));
     Coded &Of = m_InDecoder[++m_nVideoPackets];
     Of.nStretch = m_Timeline.Stretch();
+    Of.Decoding = m_Newest = m_DecodingClock.Next(Packet);
     HandlePacketsBeside(&Packet, Of);
     Of.Stamps = m_Intake.OfVideoPacket(Packet);
     m_InDecoder.erase(m_InDecoder.begin(), m_InDecoder.lower_bound(m_nVideoPackets - MOST_IN_DECODER));
@@ -181,10 +183,9 @@ void Producer::HandleFrame(FramePtr Frame, std::int64_t nPacket) {
     if (m_pCopy == nullptr)
         CheckSize(*Frame);
     const auto Found = m_InDecoder.extract(nPacket);
-    Coded Of = Found.empty() ? Coded{m_Timeline.Stretch(), {}, {}} : std::move(Found.mapped());
+    Coded Of = Found.empty() ? Coded{m_Timeline.Stretch()} : std::move(Found.mapped());
     const std::int64_t llOwnPTS = Frame->pts;
-    const std::int64_t llGuess = Frame->best_effort_timestamp;
-    Frame->pts = m_Clock.Next(llOwnPTS, llGuess != AV_NOPTS_VALUE ? llGuess : m_llBegin);
+    Frame->pts = m_Clock.Next({llOwnPTS, Frame->best_effort_timestamp, Of.Decoding.llEarliest, m_Newest.llDecoded});
     if (llOwnPTS == AV_NOPTS_VALUE)
         m_Tally.Count(Event::PictureWithoutPTS);
     else if (llOwnPTS != Frame->pts)

@@ -36,8 +36,9 @@ private:
     // What a video packet brought along for its picture.
     struct Coded {
         unsigned nStretch = 0;
-        std::vector<TimeStamp> Stamps;
-        std::vector<INT64> LocalSets; // without a PTS, where the picture has none either
+        DecodingTime Decoding{};
+        std::vector<TimeStamp> Stamps{};
+        std::vector<INT64> LocalSets{}; // without a PTS, where the picture has none either
     };
 
     void FindBegin();
@@ -68,9 +69,10 @@ private:
     StampIntake m_Intake;
     const AVRational m_Rate;
     Timeline m_Timeline;
+    DecodingClock m_DecodingClock;
+    DecodingTime m_Newest; // of the newest video packet
     PictureClock m_Clock;
-    std::int64_t m_llBegin = AV_NOPTS_VALUE; // for a first picture without a PTS
-    std::optional<int> m_KlvStream;          // whose local sets are taken: each stream may tell another time
+    std::optional<int> m_KlvStream; // whose local sets are taken: each stream may tell another time
     LocalSets m_LocalSets;
     Pacer m_Pacer;
     PacketsBeside m_Beside;
