@@ -9,7 +9,8 @@ namespace encoder {
 namespace {
 
 constexpr std::size_t TS_HEADER_SIZE = 4;
-constexpr std::size_t PES_HEADER_SIZE = 9; // and so many more as its last byte says
+constexpr std::array<std::uint8_t, 4> METADATA_BEGIN{0, 0, 1, 0xFC}; // start code, stream
+constexpr std::size_t PES_HEADER_SIZE = 9;                           // and so many more as its last byte says
 
 Bytes PayloadOf(Bytes Packet) {
     const bool bHasPayload = (Packet[3] & 0x10) != 0;
@@ -19,6 +20,12 @@ Bytes PayloadOf(Bytes Packet) {
 }
 
 } // namespace
+
+bool CellHeaders::Begins(Bytes Packet) {
+    const Bytes Payload = PayloadOf(Packet);
+    return (Packet[1] & 0x40) != 0 && Payload.size() >= METADATA_BEGIN.size() &&
+           std::ranges::equal(METADATA_BEGIN, Payload.first(METADATA_BEGIN.size()));
+}
 
 void CellHeaders::LookAt(Bytes Packet, std::int64_t llPlace) {
     const bool bBegins = (Packet[1] & 0x40) != 0;

@@ -16,6 +16,9 @@ using CellHeader = std::array<std::uint8_t, 5>;
 
 class CellHeaders {
 public:
+    // A PES packet that says of itself that it carries metadata begins in this packet of 188 bytes.
+    static bool Begins(Bytes Packet);
+
     // The next packet of 188 bytes with the PID, and its place in the input.
     void LookAt(Bytes Packet, std::int64_t llPlace);
 

@@ -97,16 +97,18 @@ void MarkedSource::LookAtPacket(Bytes Packet, std::int64_t llPlace) {
         m_Marks.erase(m_Marks.begin());
     for (const MapEntry &Stream : ReadProgramMap(Packet))
         if (Stream.nStreamType == STREAM_TYPE_METADATA)
-            m_Cells.try_emplace(Stream.nPid);
+            m_Synchronous.insert(Stream.nPid);
         else
-            m_Cells.erase(Stream.nPid);
+            m_Synchronous.erase(Stream.nPid);
+    if (m_Synchronous.contains(nPid) || CellHeaders::Begins(Packet))
+        m_Cells.try_emplace(nPid);
     const auto Cells = m_Cells.find(nPid);
     if (Cells != m_Cells.end())
         Cells->second.LookAt(Packet, llPlace);
 }
 
 bool MarkedSource::IsSynchronous(int nPid) const {
-    return m_Cells.contains(nPid);
+    return m_Synchronous.contains(nPid);
 }
 
 std::optional<CellHeader> MarkedSource::PopCellHeader(int nPid, std::int64_t llPlace) {

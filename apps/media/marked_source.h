@@ -45,7 +45,8 @@ private:
     bool m_bInStep = false;           // a packet ends where it begins
     std::int64_t m_llRestBegins = 0;
     std::set<std::pair<std::int64_t, int>> m_Marks; // place of the packet, PID
-    std::map<int, CellHeaders> m_Cells;             // by PID, of synchronous KLV
+    std::set<int> m_Synchronous;                    // PIDs, by the last program map that has them
+    std::map<int, CellHeaders> m_Cells;             // by PID; a stream may begin before its program map
 };
 
 } // namespace encoder
