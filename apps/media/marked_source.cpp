@@ -70,8 +70,8 @@ std::int64_t MarkedSource::Seek(void *pSelf, std::int64_t llOffset, int nWhence)
     return llPlace;
 }
 
-// A packet is one where the next begins right behind it. Of the one read last, behind which there is nothing yet, the
-// packet before it tells: FFmpeg hands out what a packet ends without reading on.
+// A packet is one where the next begins right behind it, or where it begins right behind the one before: damage may lie
+// behind it, and FFmpeg hands out what a packet ends without reading on.
 void MarkedSource::LookAt(const std::uint8_t *pBytes, size_t nSize) {
     m_Rest.insert(m_Rest.end(), pBytes, pBytes + nSize);
     size_t nAt = 0;
@@ -80,7 +80,7 @@ void MarkedSource::LookAt(const std::uint8_t *pBytes, size_t nSize) {
         const bool bLast = nAt + PACKET_SIZE == m_Rest.size();
         if (bLast && pPacket[0] == SYNC_BYTE && !m_bInStep)
             break;
-        m_bInStep = pPacket[0] == SYNC_BYTE && (bLast || pPacket[PACKET_SIZE] == SYNC_BYTE);
+        m_bInStep = pPacket[0] == SYNC_BYTE && (m_bInStep || pPacket[PACKET_SIZE] == SYNC_BYTE);
         if (m_bInStep)
             LookAtPacket({pPacket, PACKET_SIZE}, m_llRestBegins + static_cast<std::int64_t>(nAt));
         nAt += m_bInStep ? PACKET_SIZE : 1;
