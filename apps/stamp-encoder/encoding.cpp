@@ -105,7 +105,7 @@ void Encoding::HandIn(UINT64 nPTS, const std::vector<TimeStamp> &Stamps) {
 }
 
 void Encoding::HandleCodedPicture(AVPacket &Packet, std::int64_t llPicture) {
-    const UINT64 nPTS = StreamPTS(Packet.pts);
+    const UINT64 nPTS = StreamPTS(Packet.pts); // a copied packet's may have been moved away from its picture's
     const auto Found = m_InEncoder.extract(llPicture);
     // What the encoder has left out does not stay for good.
     m_InEncoder.erase(m_InEncoder.begin(), m_InEncoder.lower_bound(Packet.dts - LONGEST_IN_ENCODER));
@@ -122,7 +122,7 @@ void Encoding::HandleCodedPicture(AVPacket &Packet, std::int64_t llPicture) {
     std::optional<TimecodeLabel> Timecode;
     {
         const LibraryTime Measured(m_Tally);
-        Time = AskForTime(nPTS, Of);
+        Time = AskForTime(StreamPTS(llPicture), Of);
         Timecode = m_Timecode.Next(nPTS, Time, OwnLabel(Of.Stamps));
     }
     Write(Packet, Time, Timecode);
