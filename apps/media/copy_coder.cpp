@@ -38,14 +38,14 @@ CopyCoder::CopyCoder(const AVStream &Video, AVRational Rate, const std::string &
 }
 
 // One packet goes in and one comes out; one that the filter cannot read is left out, as FFmpeg's muxer would.
-void CopyCoder::Add(const AVPacket &Packet, std::int64_t nPacket) {
+void CopyCoder::Add(const AVPacket &Packet, std::int64_t nPacket, std::int64_t llDecoded) {
     PacketPtr Copy(av_packet_clone(&Packet));
     if (!Copy)
         throw std::bad_alloc();
     if (av_bsf_send_packet(m_Filter.get(), Copy.get()) < 0 || av_bsf_receive_packet(m_Filter.get(), Copy.get()) < 0)
         return;
     const std::lock_guard Lock(m_Mutex);
-    m_Waiting.push_back({std::move(Copy), nPacket, std::nullopt});
+    m_Waiting.push_back({std::move(Copy), nPacket, llDecoded, std::nullopt});
 }
 
 void CopyCoder::Place(std::int64_t nPacket, std::int64_t llPTS) {
@@ -99,7 +99,7 @@ void CopyCoder::HandOn(const Waiting &Item, const PacketSink &Sink) {
     if (Item.PTS)
         Packet.pts = *Item.PTS;
     else if (Packet.pts == AV_NOPTS_VALUE)
-        Packet.pts = m_llLastPTS + m_llPeriod / 2;
+        Packet.pts = std::max(m_llLastPTS + m_llPeriod / 2, Item.llDecoded);
     if (Packet.dts == AV_NOPTS_VALUE)
         Packet.dts = m_LastDTS ? std::min(*m_LastDTS + m_llPeriod, Packet.pts) : Packet.pts - m_llReordering;
     if (m_LastDTS)

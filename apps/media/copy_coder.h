@@ -23,9 +23,10 @@ public:
     // for packets without times.
     CopyCoder(const AVStream &Video, AVRational Rate, const std::string &szName);
 
-    // Producer: a video packet, in coding order, with times on the output's timeline; and later the PTS of its picture,
-    // in display order. A packet may have no picture of its own: a second field, or one that cannot be decoded.
-    void Add(const AVPacket &Packet, std::int64_t nPacket);
+    // Producer: a video packet, in coding order, with times on the output's timeline, and when it is decoded if it has
+    // none; and later the PTS of its picture, in display order. A packet may have no picture of its own: a second
+    // field, or one that cannot be decoded.
+    void Add(const AVPacket &Packet, std::int64_t nPacket, std::int64_t llDecoded);
     void Place(std::int64_t nPacket, std::int64_t llPTS);
 
     void Encode(AVFrame &Frame, bool bNewStart, const PacketSink &Sink) override;
@@ -43,6 +44,7 @@ private:
     struct Waiting {
         PacketPtr Packet;
         std::int64_t nPacket = 0;
+        std::int64_t llDecoded = 0;
         std::optional<std::int64_t> PTS; // of its picture
     };
 
@@ -60,7 +62,7 @@ private:
     std::deque<Waiting> m_Waiting;
     std::int64_t m_nLatestPlaced = 0;
     std::optional<std::int64_t> m_LastDTS;
-    std::int64_t m_llLastPTS = FIRST_COUNTED_PTS;
+    std::int64_t m_llLastPTS = 0; // the timeline lies far above
 };
 
 } // namespace encoder

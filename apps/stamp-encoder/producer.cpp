@@ -107,7 +107,7 @@ void Producer::HandleVideoPacket(AVPacket &Packet) {
     Of.Stamps = m_Intake.OfVideoPacket(Packet);
     m_InDecoder.erase(m_InDecoder.begin(), m_InDecoder.lower_bound(m_nVideoPackets - MOST_IN_DECODER));
     if (m_pCopy != nullptr)
-        m_pCopy->Add(Packet, m_nVideoPackets);
+        m_pCopy->Add(Packet, m_nVideoPackets, Of.Decoding.llDecoded);
     const auto Handle = [this](FramePtr Frame, std::int64_t nPacket) { HandleFrame(std::move(Frame), nPacket); };
     if (!m_Decoder.Decode(Packet, m_nVideoPackets, Handle))
         m_Tally.Count(Event::UndecodablePacket);
