@@ -51,8 +51,12 @@ AVIOContext *MarkedSource::Open(const char *szUrl, const AVIOInterruptCB &Interr
 int MarkedSource::Read(void *pSelf, std::uint8_t *pBuffer, int nSize) {
     MarkedSource &Self = *static_cast<MarkedSource *>(pSelf);
     const int nRead = avio_read_partial(Self.m_pIn, pBuffer, nSize);
-    if (nRead > 0)
-        Self.LookAt(pBuffer, static_cast<size_t>(nRead));
+    try {
+        if (nRead > 0)
+            Self.LookAt(pBuffer, static_cast<size_t>(nRead));
+    } catch (const std::bad_alloc &) {
+        return AVERROR(ENOMEM);
+    }
     return nRead == 0 ? AVERROR_EOF : nRead;
 }
 
