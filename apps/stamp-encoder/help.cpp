@@ -102,7 +102,8 @@ Output
                     the input: what belongs to the video's program and has a place in an MPEG-TS. What is left out is
                     named, and so is what begins in mid-input, when the output's tables are written: of KLV among it,
                     the time stamps are read all the same. KLV keeps its carriage: stream type 0x06, or 0x15 with its
-                    metadata cells as they are
+                    metadata cells as they are; FFmpeg reads a PES packet beyond 200 KiB as two, the second of which
+                    then has no cell header
   --csv FILE        a table with a row for each coded picture, in coding order; "-" for the standard output. Columns:
                       input            from 1
                       coding_index     from 0
