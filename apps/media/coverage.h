@@ -24,7 +24,7 @@ std::int64_t UntilOf(const Survey &Seen, const StampSeries &Series);
 // Ticks between pictures, the median; 0 with fewer than two.
 std::int64_t PicturePeriod(const Survey &Seen);
 
-// A time between the years 1990 and 2100; any timecode.
+// A time in the years 1990 to 2099; any timecode.
 bool IsOfOurTime(const Sighting &Stamp, Carriage enCarriage);
 
 // The words for the library's sources.

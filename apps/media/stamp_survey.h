@@ -59,7 +59,7 @@ struct StampSeries {
     std::uint64_t nWithoutPTS = 0;              // local sets that took the PTS of the picture behind them
     std::optional<std::int64_t> LookedUntil{};  // running time, where the rest of the input was not looked at
     std::uint64_t nWithoutPlace = 0;            // belong to no picture that has a PTS; not among the sightings
-    std::uint64_t nAbsurdWithoutPlace = 0;      // of those, outside the years 1990 to 2100
+    std::uint64_t nAbsurdWithoutPlace = 0;      // of those, outside the years 1990 to 2099
 
     void CountWithoutPlace(std::int64_t llUTC);
     std::uint64_t Count() const { return Sightings.size() + nWithoutPlace; }

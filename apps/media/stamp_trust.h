@@ -5,6 +5,7 @@
 
 #include <optional>
 
+#include "common/pts.h"
 #include "formats/stamp_sei.h"
 #include "pts_api.h"
 
@@ -29,7 +30,7 @@ public:
     }
 
 private:
-    static constexpr INT64 LONGEST_TICKS = 450000; // 5 s, in which clocks stay together
+    static constexpr INT64 LONGEST_TICKS = 5 * TICKS_PER_SECOND; // in which clocks stay together
     static constexpr std::uint64_t TOLERANCE_USEC = 5000;
 
     struct Unharmed {

@@ -53,7 +53,7 @@ constexpr EventRow EVENT_ROWS[] = {
      "a KLV local set came after its picture had left the waiting line; --hold holds pictures back for longer"},
     {Event::VitcRejected, "VITC readings that were not believed",
      "a VITC reading that follows from no other is not believed"},
-    {Event::AbsurdTime, "time stamps outside the years 1990 to 2100, passed on unchanged",
+    {Event::AbsurdTime, "time stamps outside the years 1990 to 2099, passed on unchanged",
      "a time stamp far from our time is passed on unchanged; its writer may have taken another unit than microseconds"},
     {Event::RateWithoutLabels, "pictures without a timecode, which has no numbers above 60 a second",
      "no timecode is written: SMPTE ST 12-1 has no numbers for more than 60 pictures a second"},

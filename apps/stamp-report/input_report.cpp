@@ -66,7 +66,7 @@ void SuspectSeries(const Suspects &Out, const SeriesReport &Series, double Perio
     for (const auto &[szReason, Kind] : Series.Malformed)
         Out.Count(Kind.nTimes, "malformed: " + szReason);
     Out.Count(Series.enCarriage == Carriage::LocalSet ? Series.nWithoutPlace : 0, "far from all pictures");
-    Out.Count(Series.nAbsurd, "outside the years 1990 to 2100");
+    Out.Count(Series.nAbsurd, "outside the years 1990 to 2099");
     Out.Count(Series.nStepsBack, "step back", "steps back");
     Out.Count(Series.nJumps, "jump by more than half a second", "jumps by more than half a second");
     Out.Count(Series.nRepeated, "time told again", "times told again");

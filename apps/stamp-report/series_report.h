@@ -43,7 +43,7 @@ struct SeriesReport {
     std::uint64_t nStepsBack = 0; // earlier than the time stamp before
     std::uint64_t nJumps = 0;     // off by more than half a second otherwise
     std::uint64_t nRepeated = 0;  // the time of the one before
-    std::uint64_t nAbsurd = 0;    // outside the years 1990 to 2100
+    std::uint64_t nAbsurd = 0;    // outside the years 1990 to 2099
     std::map<std::uint8_t, std::uint64_t> StatusBytes{};
     std::optional<Drift> Line{}; // with three time stamps or more
     std::map<std::string, encoder::Trouble> Malformed{};
