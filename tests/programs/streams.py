@@ -3,8 +3,8 @@
 
 Works on the packets of a transport stream with one program, in place: nothing is coded or multiplexed anew.
 usage: streams.py IN OUT OPERATION[=VALUE]...  thin-klv=6  shift-klv=900  late-klv=12  repeat-klv=40:900  strip-klv
-     cell-klv  name-klv=128:NONE  hide-stamps  strip-video=15  strip-video=0:20  shift=90000  seconds=0:5
-     join=FILE  join=FILE:marked
+     cell-klv  junk-klv  behind-map  name-klv=128:NONE  hide-stamps  strip-video=15  strip-video=0:20  lose-video=0:4
+     shift=90000  seconds=0:5  join=FILE  join=FILE:marked
 """
 
 import sys
@@ -177,6 +177,17 @@ class Stream:
         for number, packet in enumerate(self.starts_of(VIDEO_TYPES)[:first]):
             if keep_every == 0 or number % keep_every:
                 packet.strip()
+
+    def lose_video(self, first, end):
+        self.keep(VIDEO_TYPES, lambda number, _: not first <= number < end)
+
+    def behind_map(self):
+        """Begins behind the first program map."""
+        del self.packets[:next(at for at, packet in enumerate(self.packets) if packet.pid == self.map) + 1]
+
+    def junk_klv(self):
+        """Puts what is no packet behind the begin of a PES of KLV."""
+        self.packets.insert(self.packets.index(self.starts_of(KLV_TYPES)[40]) + 1, Packet(bytes(SIZE)))
 
     def repeat_klv(self, times, ticks):
         """Sends each set so often, all but the first time so far ahead and each a tick farther."""

@@ -53,7 +53,8 @@ def test_what_is_not_wanted_is_left_out_and_another_video_is_chosen(code, with_s
 
 @pytest.mark.parametrize("operations, kind, live", [
     ([], 0x06, False), (["strip-klv"], 0x06, False), (["cell-klv"], 0x15, False), (["cell-klv"], 0x15, True),
-    (["cell-klv", "strip-klv"], 0x15, False)])
+    (["cell-klv", "strip-klv"], 0x15, False), (["cell-klv", "junk-klv"], 0x15, False),
+    (["cell-klv", "behind-map"], 0x15, True)])
 def test_klv_changes_its_carriage(code, piped, in_ts, operations, kind, live):
     change(in_ts, in_ts, *operations)
     run = (code("-", stdin=piped("cat", in_ts)) if live else code("--source", "lds", in_ts)).ended(0)

@@ -6,7 +6,7 @@ The streams are made of generated ones (streams.py): picture n was taken n pictu
 import re
 
 import pytest
-from running import ffmpeg, pictures, rows, tool, unstamped
+from running import ffmpeg, pictures, rows, table, tool, unstamped
 from streams import change
 
 DAY = "2024-05-01T"
@@ -181,6 +181,12 @@ def test_pictures_without_a_pts_are_coded_with_their_times(made, coded, form):
     assert len(shown) == ALL
     assert [int(each.utc) for each in shown] == [START + (n * 2000000 + RATE) // (2 * RATE) for n in range(ALL)]
     assert {int(b.pts) - int(a.pts) for a, b in zip(shown, shown[1:])} == {90000 / RATE}
+
+
+@pytest.mark.parametrize("arguments", [[], ["--copy"]], ids=["coded", "copied"])
+def test_pictures_that_cannot_be_decoded_keep_their_place(made, code, arguments):
+    code(change(made(), "in.ts", "strip-video=7", "lose-video=0:4"), "--source", 1, *arguments).ended(0)
+    assert len(errors_ms(table())) == ALL / 2 and times_right(table()), "of other pictures"
 
 
 # What is not known is not written
