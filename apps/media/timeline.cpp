@@ -10,10 +10,15 @@ namespace {
 
 constexpr std::int64_t LARGEST_LEAP = 5 * TICKS_PER_SECOND;
 
+// Between times as FFmpeg has them.
+std::int64_t Distance(std::int64_t llFrom, std::int64_t llTo) {
+    return PTSDistance(StreamPTS(llFrom), StreamPTS(llTo));
+}
+
 } // namespace
 
 std::int64_t Timeline::Move(const Place &From, std::int64_t llTime) {
-    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + PTSDistance(From.llStream, llTime);
+    return llTime == AV_NOPTS_VALUE ? llTime : From.llMoved + Distance(From.llStream, llTime);
 }
 
 std::int64_t Timeline::BeginAt(std::int64_t llTime) {
@@ -33,14 +38,14 @@ void Timeline::BeginStretch(std::int64_t llStream) {
 // A PTS and a DTS that lie farther apart than pictures are reordered: takes away the one that goes astray.
 void Timeline::DropStray(AVPacket &Packet) const {
     if (Packet.dts == AV_NOPTS_VALUE || Packet.pts == AV_NOPTS_VALUE ||
-        std::abs(PTSDistance(Packet.dts, Packet.pts)) <= m_llReordering)
+        std::abs(Distance(Packet.dts, Packet.pts)) <= m_llReordering)
         return;
     const bool bDtsStrays = m_bVideo && IsStep(Packet.dts, 0) && !IsStep(Packet.pts, m_llReordering);
     (bDtsStrays ? Packet.dts : Packet.pts) = AV_NOPTS_VALUE;
 }
 
 bool Timeline::IsStep(std::int64_t llTime, std::int64_t llReordering) const {
-    const std::int64_t llStep = PTSDistance(m_Now.llStream, llTime);
+    const std::int64_t llStep = Distance(m_Now.llStream, llTime);
     return llStep < -m_llPeriod - llReordering || llStep > LARGEST_LEAP;
 }
 
@@ -67,7 +72,7 @@ unsigned Timeline::MoveOther(AVPacket &Packet) const {
     const std::int64_t llTime = Packet.dts != AV_NOPTS_VALUE ? Packet.dts : Packet.pts;
     const bool bHasTwo = m_Before && llTime != AV_NOPTS_VALUE && m_Now.llMoved - m_llBegan < LARGEST_LEAP;
     const bool bBefore =
-        bHasTwo && std::abs(PTSDistance(m_Before->llStream, llTime)) < std::abs(PTSDistance(m_Now.llStream, llTime));
+        bHasTwo && std::abs(Distance(m_Before->llStream, llTime)) < std::abs(Distance(m_Now.llStream, llTime));
     const Place &From = bBefore ? *m_Before : m_Now;
     Packet.pts = Move(From, Packet.pts);
     Packet.dts = Move(From, Packet.dts);
