@@ -11,6 +11,7 @@
 #include <new>
 
 #include "clock_api.h"
+#include "common/file_names.h"
 #include "common/pts.h"
 #include "common/utc_text.h"
 #include "formats/klv.h"

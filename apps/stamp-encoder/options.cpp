@@ -5,9 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <getopt.h>
-#include <iterator>
 #include <string_view>
 
 extern "C" {
@@ -15,6 +13,7 @@ extern "C" {
 }
 
 #include "clock_api.h"
+#include "common/file_names.h"
 #include "common/pts.h"
 #include "media/coverage.h"
 #include "media/pts_clock.h"
@@ -273,29 +272,6 @@ constexpr OptionRow OPTION_ROWS[] = {
      [](Reading &Out, const char *sz) { GenerateSetting(Out).llStartUTC = ParseUTC(sz, "--start-utc"); }},
 };
 
-// The file behind a URL of FFmpeg's, which takes what stands behind "file:" as it is.
-std::string FileOf(const std::string &szUrl) {
-    constexpr std::string_view SCHEME = "file:";
-    return szUrl.starts_with(SCHEME) ? szUrl.substr(SCHEME.size()) : szUrl;
-}
-
-bool NamesStdin(const std::string &szPath) {
-    constexpr std::string_view NAMES[] = {"-", "pipe:", "pipe:0", "/dev/stdin", "/dev/fd/0"};
-    return std::ranges::find(NAMES, FileOf(szPath)) != std::end(NAMES);
-}
-
-// Whether the files exist or not.
-bool IsSameFile(const std::string &szFirst, const std::string &szSecond) {
-    const std::filesystem::path First = FileOf(szFirst);
-    const std::filesystem::path Second = FileOf(szSecond);
-    if (First.empty() || Second.empty())
-        return false;
-    std::error_code Ignored;
-    return std::filesystem::equivalent(First, Second, Ignored) ||
-           std::filesystem::weakly_canonical(std::filesystem::absolute(First, Ignored), Ignored) ==
-               std::filesystem::weakly_canonical(std::filesystem::absolute(Second, Ignored), Ignored);
-}
-
 void RefuseInput(const Options &Out, const std::string &szWritten) {
     const auto IsWritten = [&](const std::string &szInput) { return IsSameFile(szInput, szWritten); };
     if (szWritten != "-" && std::ranges::any_of(Out.Inputs, IsWritten))
@@ -374,11 +350,6 @@ size_t Options::HeldPictures() const {
 
 bool Options::UsesStdout() const {
     return NamesStdout(szOutput) || NamesStdout(szCsv);
-}
-
-bool NamesStdout(const std::string &szPath) {
-    constexpr std::string_view NAMES[] = {"-", "pipe:", "pipe:1", "/dev/stdout", "/dev/fd/1"};
-    return std::ranges::find(NAMES, FileOf(szPath)) != std::end(NAMES);
 }
 
 Options ParseOptions(int nArguments, char *const pszArguments[]) {

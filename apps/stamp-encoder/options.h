@@ -68,9 +68,6 @@ struct Options {
 // Throws a Failure (ExitCode::Usage) that says what is wrong and what is expected.
 Options ParseOptions(int nArguments, char *const pszArguments[]);
 
-// A name under which FFmpeg or the system writes to the standard output.
-bool NamesStdout(const std::string &szPath);
-
 extern const char *const HELP_TEXT;
 
 } // namespace encoder

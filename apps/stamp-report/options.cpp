@@ -4,16 +4,17 @@
 #include <CLI/CLI.hpp>
 #include <cmath>
 #include <cstdlib>
-#include <filesystem>
 
 #include "common/console.h"
 #include "common/failure.h"
+#include "common/file_names.h"
 #include "timecode.h"
 
 namespace report {
 
 using encoder::ExitCode;
 using encoder::Failure;
+using encoder::IsSameFile;
 
 namespace {
 
@@ -25,22 +26,12 @@ constexpr const char *DESCRIPTION = "stamp-report: what time stamps a recording 
 
 constexpr const char *FOOTER =
     "Exit code: 0 sound; 1 no time stamp found; 2 an input cannot be read, an output not written, or the command line "
-    "is "
-    "wrong; 3 time stamps found, but suspicious. Of several inputs the worst counts, in the order 2, 3, 1, 0.\n"
+    "is wrong; 3 time stamps found, but suspicious. Of several inputs the worst counts, in the order 2, 3, 1, 0.\n"
     "Ctrl-C ends the reading, and what was read is reported.";
 
-// A range lets what is no number pass.
-std::string IsANumber(const std::string &szValue) {
+// What is wrong with a value, if anything: a range lets what is no number pass.
+std::string RefuseNoNumber(const std::string &szValue) {
     return std::isnan(std::strtod(szValue.c_str(), nullptr)) ? "'" + szValue + "' is not a number" : "";
-}
-
-// Also of a file that is not there yet.
-bool IsSameFile(const std::string &szFile, const std::string &szOther) {
-    std::error_code Ignored;
-    const auto NameOf = [&Ignored](const std::string &szName) {
-        return std::filesystem::weakly_canonical(std::filesystem::absolute(szName, Ignored), Ignored);
-    };
-    return std::filesystem::equivalent(szFile, szOther, Ignored) || NameOf(szFile) == NameOf(szOther);
 }
 
 void Check(const Options &Out) {
@@ -77,7 +68,7 @@ std::optional<Options> ParseOptions(int nArguments, const char *const pszArgumen
     Line.add_option("--stream", Out.Stream, "Video stream by FFmpeg's number; the best one unless given")
         ->check(CLI::Range(0, MAX_STREAM));
     Line.add_option("--duration", Out.DurationSeconds, "Seconds to read of each input; all with 0 or unless given")
-        ->check(CLI::Range(0.0, MAX_DURATION_SECONDS) & CLI::Validator(IsANumber, ""));
+        ->check(CLI::Range(0.0, MAX_DURATION_SECONDS) & CLI::Validator(RefuseNoNumber, ""));
     Line.set_version_flag("--version", "stamp-report " TIMECODE_VERSION_STRING);
     try {
         Line.parse(nArguments, pszArguments);

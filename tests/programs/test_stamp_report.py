@@ -204,7 +204,7 @@ def test_a_video_without_time_stamps_has_none(stamp_report):
 @pytest.mark.parametrize("arguments, message", [
     ([], "INPUT"),
     (["in.ts", "--plot", "plot.jpg"], ".png or .svg"),
-    (["in.ts", "--csv", "in.ts"], "is an input"),
+    (["file:in.ts", "--csv", "in.ts"], "is an input"),
     (["in.ts", "--json", "a", "--csv", "./a"], "both"),
     (["in.ts", "--json", "/dev/full"], "cannot write"),
     (["in.ts", "--plot", "no/such/folder.png"], "gnuplot"),
