@@ -156,9 +156,10 @@ def test_one_release_number():
 
 
 def test_headers_refuse_32_bits():
-    done = subprocess.run(["gcc", "-m32", "-fsyntax-only", "-x", "c", SOURCE / "components/include/timecode.h"],
-                          stderr=subprocess.PIPE, check=False, text=True)
-    assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr
+    for header in (SOURCE / "components/include").iterdir():
+        done = subprocess.run(["gcc", "-m32", "-fsyntax-only", "-x", "c", header], stderr=subprocess.PIPE,
+                              check=False, text=True)
+        assert "#error" in done.stderr and "is for 64-bit systems" in done.stderr, header
 
 
 def test_libraries_need_the_c_library_alone(libraries):

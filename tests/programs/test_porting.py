@@ -97,6 +97,7 @@ def test_definitions_in_the_program(compiled, libraries):
     program = compiled("own", "-rdynamic", "smallest.c", "trace.c")
     assert services_of(program, LD_LIBRARY_PATH=libraries) == "mine"
     assert check_names(program) == (1, ["_DoDbgPrintEx"])
+    assert check_names("no_such_program")[0] == check_names()[0] == 2, "nothing was looked at"
 
 
 def test_mutexes_inherit_priority(compiled, libraries):
